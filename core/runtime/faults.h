@@ -1,0 +1,29 @@
+// What the interpreter knows of the exception that is being handled.
+#pragma once
+
+#include <exception>
+#include <optional>
+#include <string>
+
+namespace kavel::runtime {
+
+/// How the interpreter would name a fault in the log.
+struct FaultReport {
+  std::string class_name;
+  std::string message;
+  /// The interpreter's traceback without line breaks at its ends; empty when there is none.
+  std::string traceback;
+};
+
+class Faults {
+ public:
+  virtual ~Faults() = default;
+  /// Describes `error`; nothing for what must not be caught: an interrupt, the end of a generator
+  /// and the interpreter's exit.
+  [[nodiscard]] virtual std::optional<FaultReport> report(const std::exception_ptr& error) = 0;
+  /// Whether `error` is an instance of the interpreter's exception class of that name among its
+  /// built-in ones ("FileNotFoundError", "OSError", "UnicodeDecodeError", "RecursionError").
+  [[nodiscard]] virtual bool is(const std::exception_ptr& error, const char* class_name) = 0;
+};
+
+}  // namespace kavel::runtime

@@ -1,0 +1,27 @@
+// JSON as the interpreter reads and writes it, and the way between its values and `Json`.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "core/foundation/json.h"
+#include "core/runtime/value.h"
+
+namespace kavel::runtime {
+
+class JsonText {
+ public:
+  virtual ~JsonText() = default;
+  /// Parses `text`; throws `foundation::InvalidJson` for what is no JSON and the interpreter's
+  /// own error for what is too deep.
+  [[nodiscard]] virtual Value parse(std::string_view text) = 0;
+  /// Text of `value`; `indent` of 0 means one line. Non-ASCII characters stay as they are.
+  [[nodiscard]] virtual std::string dump(const Value& value, int indent) = 0;
+  /// A copy in the core's own form. Throws a type error for values that JSON has no form for.
+  [[nodiscard]] virtual foundation::Json to_json(const Value& value) = 0;
+  [[nodiscard]] virtual Value from_json(const foundation::Json& json) = 0;
+  /// Replaces the content of the map `target` by that of `content`, keeping the object.
+  virtual void refill(const Value& target, const foundation::Json& content) = 0;
+};
+
+}  // namespace kavel::runtime

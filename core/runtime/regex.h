@@ -1,0 +1,27 @@
+// Regular expressions in the interpreter's dialect.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace kavel::runtime {
+
+/// One compiled expression.
+class Expression {
+ public:
+  virtual ~Expression() = default;
+  /// Whether it matches from the start of `text` (a match need not reach the end).
+  [[nodiscard]] virtual bool match(std::string_view text) const = 0;
+  /// `text` with every match replaced by the empty text.
+  [[nodiscard]] virtual std::string remove(std::string_view text) const = 0;
+};
+
+class Regex {
+ public:
+  virtual ~Regex() = default;
+  /// Throws the interpreter's own error when `text` does not compile.
+  [[nodiscard]] virtual std::shared_ptr<const Expression> compile(const std::string& text) = 0;
+};
+
+}  // namespace kavel::runtime

@@ -1,0 +1,24 @@
+#include "host/bindings.h"
+
+#include "core/foundation/version.h"
+#include "host/errors.h"
+#include "host/runtime/runtime.h"
+#include "host/sequence.h"
+
+namespace kavel::host {
+
+void bind_core(py::module_& module) {
+  install_runtime();
+  module.doc() = "The core of Kavel: finds, checks and exports the hierarchies of 3D scenes.";
+  module.attr("__version__") = to_text(foundation::kVersion);
+  bind_list<std::string>(module, "_TextList", "A live list of texts.");
+  bind_list<Value>(module, "_ObjectList", "A live list of any objects.");
+  bind_errors(module);
+  bind_text(module);
+  bind_constants(module);
+  bind_logger(module);
+  bind_callbacks(module);
+  bind_masks(module);
+}
+
+}  // namespace kavel::host

@@ -1,0 +1,18 @@
+// The binding functions, one for each file of a subsystem, in the order in which the module calls
+// them: a class is bound before the functions that take or return it.
+#pragma once
+
+#include "host/py.h"
+
+namespace kavel::host {
+
+/// Fills the module; also used by the tests that embed the interpreter.
+void bind_core(py::module_& module);
+
+void bind_constants(py::module_& module);
+void bind_callbacks(py::module_& module);
+void bind_text(py::module_& module);
+void bind_masks(py::module_& module);
+void bind_logger(py::module_& module);
+
+}  // namespace kavel::host

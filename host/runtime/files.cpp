@@ -1,0 +1,126 @@
+#include "host/py.h"
+#include "host/runtime/runtime.h"
+
+namespace kavel::host {
+namespace {
+
+py::module_ os() { return py::module_::import("os"); }
+py::object path_module() { return os().attr("path"); }
+
+std::pair<std::string, std::string> text_pair(const py::object& pair) {
+  return {from_text(pair[py::int_(0)]), from_text(pair[py::int_(1)])};
+}
+
+class InterpreterFiles final : public runtime::Files {
+ public:
+  bool exists(const std::string& path) override { return ask("exists", path); }
+  bool is_directory(const std::string& path) override { return ask("isdir", path); }
+  bool is_link(const std::string& path) override { return ask("islink", path); }
+
+  std::vector<std::string> list(const std::string& directory) override {
+    const py::object names =
+        py::module_::import("builtins").attr("sorted")(os().attr("listdir")(to_text(directory)));
+    return texts(names);
+  }
+
+  double size(const std::string& path) override {
+    return path_module().attr("getsize")(to_text(path)).cast<double>();
+  }
+  double modified(const std::string& path) override {
+    return path_module().attr("getmtime")(to_text(path)).cast<double>();
+  }
+
+  std::string read(const std::string& path) override {
+    const py::object file = open(path, "rb");
+    try {
+      const auto bytes = py::reinterpret_borrow<py::bytes>(file.attr("read")());
+      file.attr("close")();
+      return static_cast<std::string>(bytes);
+    } catch (...) {
+      close_quietly(file);
+      throw;
+    }
+  }
+
+  void write(const std::string& path, std::string_view bytes) override {
+    const py::object file = open(path, "wb");
+    try {
+      file.attr("write")(py::bytes(bytes.data(), bytes.size()));
+      file.attr("flush")();
+      os().attr("fsync")(file.attr("fileno")());
+      file.attr("close")();
+    } catch (...) {
+      close_quietly(file);
+      throw;
+    }
+  }
+
+  void touch(const std::string& path) override {
+    const auto module = os();
+    const py::object flags = module.attr("O_CREAT") | module.attr("O_WRONLY") |
+                             module.attr("O_TRUNC") |
+                             py::getattr(module, "O_NOFOLLOW", py::int_(0));
+    module.attr("close")(module.attr("open")(to_text(path), flags, 0666));
+  }
+
+  void make_directory(const std::string& path) override {
+    try {
+      os().attr("mkdir")(to_text(path));
+    } catch (py::error_already_set& error) {
+      if (!error.matches(PyExc_FileExistsError) || !is_directory(path)) throw;
+    }
+  }
+
+  void remove(const std::string& path) override { os().attr("remove")(to_text(path)); }
+
+  void replace(const std::string& source, const std::string& target) override {
+    os().attr("replace")(to_text(source), to_text(target));
+  }
+  void copy(const std::string& source, const std::string& target) override {
+    py::module_::import("shutil").attr("copyfile")(to_text(source), to_text(target));
+  }
+  void copy_mode(const std::string& source, const std::string& target) override {
+    py::module_::import("shutil").attr("copymode")(to_text(source), to_text(target));
+  }
+
+  std::string join(const std::string& left, const std::string& right) override {
+    return from_text(path_module().attr("join")(to_text(left), to_text(right)));
+  }
+  std::string normalise(const std::string& path) override { return derive("normpath", path); }
+  std::string absolute(const std::string& path) override { return derive("abspath", path); }
+  std::string resolve(const std::string& path) override { return derive("realpath", path); }
+
+  std::pair<std::string, std::string> split(const std::string& path) override {
+    return text_pair(path_module().attr("split")(to_text(path)));
+  }
+  std::pair<std::string, std::string> split_extension(const std::string& name) override {
+    return text_pair(path_module().attr("splitext")(to_text(name)));
+  }
+
+ private:
+  static bool ask(const char* question, const std::string& path) {
+    return path_module().attr(question)(to_text(path)).cast<bool>();
+  }
+  static std::string derive(const char* operation, const std::string& path) {
+    return from_text(path_module().attr(operation)(to_text(path)));
+  }
+  static py::object open(const std::string& path, const char* mode) {
+    return py::module_::import("builtins").attr("open")(to_text(path), mode);
+  }
+  static void close_quietly(const py::object& file) {
+    try {
+      file.attr("close")();
+    } catch (const py::error_already_set&) {
+      // The first failure is the one to report.
+    }
+  }
+};
+
+}  // namespace
+
+runtime::Files* files_port() {
+  static InterpreterFiles port;
+  return &port;
+}
+
+}  // namespace kavel::host

@@ -1,0 +1,49 @@
+#include "host/py.h"
+#include "host/runtime/runtime.h"
+
+namespace kavel::host {
+namespace {
+
+py::object environ() { return py::module_::import("os").attr("environ"); }
+
+class InterpreterSystem final : public runtime::System {
+ public:
+  double time() override { return py::module_::import("time").attr("time")().cast<double>(); }
+
+  double monotonic() override {
+    return py::module_::import("time").attr("perf_counter")().cast<double>();
+  }
+
+  void sleep(double seconds) override { py::module_::import("time").attr("sleep")(seconds); }
+
+  std::optional<std::string> variable(const std::string& name) override {
+    return environ().attr("get")(to_text(name)).cast<std::optional<std::string>>();
+  }
+
+  void set_variable(const std::string& name, const std::string& value) override {
+    environ()[to_text(name)] = to_text(value);
+  }
+
+  std::string platform_name() override { return platform("system"); }
+  std::string platform_release() override { return platform("release"); }
+
+  std::string random_stamp() override {
+    return from_text(py::module_::import("uuid").attr("uuid4")().attr("hex"));
+  }
+
+  double random() override { return py::module_::import("random").attr("random")().cast<double>(); }
+
+ private:
+  static std::string platform(const char* question) {
+    return from_text(py::module_::import("platform").attr(question)());
+  }
+};
+
+}  // namespace
+
+runtime::System* system_port() {
+  static InterpreterSystem port;
+  return &port;
+}
+
+}  // namespace kavel::host
