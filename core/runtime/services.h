@@ -11,6 +11,7 @@
 #include "core/runtime/regex.h"
 #include "core/runtime/system.h"
 #include "core/runtime/threads.h"
+#include "core/runtime/unicode.h"
 
 namespace kavel::runtime {
 
@@ -22,6 +23,7 @@ struct Services {
   Threads* threads = nullptr;
   Files* files = nullptr;
   Faults* faults = nullptr;
+  Unicode* unicode = nullptr;
 };
 
 [[nodiscard]] Services& services() noexcept;

@@ -1,4 +1,4 @@
-#include "core/foundation/text.h"
+#include "host/foundation/text.h"
 
 #include "host/bindings.h"
 #include "host/classes.h"
@@ -13,6 +13,10 @@ py::object unified(const py::object& unified_class, const py::object& value) {
 }
 
 }  // namespace
+
+py::object unified(std::string_view text) {
+  return py::module_::import("core").attr("_Str")(to_text(text));
+}
 
 void bind_text(py::module_& module) {
   module.attr("_ENCODING") = "utf-8";

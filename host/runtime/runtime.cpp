@@ -41,6 +41,7 @@ void install_runtime() {
       .threads = threads_port(),
       .files = files_port(),
       .faults = faults_port(),
+      .unicode = unicode_port(),
   };
 }
 

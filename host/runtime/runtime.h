@@ -17,5 +17,6 @@ void install_runtime();
 [[nodiscard]] runtime::Threads* threads_port();
 [[nodiscard]] runtime::Files* files_port();
 [[nodiscard]] runtime::Faults* faults_port();
+[[nodiscard]] runtime::Unicode* unicode_port();
 
 }  // namespace kavel::host

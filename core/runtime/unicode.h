@@ -1,0 +1,19 @@
+// Texts as the interpreter's own tables of characters have them.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace kavel::runtime {
+
+class Unicode {
+ public:
+  virtual ~Unicode() = default;
+  [[nodiscard]] virtual std::string lower(std::string_view text) = 0;
+  /// Without the white space at both ends.
+  [[nodiscard]] virtual std::string strip(std::string_view text) = 0;
+  /// The first letter of each run of letters in upper case, the others in lower case.
+  [[nodiscard]] virtual std::string title(std::string_view text) = 0;
+};
+
+}  // namespace kavel::runtime
