@@ -19,6 +19,10 @@ void bind_core(py::module_& module) {
   bind_logger(module);
   bind_callbacks(module);
   bind_masks(module);
+  bind_environment(module);
+  bind_named_buffer(module);
+  bind_operator(module);
+  bind_software(module);
   bind_naming(module);
   bind_names_control(module);
   bind_check_config(module);

@@ -14,6 +14,10 @@ void bind_callbacks(py::module_& module);
 void bind_text(py::module_& module);
 void bind_masks(py::module_& module);
 void bind_logger(py::module_& module);
+void bind_environment(py::module_& module);
+void bind_named_buffer(py::module_& module);
+void bind_operator(py::module_& module);
+void bind_software(py::module_& module);
 void bind_naming(py::module_& module);
 void bind_names_control(py::module_& module);
 /// Makes `_Settings` and its check configuration, which project rules are bound with.

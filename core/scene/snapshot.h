@@ -2,7 +2,8 @@
 //
 // Paths and names lie in one arena; an object is a small number, its Id, handed out in order of
 // first mention. A path mentioned as somebody's child or parent has an Id before it is uploaded.
-// Ids stay valid until `clear`; views of texts until the next change.
+// Ids stay valid until `clear` (an Id from before answers as an unknown or another object, never
+// with a fault); views of texts and children until the next change.
 #pragma once
 
 #include <cstdint>
@@ -29,26 +30,30 @@ class Snapshot {
   /// Records an existing object. `parent` is kNoId for none.
   void store(Id id, std::string_view name, std::string_view type, Id parent,
              std::span<const Id> children);
-  /// Forgets everything.
+  /// Forgets everything but the types met so far, whose keys stay.
   void clear() noexcept;
+  /// Gives back what growing has reserved ahead.
+  void compact();
+  /// Counts the calls of `clear`; equal numbers mean that Ids are still the same.
+  [[nodiscard]] std::uint32_t generation() const noexcept { return generation_; }
 
   /// Number of Ids handed out.
   [[nodiscard]] std::size_t size() const noexcept { return objects_.size(); }
   /// Whether its existence was asked at all.
-  [[nodiscard]] bool asked(Id id) const noexcept { return objects_[id].state != State::mentioned; }
-  [[nodiscard]] bool exists(Id id) const noexcept { return objects_[id].state == State::exists; }
+  [[nodiscard]] bool asked(Id id) const noexcept { return object(id).state != State::mentioned; }
+  [[nodiscard]] bool exists(Id id) const noexcept { return object(id).state == State::exists; }
   /// Whether name, type, parent and children are known.
-  [[nodiscard]] bool stored(Id id) const noexcept { return objects_[id].stored; }
+  [[nodiscard]] bool stored(Id id) const noexcept { return object(id).stored; }
 
   [[nodiscard]] std::string_view path(Id id) const noexcept;
   [[nodiscard]] std::string_view name(Id id) const noexcept;
   /// The unified type; empty when it is not known.
   [[nodiscard]] std::string_view type(Id id) const noexcept;
   /// A number that is equal for equal types, below `types().size()`.
-  [[nodiscard]] std::uint16_t type_key(Id id) const noexcept { return objects_[id].type; }
+  [[nodiscard]] std::uint16_t type_key(Id id) const noexcept { return object(id).type; }
   /// The distinct types met so far, by key.
   [[nodiscard]] std::span<const std::string> types() const noexcept { return types_; }
-  [[nodiscard]] Id parent(Id id) const noexcept { return objects_[id].parent; }
+  [[nodiscard]] Id parent(Id id) const noexcept { return object(id).parent; }
   [[nodiscard]] std::span<const Id> children(Id id) const noexcept;
 
   /// Bytes that the table takes, arena included.
@@ -69,6 +74,9 @@ class Snapshot {
     bool stored = false;
   };
 
+  [[nodiscard]] const Object& object(Id id) const noexcept {
+    return id < objects_.size() ? objects_[id] : kUnknown;
+  }
   [[nodiscard]] std::string_view text(std::uint64_t begin, std::uint32_t size) const noexcept;
   std::uint16_t type_number(std::string_view type);
   void grow_index();
@@ -80,6 +88,9 @@ class Snapshot {
   /// Open addressing over the paths; its size is a power of two.
   std::vector<Id> index_;
   std::vector<std::string> types_{std::string()};
+  std::uint32_t generation_ = 0;
+
+  static const Object kUnknown;
 };
 
 }  // namespace kavel::scene
