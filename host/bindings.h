@@ -22,5 +22,7 @@ void bind_naming(py::module_& module);
 void bind_names_control(py::module_& module);
 /// Makes `_Settings` and its check configuration, which project rules are bound with.
 void bind_check_config(py::module_& module);
+/// Makes `_Project` with all below it.
+void bind_projects(py::module_& module);
 
 }  // namespace kavel::host

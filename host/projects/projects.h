@@ -1,0 +1,40 @@
+// The bindings of the projects subsystem, in the order in which they are called: every class
+// stands below `_Project`, most below its `Settings`.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "core/foundation/errors.h"
+#include "core/foundation/json.h"
+#include "host/py.h"
+
+namespace kavel::host {
+
+void bind_rule(py::handle settings);
+void bind_rule_list(py::handle settings);
+void bind_rule_tree(py::handle settings);
+
+/// The text `argument`; an assertion failure that names `field` for anything else.
+[[nodiscard]] inline std::string assert_text(py::handle argument, const char* field) {
+  foundation::assert_that(is_text(argument), "\"" + std::string(field) + "\" must be a text");
+  return from_text(argument);
+}
+
+/// The JSON list of any iterable but a text and a map, which stay what they are.
+[[nodiscard]] inline foundation::Json list_argument(const py::object& argument) {
+  if (is_text(argument) || py::isinstance<py::dict>(argument) ||
+      !py::isinstance<py::iterable>(argument)) {
+    return to_json(argument);
+  }
+  return to_json(py::list(argument));
+}
+
+/// A list of the interpreter's from texts.
+[[nodiscard]] inline py::list text_list(const std::vector<std::string>& texts) {
+  py::list list;
+  for (const std::string& text : texts) list.append(to_text(text));
+  return list;
+}
+
+}  // namespace kavel::host
