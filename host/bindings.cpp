@@ -27,6 +27,7 @@ void bind_core(py::module_& module) {
   bind_names_control(module);
   bind_check_config(module);
   bind_projects(module);
+  bind_matcher(module);
 }
 
 }  // namespace kavel::host

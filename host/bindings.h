@@ -24,5 +24,6 @@ void bind_names_control(py::module_& module);
 void bind_check_config(py::module_& module);
 /// Makes `_Project` with all below it.
 void bind_projects(py::module_& module);
+void bind_matcher(py::module_& module);
 
 }  // namespace kavel::host

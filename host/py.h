@@ -39,6 +39,11 @@ using runtime::Value;
   return py::reinterpret_borrow<py::object>(static_cast<PyObject*>(value.get()));
 }
 
+/// Texts of any iterable; throws a type error for elements that are none.
+[[nodiscard]] std::vector<std::string> texts(py::handle iterable);
+/// Elements of any iterable as values, a snapshot.
+[[nodiscard]] std::vector<Value> values(py::handle iterable);
+
 /// The face of a core object: made the first time, the same object ever after.
 [[nodiscard]] py::object expose(const Object* object);
 template <class T>
@@ -64,6 +69,40 @@ struct type_caster<std::string> {
   }
   static handle cast(const std::string& source, return_value_policy, handle) {
     return kavel::host::to_text(source).release();
+  }
+};
+
+/// The caster keeps the bytes for the time of the call.
+template <>
+struct type_caster<std::string_view> {
+  PYBIND11_TYPE_CASTER(std::string_view, const_name("str"));
+  bool load(handle source, bool /*convert*/) {
+    if (!source || PyUnicode_Check(source.ptr()) == 0) return false;
+    bytes_ = kavel::host::from_text(source);
+    value = bytes_;
+    return true;
+  }
+  static handle cast(std::string_view source, return_value_policy, handle) {
+    return kavel::host::to_text(source).release();
+  }
+
+ private:
+  std::string bytes_;
+};
+
+/// Any iterable of texts but a text itself; returned as a fresh list.
+template <>
+struct type_caster<std::vector<std::string>> {
+  PYBIND11_TYPE_CASTER(std::vector<std::string>, const_name("List[str]"));
+  bool load(handle source, bool /*convert*/) {
+    if (!source || PyUnicode_Check(source.ptr()) != 0) return false;
+    value = kavel::host::texts(source);
+    return true;
+  }
+  static handle cast(const std::vector<std::string>& source, return_value_policy, handle) {
+    list result;
+    for (const std::string& text : source) result.append(kavel::host::to_text(text));
+    return result.release();
   }
 };
 
@@ -170,10 +209,5 @@ template <class T, class... Options, class F, class... Extra>
 void define_init(py::class_<T, Options...>& bound, F make, const Extra&... extra) {
   detail::Signature<F>::template define_init<T>(bound, make, extra...);
 }
-
-/// Texts of any iterable; throws a type error for elements that are none.
-[[nodiscard]] std::vector<std::string> texts(py::handle iterable);
-/// Elements of any iterable as values, a snapshot.
-[[nodiscard]] std::vector<Value> values(py::handle iterable);
 
 }  // namespace kavel::host

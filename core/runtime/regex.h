@@ -13,8 +13,10 @@ class Expression {
   virtual ~Expression() = default;
   /// Whether it matches from the start of `text` (a match need not reach the end).
   [[nodiscard]] virtual bool match(std::string_view text) const = 0;
-  /// `text` with every match replaced by the empty text.
-  [[nodiscard]] virtual std::string remove(std::string_view text) const = 0;
+  /// `text` without what matches at its start; unchanged when nothing does.
+  [[nodiscard]] virtual std::string remove_start(std::string_view text) const = 0;
+  /// `text` without the first match anywhere; unchanged when there is none.
+  [[nodiscard]] virtual std::string remove_first(std::string_view text) const = 0;
 };
 
 class Regex {

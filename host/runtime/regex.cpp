@@ -7,25 +7,38 @@ namespace {
 class CompiledExpression final : public runtime::Expression {
  public:
   explicit CompiledExpression(const py::object& pattern)
-      : match_(to_value(pattern.attr("match"))), remove_(to_value(pattern.attr("sub"))) {}
+      : match_(to_value(pattern.attr("match"))), search_(to_value(pattern.attr("search"))) {}
 
   [[nodiscard]] bool match(std::string_view text) const override {
-    const py::str subject = to_text(text);
-    PyObject* const result =
-        PyObject_CallOneArg(static_cast<PyObject*>(match_.get()), subject.ptr());
-    if (result == nullptr) throw py::error_already_set();
-    const bool matched = result != Py_None;
-    Py_DECREF(result);
-    return matched;
+    return !ask(match_, to_text(text)).is_none();
   }
 
-  [[nodiscard]] std::string remove(std::string_view text) const override {
-    return from_text(from_value(remove_)(py::str(""), to_text(text)));
+  [[nodiscard]] std::string remove_start(std::string_view text) const override {
+    return without(match_, text);
+  }
+  [[nodiscard]] std::string remove_first(std::string_view text) const override {
+    return without(search_, text);
   }
 
  private:
+  static py::object ask(const Value& operation, const py::str& subject) {
+    PyObject* const found =
+        PyObject_CallOneArg(static_cast<PyObject*>(operation.get()), subject.ptr());
+    if (found == nullptr) throw py::error_already_set();
+    return py::reinterpret_steal<py::object>(found);
+  }
+
+  static std::string without(const Value& operation, std::string_view text) {
+    const py::str subject = to_text(text);
+    const py::object found = ask(operation, subject);
+    if (found.is_none()) return std::string(text);
+    const py::object head = subject[py::slice(py::none(), found.attr("start")(), py::none())];
+    const py::object tail = subject[py::slice(found.attr("end")(), py::none(), py::none())];
+    return from_text(head) + from_text(tail);
+  }
+
   Value match_;
-  Value remove_;
+  Value search_;
 };
 
 class InterpreterRegex final : public runtime::Regex {

@@ -1,0 +1,108 @@
+// The layer search: assigns the objects of one hierarchy level to the pattern items of that level.
+//
+// The assignment is one greedy guess, item by item in search order; each item takes matching
+// objects, in their order, up to its maximum. A guess that leaves an item outside its range, or in
+// exact mode an object without an item, is wrong as a whole.
+//
+// Captures of accepted objects are appended to the journal of the state; an object that is refused
+// or over the maximum takes its own captures back, a wrong guess those of the whole level. Taken
+// objects are marked and skipped, never removed one by one. A search works on the state it is
+// given, so two searches with states of their own may run at once.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <vector>
+
+#include "core/hierarchy/anchor.h"
+#include "core/hierarchy/pattern.h"
+#include "core/scene/query.h"
+
+namespace kavel::hierarchy {
+
+/// One assignment of a level.
+struct Response {
+  scene::Id object;
+  Ref<Scope> scope;
+};
+
+class LayerSearch {
+ public:
+  LayerSearch(scene::QueryPort& scene, Vocabulary& vocabulary, AnchorState& state)
+      : scene_(scene), vocabulary_(&vocabulary), state_(state) {}
+
+  void use(Vocabulary& vocabulary) noexcept { vocabulary_ = &vocabulary; }
+  void drop_scopes() noexcept;
+
+  /// Takes the existing ones of `roots` and the items of a level; forgets the last guess.
+  void load(std::span<const scene::Id> roots, std::vector<Ref<Scope>> scopes, bool exact);
+  /// Assigns; captures of accepted objects stay in the state. Errors of expressions propagate.
+  void make_guess();
+  [[nodiscard]] bool wrong_guess() const;
+  /// The assignments: item by item, each with its objects in order.
+  [[nodiscard]] std::vector<Response> responses() const;
+  /// All four steps; a wrong guess leaves the state as it was and gives no responses.
+  [[nodiscard]] std::vector<Response> run(std::span<const scene::Id> roots,
+                                          std::vector<Ref<Scope>> scopes, bool exact);
+
+  /// The objects of the level that no item took.
+  [[nodiscard]] const std::vector<scene::Id>& left() const noexcept { return left_; }
+  [[nodiscard]] bool exact() const noexcept { return exact_; }
+  [[nodiscard]] const std::vector<Ref<Scope>>& scopes() const noexcept { return scopes_; }
+
+ private:
+  void fill(std::size_t position);
+  [[nodiscard]] bool accepts(const Scope& scope, RuleMatcher& matcher, scene::Id object);
+
+  scene::QueryPort& scene_;
+  Vocabulary* vocabulary_;
+  AnchorState& state_;
+  std::vector<scene::Id> left_;
+  std::vector<Ref<Scope>> scopes_;
+  bool exact_ = true;
+  /// Objects of each item; items of equal rules share the place of the first of them.
+  std::vector<std::vector<scene::Id>> found_;
+  std::vector<std::size_t> slots_;
+};
+
+/// The search as the host sees it: a level at a time, on the captures of the last question.
+class Search final : public runtime::Object {
+ public:
+  explicit Search(std::unique_ptr<scene::QueryPort> scene);
+
+  void each_reference(runtime::ReferenceVisitor& visitor) const override;
+  void drop_references() noexcept override;
+
+  [[nodiscard]] const Ref<Anchor>& logic() const noexcept { return logic_; }
+  [[nodiscard]] scene::QueryPort& scene() const noexcept { return *scene_; }
+
+  /// One level in the state of the last question; a wrong guess leaves the state as it was.
+  [[nodiscard]] std::vector<Response> layer(const std::vector<std::string>& roots,
+                                            const std::vector<Ref<Scope>>& scopes, bool exact);
+
+  // The steps of a level, each for itself.
+  void load_variables(const std::vector<std::string>& roots, const std::vector<Ref<Scope>>& scopes,
+                      bool exact);
+  void backup_state() { backup_ = logic_->state()->clone(); }
+  void reset_state() { logic_->state()->apply(*backup_); }
+  void make_guess();
+  [[nodiscard]] bool wrong_guess() const { return level_.wrong_guess(); }
+  [[nodiscard]] std::vector<Response> responses() const { return level_.responses(); }
+  /// Whether an object of that name, path and type fits `scope`; its captures are recorded then.
+  [[nodiscard]] bool scope_match(const std::string& name, const std::string& path,
+                                 const std::string& type, bool has_children, const Scope& scope);
+  [[nodiscard]] const LayerSearch& level() const noexcept { return level_; }
+  [[nodiscard]] const Ref<AnchorState>& backup() const noexcept { return backup_; }
+
+  /// The Ids of paths in the scene's table.
+  [[nodiscard]] std::vector<scene::Id> ids(const std::vector<std::string>& paths) const;
+
+ private:
+  std::unique_ptr<scene::QueryPort> scene_;
+  Ref<Anchor> logic_;
+  Ref<AnchorState> backup_;
+  std::shared_ptr<Vocabulary> vocabulary_;
+  LayerSearch level_;
+};
+
+}  // namespace kavel::hierarchy
