@@ -28,6 +28,12 @@ void bind_core(py::module_& module) {
   bind_check_config(module);
   bind_projects(module);
   bind_matcher(module);
+  bind_api(module);
+  bind_checks(module);
+  bind_export_model(module);
+  bind_validator(module);
+  bind_exporter(module);
+  bind_server(module);
 }
 
 }  // namespace kavel::host

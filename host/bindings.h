@@ -25,5 +25,12 @@ void bind_check_config(py::module_& module);
 /// Makes `_Project` with all below it.
 void bind_projects(py::module_& module);
 void bind_matcher(py::module_& module);
+/// Makes `Api`, in whose scope the components are bound.
+void bind_api(py::module_& module);
+void bind_checks(py::module_& module);
+void bind_export_model(py::module_& module);
+void bind_validator(py::module_& module);
+void bind_exporter(py::module_& module);
+void bind_server(py::module_& module);
 
 }  // namespace kavel::host
