@@ -52,33 +52,74 @@ std::shared_ptr<const runtime::Expression> Vocabulary::compile(const std::string
   return compiled_.emplace(text, std::move(made)).first->second;
 }
 
-std::shared_ptr<Vocabulary::Prepared> Vocabulary::find(const std::string& expression) const {
-  const auto known = prepared_.find(expression);
-  return known == prepared_.end() ? nullptr : known->second;
+NameExpression Vocabulary::part(std::string_view text, const std::vector<std::string>& usages,
+                                NameExpression::Place place) {
+  const bool at_start = place == NameExpression::Place::start;
+  const auto stands = [&](const std::string& usage) { return contains(text, usage); };
+  if (std::ranges::any_of(usages, stands)) {
+    std::string references = apply_anchors(refer_back(std::string(text), usages));
+    if (!at_start) references += "$";
+    return NameExpression(std::make_shared<BoundExpression>(
+        references, usages.size(),
+        at_start ? BoundExpression::Use::match : BoundExpression::Use::find));
+  }
+  const std::string applied = apply_anchors(std::string(text));
+  const auto [flags, rest] = split_flags(applied);
+  if (at_start) return NameExpression(compile(std::string(flags) + "^" + std::string(rest)), place);
+  return NameExpression(compile(applied + "$"), place);
 }
 
-std::shared_ptr<Vocabulary::Prepared> Vocabulary::prepare(const std::string& expression) {
-  if (auto known = find(expression)) return known;
-  auto made = std::make_shared<Prepared>();
-  made->expression = compile(apply_anchors(expression));
+std::shared_ptr<Vocabulary::Prepared> Vocabulary::prepare(const std::string& expression,
+                                                          const std::vector<std::string>& usages) {
+  std::string cache_key = expression;
+  for (const std::string& usage : usages) cache_key += '\0' + usage;
+  if (const auto known = prepared_.find(cache_key); known != prepared_.end()) {
+    return known->second;
+  }
+  const std::string applied = apply_anchors(refer_back(expression, usages));
+  NameExpression compiled = usages.empty()
+                                ? NameExpression(compile(applied), NameExpression::Place::start)
+                                : NameExpression(std::make_shared<BoundExpression>(
+                                      applied, usages.size(), BoundExpression::Use::match));
+  auto made = std::make_shared<Prepared>(
+      Prepared{expression, usages, std::move(compiled), {}, std::nullopt});
   for (std::uint32_t key = 0; key < keys_->size(); ++key) {
     if (contains(expression, (*keys_)[key].definition)) made->defined.push_back(key);
   }
-  return prepared_.emplace(expression, std::move(made)).first->second;
+  return prepared_.emplace(std::move(cache_key), std::move(made)).first->second;
 }
 
-void Vocabulary::prepare_definitions(const std::string& expression, Prepared& prepared) {
-  if (prepared.definitions_ready) return;
-  std::vector<Definition> definitions;
+std::vector<Vocabulary::Definition> Vocabulary::definitions(const Prepared& prepared) {
+  std::vector<Definition> made;
   for (const std::uint32_t key : prepared.defined) {
-    const auto [before, after] = split_at_anchor((*keys_)[key].definition, expression);
+    const auto [before, after] = split_at_anchor((*keys_)[key].definition, prepared.text);
     const std::string head = apply_anchors(std::string(before));
-    const auto [flags, rest] = split_flags(head);
-    definitions.push_back({key, compile(std::string(flags) + "^" + std::string(rest)),
-                           compile(std::string(flags) + apply_anchors(std::string(after)) + "$")});
+    // Flags in front of the expression hold for the part after the definition as well.
+    const std::string tail = std::string(split_flags(head).first) + std::string(after);
+    made.push_back({key, part(before, prepared.usages, NameExpression::Place::start),
+                    part(tail, prepared.usages, NameExpression::Place::anywhere)});
   }
-  prepared.definitions = std::move(definitions);
-  prepared.definitions_ready = true;
+  return made;
+}
+
+std::vector<std::pair<std::uint32_t, std::string>> Vocabulary::cut(Prepared& prepared,
+                                                                   const std::string& texts,
+                                                                   std::string_view name) {
+  if (!prepared.definitions) prepared.definitions = definitions(prepared);
+  std::vector<std::pair<std::uint32_t, std::string>> captured;
+  for (const auto& [key, before, after] : *prepared.definitions) {
+    captured.emplace_back(key, after.remove(texts, before.remove(texts, name)));
+  }
+  return captured;
+}
+
+bool NameExpression::match(const std::string& texts, std::string_view name) const {
+  return bound_ != nullptr ? bound_->match(texts, name) : plain_->match(name);
+}
+
+std::string NameExpression::remove(const std::string& texts, std::string_view name) const {
+  if (bound_ != nullptr) return bound_->remove(texts, name);
+  return place_ == Place::start ? plain_->remove_start(name) : plain_->remove_first(name);
 }
 
 Anchor::Anchor()
@@ -119,14 +160,8 @@ bool Anchor::match(std::string_view expression, std::string_view name, std::stri
 void Anchor::extract_anchors(std::string_view expression, std::string_view name,
                              std::string_view path) {
   const auto words = vocabulary(*state_);
-  Vocabulary::Prepared prepared;
-  for (std::uint32_t key = 0; key < words->keys()->size(); ++key) {
-    if (contains(expression, (*words->keys())[key].definition)) prepared.defined.push_back(key);
-  }
-  words->prepare_definitions(std::string(expression), prepared);
-  for (const auto& [key, before, after] : prepared.definitions) {
-    state_->add(key, path, after->remove_first(before->remove_start(name)));
-  }
+  auto captured = words->cut(*words->prepare(std::string(expression)), "", name);
+  for (auto& [key, text] : captured) state_->add(key, path, std::move(text));
 }
 
 bool Anchor::has_anchor(std::string_view expression) const {
@@ -139,37 +174,76 @@ bool Anchor::has_sub_anchor(std::string_view expression) const {
 }
 
 RuleMatcher::RuleMatcher(Vocabulary& vocabulary, AnchorState& state, std::string_view expression)
-    : vocabulary_(vocabulary),
-      state_(state),
-      expression_(expression),
-      uses_anchors_(uses_any(*vocabulary.keys(), expression)) {}
-
-bool RuleMatcher::match(std::string_view name, std::string_view path) {
-  if (uses_anchors_) {
-    const std::string bound = replace_anchors(state_, expression_, path);
-    if (bound != expression_) return match_text(bound, vocabulary_.find(bound), name, path);
+    : vocabulary_(vocabulary), state_(state), expression_(expression) {
+  const AnchorState::Keys& keys = *vocabulary.keys();
+  for (std::uint32_t key = 0; key < keys.size(); ++key) {
+    if (contains(expression, keys[key].parts.usage)) used_.push_back(key);
   }
-  if (plain_ == nullptr) plain_ = vocabulary_.find(expression_);
-  return match_text(expression_, plain_, name, path);
 }
 
-bool RuleMatcher::match_text(const std::string& expression,
-                             std::shared_ptr<Vocabulary::Prepared> prepared, std::string_view name,
-                             std::string_view path) {
-  if (prepared != nullptr && prepared->defined.empty()) return prepared->expression->match(name);
-  // Compiling runs the interpreter's own code, and with it perhaps another thread that lets the
-  // table behind these views grow.
+void RuleMatcher::find_bound(std::string_view path) {
+  bound_usages_.clear();
+  bound_texts_.clear();
+  for (const std::uint32_t key : used_) {
+    const std::string& usage = (*vocabulary_.keys())[key].parts.usage;
+    // Of several definitions of one name the first with a capture decides.
+    if (std::ranges::find(bound_usages_, usage) != bound_usages_.end()) continue;
+    if (const std::string* text = state_.decide(key, path)) {
+      bound_usages_.push_back(usage);
+      bound_texts_.push_back(text);
+    }
+  }
+}
+
+std::optional<bool> RuleMatcher::match_bound(std::string_view name, std::string_view path) {
+  if (!std::ranges::all_of(bound_texts_,
+                           [](const std::string* text) { return is_plain_text(*text); })) {
+    return std::nullopt;
+  }
+  const std::string texts = bound_prefix(bound_texts_);
+  if (bound_for_ != bound_usages_) {
+    const std::string own_name(name);
+    const std::string own_path(path);
+    bound_for_ = bound_usages_;
+    bound_ =
+        can_bind(expression_, bound_for_) ? vocabulary_.prepare(expression_, bound_for_) : nullptr;
+    if (bound_ == nullptr) return std::nullopt;
+    return match_prepared(bound_, texts, own_name, own_path);
+  }
+  if (bound_ == nullptr) return std::nullopt;
+  return match_prepared(bound_, texts, name, path);
+}
+
+bool RuleMatcher::match(std::string_view name, std::string_view path) {
+  find_bound(path);
+  if (!bound_usages_.empty()) {
+    if (const auto matched = match_bound(name, path)) return *matched;
+    const std::string own_name(name);
+    const std::string own_path(path);
+    const std::string inserted = replace_anchors(state_, expression_, path);
+    return match_prepared(vocabulary_.prepare(inserted), "", own_name, own_path);
+  }
+  if (plain_ == nullptr) {
+    // Compiling runs the interpreter's own code, and with it perhaps another thread that lets the
+    // table behind these views grow.
+    const std::string own_name(name);
+    const std::string own_path(path);
+    plain_ = vocabulary_.prepare(expression_);
+    return match_prepared(plain_, "", own_name, own_path);
+  }
+  return match_prepared(plain_, "", name, path);
+}
+
+bool RuleMatcher::match_prepared(const PreparedPointer& prepared, const std::string& texts,
+                                 std::string_view name, std::string_view path) {
+  if (prepared->defined.empty()) return prepared->expression.match(texts, name);
   const std::string own_name(name);
   const std::string own_path(path);
-  if (prepared == nullptr) prepared = vocabulary_.prepare(expression);
-  if (!prepared->expression->match(own_name)) return false;
-  vocabulary_.prepare_definitions(expression, *prepared);
+  if (!prepared->expression.match(texts, own_name)) return false;
   // Every capture is cut before the first is recorded: a failing one leaves nothing behind.
-  std::vector<std::pair<std::uint32_t, std::string>> captured;
-  for (const auto& [key, before, after] : prepared->definitions) {
-    captured.emplace_back(key, after->remove_first(before->remove_start(own_name)));
+  for (auto& [key, text] : vocabulary_.cut(*prepared, texts, own_name)) {
+    state_.add(key, own_path, std::move(text));
   }
-  for (auto& [key, text] : captured) state_.add(key, own_path, std::move(text));
   return true;
 }
 

@@ -7,15 +7,37 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 #include <vector>
 
 #include "core/hierarchy/anchor_state.h"
+#include "core/hierarchy/bound_expression.h"
 #include "core/runtime/regex.h"
 
 namespace kavel::hierarchy {
+
+/// A compiled expression, with or without references to captured texts.
+class NameExpression {
+ public:
+  /// `usages` are those that were captured; the others stand for their sub-expressions.
+  enum class Place { start, anywhere };
+  explicit NameExpression(std::shared_ptr<const runtime::Expression> plain, Place place)
+      : plain_(std::move(plain)), place_(place) {}
+  explicit NameExpression(std::shared_ptr<const BoundExpression> bound)
+      : bound_(std::move(bound)) {}
+
+  [[nodiscard]] bool match(const std::string& texts, std::string_view name) const;
+  /// `name` without what matches at the expression's place.
+  [[nodiscard]] std::string remove(const std::string& texts, std::string_view name) const;
+
+ private:
+  std::shared_ptr<const runtime::Expression> plain_;
+  std::shared_ptr<const BoundExpression> bound_;
+  Place place_ = Place::start;
+};
 
 /// Compiled expressions of one set of anchor keys.
 class Vocabulary {
@@ -26,32 +48,39 @@ class Vocabulary {
     return keys_;
   }
 
-  /// The part of an expression around a definition, ready to cut a capture out of a name.
+  /// The parts of an expression around a definition, ready to cut a capture out of a name.
   struct Definition {
     std::uint32_t key;
-    std::shared_ptr<const runtime::Expression> before;
-    std::shared_ptr<const runtime::Expression> after;
+    NameExpression before;
+    NameExpression after;
   };
-  /// An expression whose captured usages are already replaced.
+  /// A rule expression for one choice of captured usages.
   struct Prepared {
-    std::shared_ptr<const runtime::Expression> expression;
+    std::string text;
+    std::vector<std::string> usages;
+    NameExpression expression;
     std::vector<std::uint32_t> defined;
-    std::vector<Definition> definitions;
-    bool definitions_ready = false;
+    /// Compiled when the first capture needs them.
+    std::optional<std::vector<Definition>> definitions;
   };
-  /// What `prepare` made of `expression` before; null when it never did.
-  [[nodiscard]] std::shared_ptr<Prepared> find(const std::string& expression) const;
-  /// Throws the interpreter's error for an expression that does not compile and a value error for
-  /// a definition that stands in it twice.
-  [[nodiscard]] std::shared_ptr<Prepared> prepare(const std::string& expression);
-  /// Compiles the parts around the definitions of `expression` (first use only).
-  void prepare_definitions(const std::string& expression, Prepared& prepared);
+  /// `usages` become references to captured texts, in that order; they must be bindable. Throws the
+  /// interpreter's error for an expression that does not compile and a value error for a definition
+  /// that stands in it twice.
+  [[nodiscard]] std::shared_ptr<Prepared> prepare(const std::string& expression,
+                                                  const std::vector<std::string>& usages = {});
+  /// What the definitions in the expression capture of `name`, by key.
+  [[nodiscard]] std::vector<std::pair<std::uint32_t, std::string>> cut(Prepared& prepared,
+                                                                       const std::string& texts,
+                                                                       std::string_view name);
 
   /// `expression` with the remaining anchors replaced by their sub-expressions.
   [[nodiscard]] std::string apply_anchors(std::string expression) const;
 
  private:
   [[nodiscard]] std::shared_ptr<const runtime::Expression> compile(const std::string& text);
+  [[nodiscard]] NameExpression part(std::string_view text, const std::vector<std::string>& usages,
+                                    NameExpression::Place place);
+  [[nodiscard]] std::vector<Definition> definitions(const Prepared& prepared);
 
   std::shared_ptr<const AnchorState::Keys> keys_;
   std::unordered_map<std::string, std::shared_ptr<Prepared>> prepared_;
@@ -97,18 +126,27 @@ class RuleMatcher {
   [[nodiscard]] bool match(std::string_view name, std::string_view path);
 
  private:
-  /// `prepared` is null for an expression that was never prepared.
-  [[nodiscard]] bool match_text(const std::string& expression,
-                                std::shared_ptr<Vocabulary::Prepared> prepared,
-                                std::string_view name, std::string_view path);
+  using PreparedPointer = std::shared_ptr<Vocabulary::Prepared>;
+
+  /// The usages captured on the branch of `path`, with their texts.
+  void find_bound(std::string_view path);
+  /// Matches by references to the captured texts; nothing when they have to be inserted.
+  [[nodiscard]] std::optional<bool> match_bound(std::string_view name, std::string_view path);
+  [[nodiscard]] bool match_prepared(const PreparedPointer& prepared, const std::string& texts,
+                                    std::string_view name, std::string_view path);
 
   Vocabulary& vocabulary_;
   AnchorState& state_;
   std::string expression_;
-  /// Whether a usage of some anchor stands in the expression.
-  bool uses_anchors_;
-  /// The expression as it stands, once it was needed.
-  std::shared_ptr<Vocabulary::Prepared> plain_;
+  /// Keys whose usage stands in the expression.
+  std::vector<std::uint32_t> used_;
+  std::vector<std::string> bound_usages_;
+  std::vector<const std::string*> bound_texts_;
+  /// The expression without captured texts, once it was needed.
+  PreparedPointer plain_;
+  /// The expression for the usages that were captured last, null when they cannot be bound.
+  PreparedPointer bound_;
+  std::vector<std::string> bound_for_;
 };
 
 /// `expression` with each usage replaced by the text that decides for `path`.

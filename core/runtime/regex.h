@@ -17,6 +17,9 @@ class Expression {
   [[nodiscard]] virtual std::string remove_start(std::string_view text) const = 0;
   /// `text` without the first match anywhere; unchanged when there is none.
   [[nodiscard]] virtual std::string remove_first(std::string_view text) const = 0;
+  /// `text` without what `group` takes in a match from its start; unchanged without a match.
+  [[nodiscard]] virtual std::string remove_group(std::string_view text,
+                                                 const char* group) const = 0;
 };
 
 class Regex {

@@ -14,10 +14,13 @@ class CompiledExpression final : public runtime::Expression {
   }
 
   [[nodiscard]] std::string remove_start(std::string_view text) const override {
-    return without(match_, text);
+    return without(match_, text, 0);
   }
   [[nodiscard]] std::string remove_first(std::string_view text) const override {
-    return without(search_, text);
+    return without(search_, text, 0);
+  }
+  [[nodiscard]] std::string remove_group(std::string_view text, const char* group) const override {
+    return without(match_, text, group);
   }
 
  private:
@@ -28,12 +31,13 @@ class CompiledExpression final : public runtime::Expression {
     return py::reinterpret_steal<py::object>(found);
   }
 
-  static std::string without(const Value& operation, std::string_view text) {
+  template <class Group>
+  static std::string without(const Value& operation, std::string_view text, Group group) {
     const py::str subject = to_text(text);
     const py::object found = ask(operation, subject);
     if (found.is_none()) return std::string(text);
-    const py::object head = subject[py::slice(py::none(), found.attr("start")(), py::none())];
-    const py::object tail = subject[py::slice(found.attr("end")(), py::none(), py::none())];
+    const py::object head = subject[py::slice(py::none(), found.attr("start")(group), py::none())];
+    const py::object tail = subject[py::slice(found.attr("end")(group), py::none(), py::none())];
     return from_text(head) + from_text(tail);
   }
 

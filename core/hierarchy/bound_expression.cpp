@@ -1,0 +1,130 @@
+#include "core/hierarchy/bound_expression.h"
+
+#include <algorithm>
+
+#include "core/foundation/text.h"
+#include "core/runtime/services.h"
+
+namespace kavel::hierarchy {
+namespace {
+
+constexpr std::string_view kSpecial("\\.^$*+?{}[]|()<>\0", 17);
+constexpr const char* kHit = "kavel_hit";
+
+std::string reference_name(std::size_t index) { return "kavel_" + std::to_string(index); }
+
+/// Position behind the set that opens at `begin`; npos when it does not end.
+std::size_t end_of_set(std::string_view expression, std::size_t begin) noexcept {
+  std::size_t at = begin + 1;
+  if (at < expression.size() && expression[at] == '^') ++at;
+  // A bracket that stands first is an element.
+  if (at < expression.size() && expression[at] == ']') ++at;
+  for (; at < expression.size(); ++at) {
+    if (expression[at] == '\\') {
+      ++at;
+    } else if (expression[at] == ']') {
+      return at + 1;
+    }
+  }
+  return std::string_view::npos;
+}
+
+/// Whether it has only escapes and groups whose meaning depends neither on their neighbours nor on
+/// their number, and no start of text, which would be taken for the start of the captured texts.
+bool has_plain_syntax(std::string_view expression, const std::vector<std::string>& usages) {
+  constexpr std::string_view kEscapes = "dwsDWS.-_$^()[]{}*+?|/";
+  for (std::size_t at = 0; at < expression.size(); ++at) {
+    const std::string_view rest = expression.substr(at + 1);
+    const char next = rest.empty() ? '\0' : rest.front();
+    switch (expression[at]) {
+      case '\\':
+        if (kEscapes.find(next) == std::string_view::npos) return false;
+        ++at;
+        break;
+      case '(':
+        if (next == '?' && !rest.starts_with("?:")) return false;
+        break;
+      case '[': {
+        const std::size_t end = end_of_set(expression, at);
+        if (end == std::string_view::npos) return false;
+        const std::string_view set = expression.substr(at, end - at);
+        const auto holds = [set](const std::string& usage) {
+          return foundation::contains(set, usage);
+        };
+        if (std::ranges::any_of(usages, holds)) return false;
+        at = end - 1;
+        break;
+      }
+      case '^':
+      case '\0':
+        return false;
+      default:
+        break;
+    }
+  }
+  return true;
+}
+
+bool stands_alone(std::string_view before, std::string_view after) noexcept {
+  const bool quantified =
+      !after.empty() && std::string_view("*+?{").find(after.front()) != std::string_view::npos;
+  const bool inside =
+      !before.empty() && std::string_view("\\{,").find(before.back()) != std::string_view::npos;
+  return !quantified && !inside;
+}
+
+}  // namespace
+
+bool is_plain_text(std::string_view text) noexcept {
+  return !text.empty() && text.find_first_of(kSpecial) == std::string_view::npos;
+}
+
+bool can_bind(std::string_view expression, const std::vector<std::string>& usages) {
+  for (const std::string& usage : usages) {
+    for (std::size_t at = expression.find(usage); at != std::string_view::npos;
+         at = expression.find(usage, at + usage.size())) {
+      if (!stands_alone(expression.substr(0, at), expression.substr(at + usage.size()))) {
+        return false;
+      }
+    }
+  }
+  return has_plain_syntax(expression, usages);
+}
+
+std::string refer_back(std::string expression, const std::vector<std::string>& usages) {
+  for (std::size_t index = 0; index < usages.size(); ++index) {
+    expression =
+        foundation::replace_all(expression, usages[index], "(?P=" + reference_name(index) + ")");
+  }
+  return expression;
+}
+
+BoundExpression::BoundExpression(const std::string& references, std::size_t count, Use use) {
+  std::string text;
+  for (std::size_t index = 0; index < count; ++index) {
+    text += "(?P<" + reference_name(index) + ">[^\\x00]*)\\x00";
+  }
+  if (use == Use::find) text += "(?s:.*?)";
+  text += "(?P<" + std::string(kHit) + ">" + references + ")";
+  expression_ = runtime::services().regex->compile(text);
+}
+
+bool BoundExpression::match(const std::string& texts, std::string_view subject) const {
+  return expression_->match(texts + std::string(subject));
+}
+
+std::string BoundExpression::remove(const std::string& texts, std::string_view subject) const {
+  const std::string rest = expression_->remove_group(texts + std::string(subject), kHit);
+  return rest.substr(texts.size());
+}
+
+std::string bound_prefix(const std::vector<const std::string*>& texts) {
+  std::string prefix;
+  for (const std::string* text : texts) {
+    prefix += *text;
+    prefix += '\0';
+  }
+  return prefix;
+}
+
+}  // namespace kavel::hierarchy
