@@ -5,7 +5,7 @@
 namespace kavel::host {
 namespace {
 
-/// Depth of nested lists and maps that is converted; deeper data is refused, not a stack overflow.
+/// Depth to which nested data and references are followed; deeper JSON data is refused.
 constexpr int kMaximumDepth = 500;
 
 Object* content(PyObject* self) {
@@ -23,9 +23,12 @@ class Traversal final : public runtime::ReferenceVisitor {
   void object(const Object& object) override {
     if (object.face() != nullptr) {
       show(object.face());
-    } else if (object.count() == 1) {
-      // Nobody else holds it, so what it holds is held through here exactly once.
+    } else if (object.count() == 1 && depth_ < kMaximumDepth) {
+      // Nobody else holds it, so what it holds is held through here exactly once. What lies too
+      // deep counts as held from outside: it is not collected, but nothing overflows.
+      ++depth_;
       object.each_reference(*this);
+      --depth_;
     }
   }
   [[nodiscard]] int result() const { return result_; }
@@ -38,6 +41,7 @@ class Traversal final : public runtime::ReferenceVisitor {
   visitproc visit_;
   void* argument_;
   int result_ = 0;
+  int depth_ = 0;
 };
 
 foundation::Json json_at(py::handle object, int depth);
