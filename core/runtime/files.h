@@ -28,6 +28,8 @@ class Files {
   [[nodiscard]] virtual double modified(const std::string& path) = 0;
 
   [[nodiscard]] virtual std::string read(const std::string& path) = 0;
+  /// The content as a text: UTF-8, line ends as "\n". Throws the interpreter's decoding error.
+  [[nodiscard]] virtual std::string read_text(const std::string& path) = 0;
   /// Creates or truncates; the data is written and closed before it returns.
   virtual void write(const std::string& path, std::string_view bytes) = 0;
   /// Creates or truncates an empty file, never through a symbolic link.

@@ -42,6 +42,19 @@ class InterpreterFiles final : public runtime::Files {
     }
   }
 
+  std::string read_text(const std::string& path) override {
+    const py::object file =
+        py::module_::import("builtins").attr("open")(to_text(path), py::arg("encoding") = "utf-8");
+    try {
+      const py::object text = file.attr("read")();
+      file.attr("close")();
+      return from_text(text);
+    } catch (...) {
+      close_quietly(file);
+      throw;
+    }
+  }
+
   void write(const std::string& path, std::string_view bytes) override {
     const py::object file = open(path, "wb");
     try {

@@ -1,9 +1,54 @@
+#include <unordered_set>
+
 #include "core/foundation/errors.h"
 #include "host/py.h"
 #include "host/runtime/runtime.h"
 
 namespace kavel::host {
 namespace {
+
+/// The plain form of a unified text; null for anything else.
+py::object plain_text(py::handle value) {
+  const bool unified = is_text(value) && !PyUnicode_CheckExact(value.ptr()) &&
+                       py::isinstance(value, py::module_::import("core").attr("_Str"));
+  return unified ? py::object(value.attr("decoded")) : py::object();
+}
+
+/// The maps and lists still to be walked; each once, so that data that holds itself ends too.
+class Containers {
+ public:
+  void add(py::handle value) {
+    const bool container = PyDict_Check(value.ptr()) != 0 || PyList_Check(value.ptr()) != 0;
+    if (!container || !seen_.insert(value.ptr()).second) return;
+    left_.push_back(py::reinterpret_borrow<py::object>(value));
+  }
+  py::object next() {
+    if (left_.empty()) return {};
+    py::object value = std::move(left_.back());
+    left_.pop_back();
+    return value;
+  }
+
+ private:
+  std::unordered_set<PyObject*> seen_;
+  std::vector<py::object> left_;
+};
+
+void clean_items(const py::object& container, Containers& containers) {
+  const bool map = PyDict_Check(container.ptr()) != 0;
+  // A copy of the places: replacing a value must not disturb the walk.
+  const auto places =
+      map ? py::list(container)
+          : py::list(py::module_::import("builtins").attr("range")(py::len(container)));
+  for (const py::handle place : places) {
+    const py::object item = container[place];
+    if (const py::object plain = plain_text(item)) {
+      container[place] = plain;
+    } else {
+      containers.add(item);
+    }
+  }
+}
 
 class InterpreterJson final : public runtime::JsonText {
  public:
@@ -23,6 +68,25 @@ class InterpreterJson final : public runtime::JsonText {
     const py::object width = indent > 0 ? py::object(py::int_(indent)) : py::object(py::none());
     return from_text(json.attr("dumps")(from_value(value), py::arg("indent") = width,
                                         py::arg("ensure_ascii") = false));
+  }
+
+  Value parse_file(std::string_view content) override {
+    const py::object text = py::bytes(content.data(), content.size()).attr("decode")("utf-8-sig");
+    return to_value(py::module_::import("json").attr("loads")(text));
+  }
+
+  std::string dump_file(const Value& value) override {
+    const py::object text = py::module_::import("json").attr("dumps")(
+        from_value(value), py::arg("indent") = 2, py::arg("ensure_ascii") = false);
+    return py::bytes(text.attr("encode")("utf-8", "backslashreplace"));
+  }
+
+  Value clean(const Value& value) override {
+    if (const py::object plain = plain_text(from_value(value))) return to_value(plain);
+    Containers containers;
+    containers.add(from_value(value));
+    while (const py::object container = containers.next()) clean_items(container, containers);
+    return value;
   }
 
   foundation::Json to_json(const Value& value) override { return host::to_json(from_value(value)); }

@@ -1,0 +1,35 @@
+// Reading many files, each in a turn of its own.
+//
+// Every turn costs at least the pause in which racing editors make their tickets, so hundreds of
+// files one after another would take minutes. Here one loop on the calling thread waits in the
+// queues of all files side by side: each round takes the next step of every file that is due, reads
+// those whose turn has come and gives their turns up, then sleeps until the next one is due. The
+// folders are listed twice a round, not once a file. No turn is kept while waiting for another, so
+// two readers cannot block each other.
+#pragma once
+
+#include <exception>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "core/runtime/value.h"
+
+namespace kavel::foundation {
+
+/// What a turn at one file brought.
+struct TurnContent {
+  /// The parsed content; an empty map for a missing file.
+  runtime::Value data;
+  /// Why there is no data; null when there is.
+  std::exception_ptr error;
+};
+
+/// The contents of `paths`, in their order. Failures are answered file by file; interrupts pass,
+/// after all places were given up. `unreadable` is called for each file whose content is no JSON,
+/// while it is still its turn.
+[[nodiscard]] std::vector<TurnContent> read_in_turns(
+    const std::vector<std::string>& paths,
+    const std::function<void(const std::string& path)>& unreadable = {});
+
+}  // namespace kavel::foundation

@@ -1,0 +1,18 @@
+// Names of files: which ones from foreign documents are safe to use, and names that carry a time.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace kavel::foundation {
+
+/// Whether a name from a foreign document may become the name of a JSON file in our folder: one
+/// component on every system, no control characters, no device of Windows, no marker of another
+/// file's access queue, ends with ".json", at most 200 characters.
+[[nodiscard]] bool is_safe_filename(std::string_view name);
+
+/// Stem, "-", the time rounded to whole seconds, extension: "scene.json" at 12.6 s since the epoch
+/// is "scene-13.json".
+[[nodiscard]] std::string timed_filename(const std::string& filename, double seconds);
+
+}  // namespace kavel::foundation
