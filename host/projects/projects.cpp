@@ -11,6 +11,8 @@ void bind_projects(py::module_& module) {
   bind_rule(settings);
   bind_rule_list(settings);
   bind_rule_tree(settings);
+  bind_record(settings);
+  bind_history(settings.attr("Record"));
 }
 
 }  // namespace kavel::host

@@ -14,11 +14,25 @@ namespace kavel::host {
 void bind_rule(py::handle settings);
 void bind_rule_list(py::handle settings);
 void bind_rule_tree(py::handle settings);
+void bind_record_export(py::handle record);
+void bind_record(py::handle settings);
+void bind_history(py::handle record);
+void bind_edit_toggle(py::handle history);
 
 /// The text `argument`; an assertion failure that names `field` for anything else.
 [[nodiscard]] inline std::string assert_text(py::handle argument, const char* field) {
   foundation::assert_that(is_text(argument), "\"" + std::string(field) + "\" must be a text");
   return from_text(argument);
+}
+
+/// A property that accepts only texts.
+template <class T, class... Options>
+void text_property(py::class_<T, Options...>& bound, const char* name, std::string T::*field,
+                   const char* doc) {
+  bound.def_property(
+      name, [field](const T& self) { return self.*field; },
+      [field, name](T& self, const py::object& value) { self.*field = assert_text(value, name); },
+      doc);
 }
 
 /// The JSON list of any iterable but a text and a map, which stay what they are.

@@ -10,17 +10,6 @@ using foundation::Json;
 using projects::Range;
 using projects::Rule;
 
-/// A property that accepts only texts.
-void text_property(py::class_<Rule>& rule, const char* name, std::string Rule::*field,
-                   const char* doc) {
-  rule.def_property(
-      name, [field](const Rule& self) { return self.*field; },
-      [field, name](Rule& self, const py::object& value) {
-        self.*field = assert_text(value, name);
-      },
-      doc);
-}
-
 /// A property that accepts a text or none.
 void optional_property(py::class_<Rule>& rule, const char* name,
                        std::optional<std::string> Rule::*field, const char* doc) {

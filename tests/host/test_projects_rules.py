@@ -7,9 +7,10 @@ import logging
 import re
 import weakref
 
-import core
 import pytest
 from project_tools import logged
+
+import core
 
 Rule = core._Project.Settings.Rule
 Tree = Rule.Tree
@@ -191,7 +192,7 @@ def test_rename_grants_free_names():
     assert rules.rename(arm, "leg") == arm.name != "leg"
     assert not rules._control.exists("arm")
     assert rules.rename(leg, "arm") == "arm"
-    assert not rules.rename(leg, "ghost") == "ghost"
+    assert rules.rename(leg, "ghost") != "ghost"
     assert rules.names == sorted(names_of(rules))
     assert rules.rename(Rule({}), "free") is None
     assert not rules._control.exists("free")
@@ -232,7 +233,7 @@ def test_reorder_puts_the_named_rules_first(order, expected):
 
 def test_get_finds_the_first_of_equal_stamps():
     rules = Rule.List([{"stamp": "s", "name": "a"}, {"stamp": "s", "name": "b"}])
-    assert rules.get("s") is list(rules)[0]
+    assert rules.get("s") is next(iter(rules))
     assert rules.get("t") is None
     assert rules.get(None) is None
 
