@@ -25,10 +25,20 @@ class Traversal final : public runtime::ReferenceVisitor {
       show(object.face());
     } else if (object.count() == 1) {
       // Nobody else holds it, so what it holds is held through here exactly once.
-      object.each_reference(*this);
+      pending_.push_back(&object);
     }
   }
-  [[nodiscard]] int result() const { return result_; }
+  /// Shows what `object` holds. A pile in place of recursion: trees without faces may be deep.
+  int run(const Object& object) {
+    (*this)(object.owner_face());
+    object.each_reference(*this);
+    while (!pending_.empty()) {
+      const Object& next = *pending_.back();
+      pending_.pop_back();
+      next.each_reference(*this);
+    }
+    return result_;
+  }
 
  private:
   void show(void* object) {
@@ -38,6 +48,7 @@ class Traversal final : public runtime::ReferenceVisitor {
   visitproc visit_;
   void* argument_;
   int result_ = 0;
+  std::vector<const Object*> pending_;
 };
 
 foundation::Json json_at(py::handle object, int depth);
@@ -149,10 +160,7 @@ int traverse(PyObject* self, visitproc visit, void* arg) {
 #endif
   Py_VISIT(Py_TYPE(self));
   if (Object* object = content(self)) {
-    Traversal traversal(visit, arg);
-    traversal(object->owner_face());
-    object->each_reference(traversal);
-    return traversal.result();
+    return Traversal(visit, arg).run(*object);
   }
   return 0;
 }
