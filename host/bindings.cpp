@@ -24,6 +24,7 @@ void bind_core(py::module_& module) {
   bind_named_buffer(module);
   bind_operator(module);
   bind_software(module);
+  bind_virtual(module);
   bind_naming(module);
   bind_names_control(module);
   bind_check_config(module);

@@ -19,6 +19,7 @@ void bind_files(py::module_& module);
 void bind_named_buffer(py::module_& module);
 void bind_operator(py::module_& module);
 void bind_software(py::module_& module);
+void bind_virtual(py::module_& module);
 void bind_naming(py::module_& module);
 void bind_names_control(py::module_& module);
 /// Makes `_Settings` and its check configuration, which project rules are bound with.

@@ -5,7 +5,7 @@
 namespace kavel::host {
 namespace {
 
-/// Depth to which nested data and references are followed; deeper JSON data is refused.
+/// Depth of nested lists and maps that is converted; deeper data is refused, not a stack overflow.
 constexpr int kMaximumDepth = 500;
 
 Object* content(PyObject* self) {
@@ -23,15 +23,22 @@ class Traversal final : public runtime::ReferenceVisitor {
   void object(const Object& object) override {
     if (object.face() != nullptr) {
       show(object.face());
-    } else if (object.count() == 1 && depth_ < kMaximumDepth) {
-      // Nobody else holds it, so what it holds is held through here exactly once. What lies too
-      // deep counts as held from outside: it is not collected, but nothing overflows.
-      ++depth_;
-      object.each_reference(*this);
-      --depth_;
+    } else if (object.count() == 1) {
+      // Nobody else holds it, so what it holds is held through here exactly once.
+      pending_.push_back(&object);
     }
   }
-  [[nodiscard]] int result() const { return result_; }
+  /// Shows what `object` holds. A pile in place of recursion: trees without faces may be deep.
+  int run(const Object& object) {
+    (*this)(object.owner_face());
+    object.each_reference(*this);
+    while (!pending_.empty()) {
+      const Object& next = *pending_.back();
+      pending_.pop_back();
+      next.each_reference(*this);
+    }
+    return result_;
+  }
 
  private:
   void show(void* object) {
@@ -41,7 +48,7 @@ class Traversal final : public runtime::ReferenceVisitor {
   visitproc visit_;
   void* argument_;
   int result_ = 0;
-  int depth_ = 0;
+  std::vector<const Object*> pending_;
 };
 
 foundation::Json json_at(py::handle object, int depth);
@@ -153,10 +160,7 @@ int traverse(PyObject* self, visitproc visit, void* arg) {
 #endif
   Py_VISIT(Py_TYPE(self));
   if (Object* object = content(self)) {
-    Traversal traversal(visit, arg);
-    traversal(object->owner_face());
-    object->each_reference(traversal);
-    return traversal.result();
+    return Traversal(visit, arg).run(*object);
   }
   return 0;
 }

@@ -8,6 +8,7 @@
 #include "core/runtime/files.h"
 #include "core/runtime/json_text.h"
 #include "core/runtime/log.h"
+#include "core/runtime/plain_data.h"
 #include "core/runtime/regex.h"
 #include "core/runtime/system.h"
 #include "core/runtime/threads.h"
@@ -24,6 +25,7 @@ struct Services {
   Files* files = nullptr;
   Faults* faults = nullptr;
   Unicode* unicode = nullptr;
+  PlainData* data = nullptr;
 };
 
 [[nodiscard]] Services& services() noexcept;

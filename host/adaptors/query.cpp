@@ -1,69 +1,80 @@
 #include "host/adaptors/query.h"
 
+#include "core/scene/virtual.h"
+#include "host/adaptors/calls.h"
+
 namespace kavel::host {
 namespace {
 
 using scene::Id;
 
-/// Any object of the host: its answers are gathered in a table of the port's own.
-class ObjectQuery final : public scene::QueryPort {
+class HostQuery final : public scene::QueryPort {
  public:
-  explicit ObjectQuery(const py::object& query) : query_(to_value(query)) {}
+  explicit HostQuery(py::handle object) : object_(to_value(object)) {}
 
-  void each_reference(runtime::ReferenceVisitor& visitor) const override { visitor(query_); }
+  void each_reference(runtime::ReferenceVisitor& visitor) const override { visitor(object_); }
 
   scene::Snapshot& table() override { return table_; }
 
   std::vector<Id> locate(std::span<const Id> roots) override {
     py::list paths;
-    for (const Id root : roots) paths.append(to_text(table_.path(root)));
+    for (const Id id : roots) paths.append(to_text(table_.path(id)));
+    const py::object locations = call_operation(host(), OperationName("get_locations"), {paths});
     std::vector<Id> found;
-    for (const py::handle location : ask("get_locations", paths)) found.push_back(store(location));
+    for (const py::handle location : py::iter(locations)) found.push_back(store(location));
     return found;
   }
 
   std::optional<std::string> parent(const std::string& path) override {
-    const py::object answer = ask("get_parent", to_text(path));
-    if (answer.is_none() || !is_text(answer)) return std::nullopt;
-    std::string text = from_text(answer);
-    if (text.empty()) return std::nullopt;
-    return text;
+    return ask(host(), "get_parent", path);
   }
-
   std::string type(const std::string& path) override {
-    const py::object answer = ask("get_type", to_text(path));
-    return is_text(answer) ? from_text(answer) : std::string();
+    return ask(host(), "get_type", path).value_or("");
   }
-
   std::string name(const std::string& path) override {
-    return from_text(ask("name_from_path", to_text(path)));
+    const py::object self = host();
+    const bool named = py::hasattr(self, "name_from_path");
+    return ask(named ? self : py::object(self.attr("_operator")), "name_from_path", path)
+        .value_or("");
   }
 
  private:
-  py::object ask(const char* operation, const py::object& argument) const {
-    return from_value(query_).attr(operation)(argument);
+  [[nodiscard]] py::object host() const { return from_value(object_); }
+
+  static std::optional<std::string> ask(const py::object& asked, const char* operation,
+                                        const std::string& path) {
+    const OperationName name(operation);
+    return optional_text_of(name, call_operation(asked, name, {to_text(path)}));
   }
 
   Id store(py::handle location) {
-    const Id id = table_.intern(from_text(location.attr("path")));
+    // Everything is read before the table changes: reading runs foreign code.
+    const std::string path = from_text(location.attr("path"));
+    const std::string name = from_text(location.attr("name"));
+    const auto type = location.attr("type").cast<std::optional<std::string>>().value_or("");
+    const std::vector<std::string> paths = texts(location.attr("children"));
     std::vector<Id> children;
-    for (const std::string& child : texts(location.attr("children"))) {
-      children.push_back(table_.intern(child));
-    }
-    const py::object type = location.attr("type");
-    table_.store(id, from_text(location.attr("name")),
-                 is_text(type) ? from_text(type) : std::string(), scene::kNoId, children);
+    for (const std::string& child : paths) children.push_back(table_.intern(child));
+    const Id id = table_.intern(path);
+    table_.store(id, name, type, scene::kNoId, children);
     return id;
   }
 
-  Value query_;
   scene::Snapshot table_;
+  Value object_;
 };
+
+/// A class derived from the virtual scene may answer in its own way.
+bool is_plain_virtual(py::handle object) {
+  const auto plain = py::module_::import("core").attr("Scene").attr("_Virtual");
+  return py::type::of(object).is(plain);
+}
 
 }  // namespace
 
-std::unique_ptr<scene::QueryPort> query_port(const py::object& query) {
-  return std::make_unique<ObjectQuery>(query);
+std::unique_ptr<scene::QueryPort> query_port(py::handle object) {
+  if (!is_plain_virtual(object)) return std::make_unique<HostQuery>(object);
+  return std::make_unique<scene::VirtualQuery>(object.cast<Ref<scene::Virtual>>());
 }
 
 }  // namespace kavel::host

@@ -1,4 +1,4 @@
-// The scene as the matcher asks it, over any object with the query operations.
+// The matcher's questions about a scene, answered by whatever the host hands in.
 #pragma once
 
 #include <memory>
@@ -8,8 +8,8 @@
 
 namespace kavel::host {
 
-/// A port over `query`: the virtual scene answers natively, any other object through its
-/// operations `get_locations`, `get_parent`, `get_type` and `name_from_path`.
-[[nodiscard]] std::unique_ptr<scene::QueryPort> query_port(const py::object& query);
+/// Over the virtual scene its table itself; over any other object its operations `get_locations`,
+/// `get_parent`, `get_type` and `name_from_path` (without the last, its operator's).
+[[nodiscard]] std::unique_ptr<scene::QueryPort> query_port(py::handle object);
 
 }  // namespace kavel::host

@@ -42,6 +42,7 @@ void install_runtime() {
       .files = files_port(),
       .faults = faults_port(),
       .unicode = unicode_port(),
+      .data = data_port(),
   };
 }
 

@@ -18,5 +18,6 @@ void install_runtime();
 [[nodiscard]] runtime::Files* files_port();
 [[nodiscard]] runtime::Faults* faults_port();
 [[nodiscard]] runtime::Unicode* unicode_port();
+[[nodiscard]] runtime::PlainData* data_port();
 
 }  // namespace kavel::host

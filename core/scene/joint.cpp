@@ -1,0 +1,71 @@
+#include "core/scene/joint.h"
+
+#include <algorithm>
+#include <unordered_set>
+
+#include "core/facade/constants.h"
+
+namespace kavel::scene {
+namespace {
+
+using Children = runtime::Ref<Joint::Children>;
+
+/// Lets go of `children` in a loop: the joints that die by it add theirs to the same pile, where
+/// plain destruction would recurse as deep as the tree.
+void release_in_a_loop(Children children) noexcept {
+  static std::vector<Children> pile;
+  static bool clearing = false;
+  if (!children) return;
+  pile.push_back(std::move(children));
+  if (clearing) return;
+  clearing = true;
+  while (!pile.empty()) {
+    const Children next = std::move(pile.back());
+    pile.pop_back();
+  }
+  pile.shrink_to_fit();
+  clearing = false;
+}
+
+}  // namespace
+
+Joint::~Joint() { release_in_a_loop(std::exchange(children_, nullptr)); }
+
+void Joint::drop_references() noexcept { release_in_a_loop(std::exchange(children_, nullptr)); }
+
+bool Joint::is_ghost() const noexcept { return kind_->type == facade::type::kGhost; }
+
+const Children& Joint::children() {
+  if (!children_) children_ = runtime::make<Joint::Children>();
+  return children_;
+}
+
+std::span<const JointRef> Joint::items() const noexcept {
+  if (!children_) return {};
+  return children_->items;
+}
+
+void Joint::add(JointRef child) { children()->items.push_back(std::move(child)); }
+
+bool operator==(const Joint& left, const Joint& right) noexcept {
+  const bool same_kind = left.kind_ == right.kind_ || (left.kind_->stamp == right.kind_->stamp &&
+                                                       left.kind_->type == right.kind_->type);
+  return same_kind && left.name == right.name && left.path == right.path;
+}
+
+std::vector<JointRef> flatten(const JointRef& root) {
+  std::vector<JointRef> joints;
+  std::vector<JointRef> pending{root};
+  std::unordered_set<const Joint*> inner;
+  while (!pending.empty()) {
+    JointRef next = std::move(pending.back());
+    pending.pop_back();
+    const auto children = next->items();
+    if (!children.empty() && !inner.insert(next.get()).second) continue;
+    pending.insert(pending.end(), children.rbegin(), children.rend());
+    joints.push_back(std::move(next));
+  }
+  return joints;
+}
+
+}  // namespace kavel::scene

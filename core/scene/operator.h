@@ -1,0 +1,83 @@
+// What the core asks of the host's operator. Its errors reach the caller untouched.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "core/runtime/object.h"
+
+namespace kavel::scene {
+
+class Joint;
+
+/// A text of the host and the host's own object for it.
+struct Mention {
+  std::string_view text;
+  runtime::Value object;
+};
+
+/// What the operator says of one object; views of texts last until the next question.
+struct Facts {
+  /// Nothing else is known of an object that does not exist.
+  bool exists = false;
+  std::string_view name;
+  /// Unified type, empty for none.
+  std::string_view type;
+  /// Empty for none.
+  std::string_view parent;
+  std::vector<Mention> children;
+};
+
+/// A run of questions about many objects. The host's own path objects are handed back to it, so
+/// no text is made anew for an object that the host has named.
+class Inquiry {
+ public:
+  virtual ~Inquiry() = default;
+  /// The host's object for a path that the core names.
+  [[nodiscard]] virtual runtime::Value mention(std::string_view path) = 0;
+  /// The text of a path; lasts until the next question.
+  [[nodiscard]] virtual std::string_view text(const runtime::Value& path) = 0;
+  /// Asks for existence, name, type, parent and children, in this order; of a missing object only
+  /// for existence. The caller may take the children out. Runs foreign code.
+  virtual Facts& ask(const runtime::Value& path) = 0;
+};
+
+class OperatorPort {
+ public:
+  virtual ~OperatorPort() = default;
+  virtual void each_reference([[maybe_unused]] runtime::ReferenceVisitor& visitor) const {}
+  /// Lets go of the host's object; every later question throws.
+  virtual void drop_references() noexcept {}
+  /// The host's object itself.
+  [[nodiscard]] virtual runtime::Value object() const = 0;
+
+  [[nodiscard]] virtual std::unique_ptr<Inquiry> inquire() = 0;
+  [[nodiscard]] virtual bool object_exists(const std::string& path) = 0;
+  [[nodiscard]] virtual std::string name_from_path(const std::string& path) = 0;
+  /// Nothing for none and for an empty text.
+  [[nodiscard]] virtual std::optional<std::string> get_parent(const std::string& path) = 0;
+  /// Empty for none.
+  [[nodiscard]] virtual std::vector<std::string> get_children(const std::string& path) = 0;
+
+  [[nodiscard]] virtual std::vector<std::string> get_selection() = 0;
+  [[nodiscard]] virtual std::vector<std::string> get_selection_roots() = 0;
+  virtual void select(std::span<const std::string> paths) = 0;
+
+  /// The embedded data, an empty value for none.
+  [[nodiscard]] virtual runtime::Value query_filedata() = 0;
+  virtual void embed_filedata(const runtime::Value& data) = 0;
+  virtual void erase_filedata() = 0;
+  virtual void postscript_scan_append(const runtime::Ref<Joint>& joint) = 0;
+  virtual void postscript_scan_remove(const runtime::Ref<Joint>& joint) = 0;
+
+  virtual void register_scene_opened_callback(const runtime::Value& handler) = 0;
+  /// Nothing when the user picks none.
+  [[nodiscard]] virtual std::optional<std::string> directory_dialog(const std::string& starting,
+                                                                    const std::string& caption) = 0;
+};
+
+}  // namespace kavel::scene
