@@ -1,0 +1,76 @@
+"""`kavel projects`: the user's projects."""
+
+from __future__ import annotations
+
+import argparse
+from collections.abc import Sequence
+from typing import Any
+
+from rich.cells import cell_len
+
+from kavel.document.structure import VERSION
+from kavel.home import kavel_home
+from kavel.outline import outline
+from kavel.printing import print_problems
+from kavel.projects import ProjectFile, find_project, user_projects
+from kavel.terminal import count, make_console, printable
+
+
+def add_parser(subparsers: Any) -> None:
+    parser = subparsers.add_parser("projects", help="list or show projects")
+    actions = parser.add_subparsers(required=True, metavar="ACTION")
+    listing = actions.add_parser("list", help="list your projects of all targets")
+    listing.set_defaults(run=run_list)
+    show = actions.add_parser("show", help="show a project's rule tree")
+    show.add_argument("project", metavar="FILE|NAME")
+    show.set_defaults(run=run_show)
+
+
+def run_list(arguments: argparse.Namespace) -> int:
+    output, errors = make_console(), make_console(stderr=True)
+    home = kavel_home(arguments.home)
+    rows = [
+        (printable(project.name) or "-", printable(project.target) or "-", _state(project),
+         printable(project.path))
+        for project in user_projects(home)
+        if not project.deleted
+    ]  # fmt: skip
+    _print_columns(output, rows)
+    errors.print(f"{count(len(rows), 'project')} in {printable(home)}")
+    return 0
+
+
+def run_show(arguments: argparse.Namespace) -> int:
+    output, errors = make_console(), make_console(stderr=True)
+    project = find_project(arguments.project, kavel_home(arguments.home))
+    checked = project.checked
+    print_problems(errors, project.path, checked.problems)
+    title = printable(project.name) or "(no name)"
+    target = printable(project.target) or "(none)"
+    output.print(f"{title}: target {target}, record {checked.timestamp or '(none)'}")
+    description = checked.text("description")
+    if description:
+        output.print(printable(description))
+    if checked.pattern is not None:
+        lines = [
+            (("  " * (depth + 1)) + printable(name), printable(regex), printable(types), limits)
+            for depth, name, regex, types, limits in outline(checked.pattern)
+        ]
+        _print_columns(output, lines)
+    return 0 if checked.usable else 2
+
+
+def _state(project: ProjectFile) -> str:
+    version = project.checked.document.get("version")
+    if not project.checked.document:
+        return "unreadable"
+    if version != VERSION:
+        return f"version {version}"
+    return "ok" if project.checked.usable else "not usable"
+
+
+def _print_columns(output: Any, rows: Sequence[tuple[str, ...]]) -> None:
+    widths = [max(map(cell_len, column)) for column in zip(*rows)]
+    for row in rows:
+        cells = (cell + " " * (width - cell_len(cell)) for cell, width in zip(row, widths))
+        output.print("  ".join(cells).rstrip())

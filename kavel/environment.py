@@ -1,0 +1,53 @@
+"""The environment of the stand-alone program."""
+
+from __future__ import annotations
+
+import os
+import platform
+
+import core
+from kavel.home import kavel_home, target_directory
+
+
+class StandaloneEnvironment(core.Environment):
+    """Settings, statistics and projects in one folder per target below `home`.
+
+    `home` is found as `kavel.home.kavel_home` says; `target` is the host application whose projects
+    are used, "standalone" when not given. The folders are made when they are missing.
+
+    Errors: OSError when a folder cannot be made.
+    """
+
+    def __init__(self, home: str | None = None, target: str | None = None) -> None:
+        self._target = core.Constants.Plugin.Target.Standalone if target is None else target
+        self._settings = target_directory(kavel_home(home), self._target)
+        self._projects = os.path.join(self._settings, "projects")
+        os.makedirs(self._projects, exist_ok=True)
+        # Outside Windows nothing else sets it, and an environment without it is not accepted.
+        if not core.Environment.user_home:
+            core.Environment.user_home = os.path.expanduser("~")
+        super().__init__()
+
+    @property
+    def root(self) -> str:
+        return os.path.dirname(self._settings)
+
+    @property
+    def target(self) -> str:
+        return self._target
+
+    @property
+    def scope(self) -> str:
+        return platform.system() + platform.release()
+
+    def get_settings_file(self) -> str:
+        return os.path.join(self._settings, "settings.json")
+
+    def get_settings_directory(self) -> str:
+        return self._settings
+
+    def get_projects_directory(self) -> str:
+        return self._projects
+
+    def get_statistics_file(self) -> str:
+        return os.path.join(self._settings, "statistics.json")

@@ -1,0 +1,159 @@
+"""Reading and rewriting glTF files (.gltf, .glb) without touching what is not ours.
+
+Only the JSON part is read; binary chunks stay on disk and are copied byte for byte when the file is
+saved. Everything in the JSON part that this program does not know is kept as well.
+"""
+
+from __future__ import annotations
+
+import json
+import os
+import re
+import shutil
+import struct
+import tempfile
+from typing import Any, BinaryIO
+
+from kavel.errors import SceneError
+
+_MAGIC = b"glTF"
+_JSON_CHUNK = 0x4E4F534A
+_HEADER = struct.Struct("<4sIIII")  # magic, version, whole length; JSON chunk: length, type
+_INDENT = re.compile(r'\A\{\s*\n([ \t]+)"')
+
+
+class SceneFile:
+    """One glTF file: its JSON `document`, and how to write it back.
+
+    Errors: SceneError when the file cannot be read or is not glTF 2.0, with the place in the file.
+    """
+
+    def __init__(self, path: str) -> None:
+        self.path = path
+        self._rest = 0  # where the bytes after the JSON chunk start; 0 for a .gltf text
+        self._indent: str | None = None
+        self._final_newline = ""
+        try:
+            with open(path, "rb") as stream:
+                self._state = _file_state(os.fstat(stream.fileno()))
+                raw = self._read_json_bytes(stream)
+        except OSError as error:
+            raise SceneError(path, f"cannot be read: {error.strerror or error}") from error
+        self.document = self._parse(raw)
+
+    @property
+    def binary(self) -> bool:
+        return self._rest > 0
+
+    def save(self) -> None:
+        """Write the document back in one step: a reader sees the old file or the new one.
+
+        Errors: SceneError when the file was changed by somebody else since it was read, or when it
+        cannot be written; the file on disk is then as it was.
+        """
+        target = os.path.realpath(self.path)
+        try:
+            text = json.dumps(
+                self.document,
+                ensure_ascii=False,
+                allow_nan=False,
+                indent=self._indent,
+                separators=None if self._indent else (",", ":"),
+            )
+        except (ValueError, RecursionError) as error:
+            raise SceneError(self.path, f"cannot be written as JSON: {error}") from error
+        # A lone surrogate has no UTF-8 form; the escape that replaces it is the JSON escape.
+        payload = (text + self._final_newline).encode("utf-8", "backslashreplace")
+        try:
+            self._replace(target, payload)
+            self._state = _file_state(os.stat(target))
+        except OSError as error:
+            raise SceneError(self.path, f"cannot be saved: {error.strerror or error}") from error
+
+    def _replace(self, target: str, payload: bytes) -> None:
+        folder, name = os.path.split(target)
+        handle, beside = tempfile.mkstemp(prefix=f".{name}.", suffix=".tmp", dir=folder)
+        try:
+            with os.fdopen(handle, "wb") as stream:
+                rest = self._write(stream, target, payload)
+                stream.flush()
+                os.fsync(stream.fileno())
+            shutil.copymode(target, beside)
+            os.replace(beside, target)
+            self._rest = rest
+        except BaseException:
+            os.unlink(beside)
+            raise
+
+    def _write(self, stream: BinaryIO, target: str, payload: bytes) -> int:
+        """Write the new file; returns where the bytes after its JSON chunk start."""
+        with open(target, "rb") as source:
+            if _file_state(os.fstat(source.fileno())) != self._state:
+                raise SceneError(self.path, "was changed on disk since it was read; not saved")
+            if not self.binary:
+                stream.write(payload)
+                return 0
+            payload += b" " * (-len(payload) % 4)
+            _, version, length, _, _ = _HEADER.unpack(source.read(_HEADER.size))
+            rest = _HEADER.size + len(payload)
+            length += rest - self._rest
+            stream.write(_HEADER.pack(_MAGIC, version, length, len(payload), _JSON_CHUNK))
+            stream.write(payload)
+            source.seek(self._rest)
+            shutil.copyfileobj(source, stream, 1 << 20)
+            return rest
+
+    def _read_json_bytes(self, stream: BinaryIO) -> bytes:
+        start = stream.read(_HEADER.size)
+        if not start.startswith(_MAGIC):
+            return start + stream.read()
+        if len(start) < _HEADER.size:
+            raise SceneError(self.path, "is cut off inside its header")
+        _, version, length, chunk, kind = _HEADER.unpack(start)
+        size = os.fstat(stream.fileno()).st_size
+        if version != 2:
+            raise SceneError(self.path, f"is binary glTF version {version}; only 2 is supported")
+        if length > size:
+            raise SceneError(self.path, f"is cut off: {size} of {length} bytes are there")
+        if kind != _JSON_CHUNK:
+            raise SceneError(self.path, "the first chunk is not JSON", "byte 16")
+        if _HEADER.size + chunk > length:
+            raise SceneError(self.path, "the JSON chunk is longer than the file", "byte 12")
+        self._rest = _HEADER.size + chunk
+        return stream.read(chunk)
+
+    def _parse(self, raw: bytes) -> dict[str, Any]:
+        try:
+            text = raw.decode("utf-8-sig")
+            document = json.loads(text, parse_constant=_refuse_constant)
+        except UnicodeDecodeError as error:
+            place = f"byte {error.start}"
+            raise SceneError(self.path, "the JSON text is not UTF-8", place) from None
+        except json.JSONDecodeError as error:
+            place = f"line {error.lineno}, column {error.colno}"
+            raise SceneError(self.path, f"is not JSON: {error.msg}", place) from None
+        except (ValueError, RecursionError) as error:
+            raise SceneError(self.path, f"is not usable JSON: {error}") from None
+        if not self.binary:
+            indent = _INDENT.match(text)
+            self._indent = indent.group(1) if indent else None
+            self._final_newline = "\n" if text.endswith("\n") else ""
+        self._require_gltf(document)
+        return document  # type: ignore[no-any-return]
+
+    def _require_gltf(self, document: Any) -> None:
+        asset = document.get("asset") if isinstance(document, dict) else None
+        version = asset.get("version") if isinstance(asset, dict) else None
+        if not isinstance(version, str):
+            raise SceneError(self.path, "is not a glTF file: it names no version", "asset.version")
+        if version.partition(".")[0] != "2":
+            message = f"is glTF version {version}; only version 2 is supported"
+            raise SceneError(self.path, message, "asset.version")
+
+
+def _refuse_constant(constant: str) -> Any:
+    raise ValueError(f"{constant} is no JSON number")
+
+
+def _file_state(status: os.stat_result) -> tuple[int, int, int]:
+    return status.st_ino, status.st_size, status.st_mtime_ns

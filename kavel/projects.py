@@ -1,0 +1,85 @@
+"""The user's projects, and finding the one that is meant."""
+
+from __future__ import annotations
+
+import os
+from collections.abc import Iterator
+from dataclasses import dataclass
+
+from kavel.document import Checked, check_file
+from kavel.errors import ProjectError
+
+
+@dataclass(frozen=True)
+class ProjectFile:
+    """A project document and the file that it was read from."""
+
+    path: str
+    checked: Checked
+
+    @property
+    def filename(self) -> str:
+        return os.path.basename(self.path)
+
+    @property
+    def name(self) -> str:
+        return self.checked.text("name")
+
+    @property
+    def target(self) -> str:
+        return self.checked.text("target")
+
+    @property
+    def deleted(self) -> bool:
+        return self.checked.document.get("deleted") is True
+
+
+def read_project(path: str) -> ProjectFile:
+    """Errors: ProjectError when the file cannot be read; what it holds is only checked."""
+    try:
+        return ProjectFile(path, check_file(path))
+    except OSError as error:
+        raise ProjectError(f"{path}: cannot be read: {error.strerror or error}") from error
+
+
+def user_projects(home: str) -> Iterator[ProjectFile]:
+    """Every project below `home`, of all targets, in the order of their paths."""
+    for target in _listed(home):
+        folder = os.path.join(home, target, "projects")
+        for name in _listed(folder):
+            path = os.path.join(folder, name)
+            if name.endswith(".json") and os.path.isfile(path):
+                yield read_project(path)
+
+
+def find_project(text: str, home: str) -> ProjectFile:
+    """The project that `text` names: a file, or one of the user's by its name or file name.
+
+    Errors: ProjectError when there is none, or more than one of that name.
+    """
+    if os.path.isfile(text):
+        return read_project(text)
+    found = [
+        project
+        for project in user_projects(home)
+        if not project.deleted and text in _spellings(project)
+    ]
+    if not found:
+        raise ProjectError(f'"{text}" is neither a file nor the name of a project in {home}')
+    if len(found) > 1:
+        lines = "".join(f"\n  {project.path}" for project in found)
+        raise ProjectError(f'"{text}" names more than one project; give one of these files:{lines}')
+    return found[0]
+
+
+def _spellings(project: ProjectFile) -> set[str]:
+    return {project.name, project.filename, os.path.splitext(project.filename)[0]}
+
+
+def _listed(folder: str) -> list[str]:
+    try:
+        return sorted(os.listdir(folder))
+    except (FileNotFoundError, NotADirectoryError):
+        return []
+    except OSError as error:
+        raise ProjectError(f"{folder}: cannot be read: {error.strerror or error}") from error

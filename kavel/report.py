@@ -1,0 +1,134 @@
+"""The outcome of scanning, as data and as JSON."""
+
+from __future__ import annotations
+
+from collections.abc import Iterator
+from dataclasses import dataclass, field
+from typing import Any
+
+SCHEMA = "kavel.scan/1"
+
+MATCHED = "matched"
+UNMATCHED = "unmatched"
+ERROR = "error"
+
+
+@dataclass
+class Joint:
+    """A scene object that a rule took. `type` is its unified type; of a ghost without an object,
+    "sceneRoot", and `path` is then empty."""
+
+    rule: str
+    stamp: str
+    name: str
+    path: str
+    type: str
+    children: list[Joint] = field(default_factory=list)
+
+    def walk(self) -> Iterator[tuple[int, Joint, bool]]:
+        """Each joint with its depth and whether it is the last of its siblings, parents first."""
+        stack = [(0, self, True)]
+        while stack:
+            depth, joint, last = stack.pop()
+            yield depth, joint, last
+            end = len(joint.children) - 1
+            for index in range(end, -1, -1):
+                stack.append((depth + 1, joint.children[index], index == end))
+
+    def data(self) -> dict[str, Any]:
+        top: list[dict[str, Any]] = []
+        stack = [(self, top)]
+        while stack:
+            joint, siblings = stack.pop()
+            entry: dict[str, Any] = {
+                "rule": joint.rule,
+                "stamp": joint.stamp,
+                "name": joint.name,
+                "path": joint.path,
+                "type": joint.type,
+                "children": [],
+            }
+            siblings.append(entry)
+            stack.extend((child, entry["children"]) for child in reversed(joint.children))
+        return top[0]
+
+
+@dataclass
+class Hierarchy:
+    """One matched hierarchy."""
+
+    name: str
+    root: Joint
+
+    @property
+    def joint_count(self) -> int:
+        return sum(1 for _ in self.root.walk())
+
+
+@dataclass
+class SceneObject:
+    path: str
+    name: str
+    type: str
+
+
+@dataclass
+class SceneResult:
+    """What a scan found in one scene.
+
+    `status` is "matched" when at least one hierarchy matched, "unmatched" when none did, "error"
+    when the scene could not be scanned or saved. `reason` is empty when matched; otherwise the name
+    of the core's notification, or "unreadable", "selection", "scan" or "save". `hierarchies` are
+    those that this scan found, `kept` counts those that the file held before and appending kept,
+    `kept_invalid` those of them that the scene does not match any more. `unassigned` are the
+    objects below the scanned top objects that no rule took; `objects` counts all objects there.
+    """
+
+    file: str
+    status: str = ERROR
+    reason: str = ""
+    message: str = ""
+    hierarchies: list[Hierarchy] = field(default_factory=list)
+    unassigned: list[SceneObject] = field(default_factory=list)
+    objects: int = 0
+    kept: int = 0
+    kept_invalid: int = 0
+    saved: bool = False
+
+    @property
+    def joint_count(self) -> int:
+        return sum(hierarchy.joint_count for hierarchy in self.hierarchies)
+
+    def fail(self, reason: str, message: str, status: str = ERROR) -> SceneResult:
+        self.status, self.reason, self.message = status, reason, message
+        return self
+
+    def data(self) -> dict[str, Any]:
+        return {
+            "file": self.file,
+            "status": self.status,
+            "reason": self.reason,
+            "message": self.message,
+            "saved": self.saved,
+            "counts": {
+                "hierarchies": len(self.hierarchies),
+                "joints": self.joint_count,
+                "objects": self.objects,
+                "unassigned": len(self.unassigned),
+                "kept": self.kept,
+                "kept_invalid": self.kept_invalid,
+            },
+            "hierarchies": [
+                {"name": hierarchy.name, "joint": hierarchy.root.data()}
+                for hierarchy in self.hierarchies
+            ],
+            "unassigned": [vars(item) for item in self.unassigned],
+        }
+
+
+def exit_code(results: list[SceneResult]) -> int:
+    """0: every scene matched; 1: in some scene nothing matched; 2: some scene could not be done."""
+    statuses = {result.status for result in results}
+    if ERROR in statuses or not statuses:
+        return 2
+    return 1 if UNMATCHED in statuses else 0

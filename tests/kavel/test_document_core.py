@@ -1,0 +1,123 @@
+"""The checker against the core: an error is what the core cannot use, a warning what it takes."""
+
+from __future__ import annotations
+
+import json
+from pathlib import Path
+from typing import Any
+
+import core
+from conftest import project, rule
+
+from kavel.document import check_bytes
+from kavel.environment import StandaloneEnvironment
+from kavel.gltf.operator import GltfOperator
+
+RULE_CHANGES: list[dict[str, Any]] = [
+    {"stamp": 7},
+    {"name": 7},
+    {"regex": None},
+    {"types": "mesh"},
+    {"types": [1]},
+    {"types": ["Mesh"]},
+    {"range": [0, 1, 2]},
+    {"range": 1},
+    {"range": [1, 1.5]},
+    {"range": [0, True]},
+    {"range": ["1", "2"]},
+    {"range": [2, 1]},
+    {"range": [-3, -1]},
+    {"range": [0, 10**30]},
+    {"checklist": []},
+    {"checklist": {"x": 1}},
+    {"checklist": {"x": {"enabled": 1}}},
+    {"color": 7},
+    {"color": "red"},
+    {"icon": []},
+    {"regexp": "x"},
+    {"name": "Ghost"},
+    {"regex": "\ud800"},
+]
+
+DOCUMENT_CHANGES: list[dict[str, Any]] = [
+    {},
+    {"name": 5},
+    {"name": "\ud800"},
+    {"description": None},
+    {"records": []},
+    {"records": {}},
+    {"records": {"1": 5}},
+    {"records": {"1": {}}},
+    {"deleted": 1},
+    {"deleted": True},
+    {"version": "3"},
+    {"version": 2},
+    {"version": 3.0},
+    {"filename": {}},
+    {"filename": "other.json"},
+    {"target": 1},
+    {"edit_timestamp": float("nan")},
+    {"edit_timestamp": "x"},
+    {"edit_timestamp": None},
+    {"selected_record": 5},
+    {"selected_record": []},
+    {"recrods": {}},
+]
+
+RECORD_CHANGES: list[dict[str, Any]] = [
+    {"author": 1},
+    {"comment": None},
+    {"rules": {}},
+    {"rules": [5]},
+    {"pattern": {}},
+    {"pattern": [5, {"stamp": "a"}]},
+    {"pattern": [{"stamp": "a", "children": 5}]},
+    {"pattern": [{"stamp": "a"}, {"stamp": "x", "children": [{"stamp": "a"}]}]},
+    {"export": []},
+    {"export": {"directory": 1}},
+    {"export": {"options": []}},
+    {"export": {"flags": []}},
+]
+
+
+def documents() -> dict[str, bytes]:
+    found: dict[str, Any] = {}
+    for change in DOCUMENT_CHANGES:
+        found[f"document {change}"] = {**project([rule("a")]), **change}
+    for change in RULE_CHANGES:
+        found[f"rule {change}"] = project([{**rule("a"), **change}], {"a": {}})
+    for change in RECORD_CHANGES:
+        document = project([rule("a")])
+        document["records"]["1700000000"].update(change)
+        found[f"record {change}"] = document
+    texts = {key: json.dumps(value).encode() for key, value in found.items()}
+    sound = texts["document {}"]
+    deep = b"[" * 1_000_000 + b"]" * 1_000_000
+    texts.update(
+        {
+            "byte-order mark": b"\xef\xbb\xbf" + sound,
+            "UTF-16": sound.decode().encode("utf-16"),
+            "cut off": sound[:-1],
+            "an array": b"[" + sound + b"]",
+            "deep": sound.replace(b'"a"}]', b'"a", "children": ' + deep + b"}]"),
+        }
+    )
+    return texts
+
+
+def test_errors_are_what_the_core_cannot_use(tmp_path: Path) -> None:
+    environment = StandaloneEnvironment(str(tmp_path))
+    files = dict(zip((f"p{i}.json" for i in range(1000)), documents().items()))
+    for filename, (_, raw) in files.items():
+        Path(environment.get_projects_directory(), filename).write_bytes(raw)
+    api = core.Api(GltfOperator(), environment)
+    differences = []
+    for filename, (what, raw) in files.items():
+        usable = False
+        if api.project.is_exists(filename):
+            api.project.load(filename)
+            usable = bool(len(api.scene.hierarchy.pattern.get()))
+        if usable != check_bytes(raw).usable:
+            differences.append(f"{'taken' if usable else 'refused'} by the core: {what}")
+    api.shutdown()
+    assert differences == []

@@ -1,0 +1,90 @@
+"""Trees and logs as text."""
+
+from __future__ import annotations
+
+import io
+import logging
+import threading
+
+from rich.console import Console
+
+from kavel.logs import LogHandler
+from kavel.printing import print_hierarchy
+from kavel.progress import LateProgress
+from kavel.report import Hierarchy, Joint
+
+
+def joint(name: str, *children: Joint) -> Joint:
+    return Joint("rule", "s", name, f"/{name}", "mesh", list(children))
+
+
+def printed(root: Joint, encoding: str = "utf-8") -> list[str]:
+    stream = io.TextIOWrapper(io.BytesIO(), encoding=encoding, write_through=True)
+    print_hierarchy(Console(file=stream, width=20), Hierarchy("h", root))
+    stream.seek(0)
+    return [line.removesuffix("  rule  mesh").rstrip() for line in stream.read().splitlines()]
+
+
+def test_the_lines_of_a_tree() -> None:
+    root = joint(
+        "a", joint("b", joint("c", joint("d")), joint("e")), joint("f", joint("g")), joint("h")
+    )
+    assert printed(root) == [
+        "a",
+        "├─ b",
+        "│  ├─ c",
+        "│  │  └─ d",
+        "│  └─ e",
+        "├─ f",
+        "│  └─ g",
+        "└─ h",
+    ]
+    assert printed(root, "ascii")[3] == "|  |  `- d"
+
+
+def test_columns_stand_below_each_other_and_long_lines_stay_whole() -> None:
+    root = joint("骨" * 5, joint("x" * 100), joint("y"))
+    stream = io.StringIO()
+    print_hierarchy(Console(file=stream, width=20), Hierarchy("h", root))
+    first, second, third = stream.getvalue().splitlines()
+    assert second == "├─ " + "x" * 100 + "  rule  mesh"
+    assert len(first) + 5 == len(third)
+
+
+def test_a_chain_of_thousands_does_not_fill_the_screen_with_blanks() -> None:
+    root = tip = joint("0")
+    for number in range(1, 5_000):
+        tip.children.append(joint(str(number)))
+        tip = tip.children[0]
+    lines = printed(root)
+    assert len(lines) == 5_000 and max(map(len, lines)) < 150
+    assert "[4999]" in lines[-1] and lines[-1].endswith(" 4999")
+
+
+def test_log_entries_are_escaped_and_kept_as_reasons() -> None:
+    stream = io.StringIO()
+    with LogHandler(Console(file=stream, soft_wrap=True)) as log:
+        logging.getLogger("x").info("not shown")
+        logging.getLogger("x").warning("\x1b[2Jfrom a scene")
+        entry = "ValueError: 100% wrong\nTraceback (most recent call last):\n  deep inside"
+        threading.Thread(target=logging.error, args=(entry,)).start()
+        assert log.take_errors(wait=10) == ["ValueError: 100% wrong"]
+        assert log.take_errors() == []
+    assert stream.getvalue() == "warning: \\x1b[2Jfrom a scene\nerror: ValueError: 100% wrong\n"
+
+
+def test_the_bar_comes_late_and_only_on_a_terminal() -> None:
+    stream = io.StringIO()
+    console = Console(file=stream, force_terminal=True, width=60)
+    with LateProgress(console, 3) as bar:
+        bar.step("quick.glb")
+    assert stream.getvalue() == ""
+    bar._start()  # the timer fires although the work has just ended
+    assert stream.getvalue() == ""
+    with LateProgress(console, 3) as bar:
+        bar.step("slow.glb")
+        bar._start()
+        with bar.hidden():
+            shown = stream.getvalue()
+            assert "slow.glb" in shown and "0/3" in shown
+            assert shown.endswith("\x1b[1A\x1b[2K")  # gone from the screen

@@ -1,0 +1,105 @@
+"""Finding, listing and showing projects; none of it needs the extension module."""
+
+from __future__ import annotations
+
+from pathlib import Path
+from typing import Any, Callable
+
+import pytest
+from conftest import project, rule
+
+from kavel.cli import main
+from kavel.errors import ProjectError
+from kavel.home import kavel_home, target_directory
+from kavel.projects import find_project
+
+Writer = Callable[[str, Any], str]
+
+
+@pytest.fixture
+def home(write: Writer, tmp_path: Path) -> str:
+    write("home/maya/projects/hero_1.json", project([rule("a")], name="Hero", target="maya"))
+    write("home/blender/projects/hero_2.json", project([rule("a")], name="Hero", target="blender"))
+    write("home/blender/projects/prop.json", project([rule("(", "(")], name="Prop"))
+    write("home/blender/projects/gone.json", project([rule("a")], name="Gone", deleted=True))
+    write("home/blender/projects/torn.json", b"{")
+    write("home/blender/projects/notes.txt", b"")
+    return str(tmp_path / "home")
+
+
+def test_where_the_home_is(monkeypatch: pytest.MonkeyPatch, tmp_path: Path) -> None:
+    monkeypatch.setenv("XDG_CONFIG_HOME", str(tmp_path))
+    monkeypatch.delenv("KAVEL_HOME", raising=False)
+    assert Path(kavel_home()).name == "kavel"
+    monkeypatch.setenv("KAVEL_HOME", str(tmp_path / "by variable"))
+    assert kavel_home() == str(tmp_path / "by variable")
+    assert kavel_home(str(tmp_path / "by option")) == str(tmp_path / "by option")
+    for target in ("maya", "", ".", "..", "a/b", "a\\b"):
+        assert Path(target_directory(str(tmp_path), target)).parent == tmp_path
+
+
+@pytest.mark.parametrize(
+    ("text", "file"),
+    [("Prop", "prop.json"), ("hero_1", "hero_1.json"), ("hero_2.json", "hero_2.json")],
+)
+def test_a_project_is_found_by_name_and_by_file_name(home: str, text: str, file: str) -> None:
+    assert find_project(text, home).filename == file
+
+
+@pytest.mark.parametrize(
+    ("text", "message"),
+    [
+        ("Hero", "more than one.*\n.*hero_2.json\n.*hero_1.json"),
+        ("Gone", "neither a file nor"),
+        ("nobody", "neither a file nor"),
+    ],
+)
+def test_no_project_or_too_many(home: str, text: str, message: str) -> None:
+    with pytest.raises(ProjectError, match=message):
+        find_project(text, home)
+
+
+def test_list(home: str, capsys: pytest.CaptureFixture[str]) -> None:
+    assert main(["--home", home, "projects", "list"]) == 0
+    out, err = capsys.readouterr()
+    rows = [line.split()[:-1] for line in out.splitlines()]
+    assert rows == [
+        ["Hero", "blender", "ok"],
+        ["Prop", "standalone", "not", "usable"],
+        ["-", "-", "unreadable"],
+        ["Hero", "maya", "ok"],
+    ]
+    assert err.startswith("4 projects in ")
+
+
+def test_list_of_no_home(tmp_path: Path, capsys: pytest.CaptureFixture[str]) -> None:
+    assert main(["--home", str(tmp_path / "none"), "projects", "list"]) == 0
+    assert capsys.readouterr().out == ""
+
+
+def test_show(write: Writer, capsys: pytest.CaptureFixture[str]) -> None:
+    rules = [
+        rule("ghost", "", ["sceneRoot"]),
+        rule("arm", "arm\x1b_<s:(l|r)>$", ["transform", "locator"], [2, 2]),
+        rule("hand", "hand_<s>$", [], [0, 3]),
+    ]
+    path = write("p.json", project(rules, {"ghost": {"arm": {"hand": {}}}}, target="maya"))
+    assert main(["projects", "show", path]) == 0
+    out, err = capsys.readouterr()
+    assert [line.split() for line in out.splitlines()] == [
+        ["Test:", "target", "maya,", "record", "1700000000"],
+        ["ghost", "sceneRoot", "1"],
+        ["arm", "arm\\x1b_<s:(l|r)>$", "transform,", "locator", "2"],
+        ["hand", "hand_<s>$", "any", "type", "0..3"],
+    ]
+    indents = [len(line) - len(line.lstrip()) for line in out.splitlines()]
+    assert indents == [0, 2, 4, 6]
+    assert err == ""
+
+
+def test_show_of_an_unusable_project(write: Writer, capsys: pytest.CaptureFixture[str]) -> None:
+    path = write("p.json", project([rule("a", "(")]))
+    assert main(["projects", "show", path]) == 2
+    out, err = capsys.readouterr()
+    assert "a  (  any type  1" in out
+    assert f'{path}: error: rule "a" [a], regex at 0: does not compile' in err
