@@ -16,6 +16,25 @@ constexpr double kExitPatience = 2.0;
 
 bool interpreter_ends = false;
 
+/// From then on the interpreter takes its modules down, the log's among them.
+bool is_finalizing() {
+#if PY_VERSION_HEX >= 0x030D0000
+  return Py_IsFinalizing() != 0;
+#else
+  return _Py_IsFinalizing() != 0;
+#endif
+}
+
+/// Makes a log call; one made when there is nothing left to log with is dropped.
+template <class Call>
+void while_there_is_a_log(Call&& call) {
+  try {
+    std::forward<Call>(call)();
+  } catch (const py::error_already_set&) {
+    if (!is_finalizing()) throw;
+  }
+}
+
 py::object root_logger() { return py::module_::import("logging").attr("getLogger")(); }
 
 /// The threads that may still run; kept in the module so that the interpreter owns it.
@@ -31,9 +50,7 @@ void forget_finished(py::list& threads) {
 }
 
 void launch(const py::object& target, const py::tuple& arguments, const py::dict& keywords) {
-  const bool ending =
-      interpreter_ends || py::module_::import("sys").attr("is_finalizing")().cast<bool>();
-  if (!ending) {
+  if (!interpreter_ends && !is_finalizing()) {
     try {
       const py::object thread =
           py::module_::import("threading")
@@ -62,7 +79,7 @@ void finish_threads() {
 }
 
 void call_root(const char* level, const py::args& arguments, const py::dict& keywords) {
-  launch(root_logger().attr(level), arguments, keywords);
+  while_there_is_a_log([&] { launch(root_logger().attr(level), arguments, keywords); });
 }
 
 void log_error_entry(const py::args& arguments, const py::dict& keywords) {
@@ -104,7 +121,8 @@ class InterpreterLog final : public runtime::Log {
           return "error";
       }
     }();
-    launch(root_logger().attr(name), py::make_tuple(to_text(message)), py::dict());
+    while_there_is_a_log(
+        [&] { launch(root_logger().attr(name), py::make_tuple(to_text(message)), py::dict()); });
   }
 };
 
@@ -124,7 +142,7 @@ void bind_logger(py::module_& module) {
   static_method(
       logger, "_call",
       [](const py::object& target, const py::args& arguments, const py::kwargs& keywords) {
-        launch(target, arguments, keywords);
+        while_there_is_a_log([&] { launch(target, arguments, keywords); });
       },
       "Runs `target` with the arguments on a thread of its own.");
   for (const char* level : {"debug", "info", "warning"}) {
@@ -144,7 +162,7 @@ void bind_logger(py::module_& module) {
   static_method(
       logger, "exception",
       [](const py::object& message, const py::args& arguments, const py::kwargs& keywords) {
-        log_exception_entry(message, arguments, keywords);
+        while_there_is_a_log([&] { log_exception_entry(message, arguments, keywords); });
       },
       "Logs an error whose text ends with the traceback of the exception being handled.");
 }

@@ -1,0 +1,64 @@
+"""The module as a whole: its names, its end, and what a dropped `Api` leaves behind."""
+
+from __future__ import annotations
+
+import subprocess
+import sys
+import textwrap
+
+import pytest
+
+
+def run(script: str, *options: str) -> subprocess.CompletedProcess[str]:
+    """Runs a script in an interpreter of its own; a hang is a failure."""
+    command = [sys.executable, *options, "-c", textwrap.dedent(script)]
+    return subprocess.run(command, capture_output=True, text=True, timeout=60, check=False)
+
+
+@pytest.mark.parametrize("options", [(), ("-X", "dev"), ("-I",)], ids=["plain", "dev", "isolated"])
+def test_import_and_quit_print_nothing(options: tuple[str, ...]) -> None:
+    ended = run(f"import sys; sys.path[:] = {sys.path!r}; import core", *options)
+    assert (ended.returncode, ended.stdout, ended.stderr) == (0, "", "")
+
+
+LOGGING = """
+    import logging, sys
+    logging.basicConfig(stream=sys.stdout, level=logging.INFO, format="%(message)s")
+"""
+SHUTDOWNS = {
+    # Threads still write when the interpreter ends.
+    "many entries": """
+        for number in range(200):
+            core.Logger.info("entry %d", number)
+    """,
+    "slow handler": """
+        import time
+        class Slow(logging.Handler):
+            def emit(self, record):
+                time.sleep(0.05)
+                print(record.getMessage(), flush=True)
+        logging.getLogger().handlers[:] = [Slow()]
+        for number in range(5):
+            core.Logger.info("entry %d", number)
+    """,
+    # Entries made by what the interpreter still runs at its end.
+    "exit handlers": """
+        import atexit
+        atexit.register(core.Logger.info, "entry 0")
+    """,
+    "destructors": """
+        class Loud:
+            def __del__(self, log=core.Logger.info):
+                log("entry 0")
+        sys.modules["keeper"] = Loud()
+        loud = Loud()
+    """,
+}
+
+
+@pytest.mark.parametrize("script", SHUTDOWNS.values(), ids=SHUTDOWNS)
+def test_log_threads_do_not_disturb_the_end(script: str) -> None:
+    ended = run(LOGGING + "    import core" + script.replace("\n    ", "\n"))
+    assert (ended.returncode, ended.stderr) == (0, "")
+    # What is logged after the interpreter took its modules down may be lost.
+    assert "entry 0" in ended.stdout.splitlines() or "__del__" in script

@@ -1,0 +1,199 @@
+"""Writes host/core.pyi from the built module: classes, signatures and properties as they are bound.
+
+Where a binding can only say "some object", tools/stub_types.py says what it is.
+"""
+
+from __future__ import annotations
+
+import argparse
+import importlib
+import re
+import sys
+from pathlib import Path
+from typing import Any
+
+from stub_types import ALIASES, ELEMENTS, TYPES
+
+STUB = Path(__file__).resolve().parents[1] / "host" / "core.pyi"
+HEADER = '''"""{doc}
+
+Written by tools/make_stub.py from the built module.
+"""
+
+from collections.abc import Callable, Iterator, MutableSequence
+from types import ModuleType, TracebackType
+from typing import Any, ClassVar
+'''
+# Special methods that are part of the interface; others come with every class.
+SPECIAL = {
+    *("__init__", "__call__", "__iter__", "__len__", "__getitem__", "__setitem__", "__delitem__"),
+    *("__contains__", "__enter__", "__exit__", "__add__", "__bool__", "__next__", "__str__"),
+}
+# What a live list has beside its own element type comes from MutableSequence.
+SEQUENCE_OWN = {"copy", "sort"}
+SIGNATURE = re.compile(r"^(?:\d+\. )?(\w+)\((.*)\)(?: -> (.+))?$")
+
+
+class Stub:
+    """The lines of the stub of one module."""
+
+    def __init__(self, module: Any) -> None:
+        self.module = module
+        self.lines = [HEADER.format(doc=module.__doc__)]
+
+    def text(self) -> str:
+        for name, value in vars(self.module).items():
+            if name.startswith("__") and name != "__version__":
+                continue
+            self.member(name, value, [], 0)
+        return re.sub(r"\n{4,}", "\n\n\n", "\n".join(self.lines).rstrip() + "\n")
+
+    def add(self, depth: int, line: str) -> None:
+        self.lines.append("    " * depth + line)
+
+    def member(self, name: str, value: Any, path: list[str], depth: int) -> None:
+        dotted = ".".join([*path, name])
+        if isinstance(value, type):
+            if value.__name__ == name and value.__qualname__ == dotted:
+                self.class_(value, [*path, name], depth)
+            else:
+                self.add(depth, f"{name} = {value.__qualname__}")
+        elif isinstance(value, property):
+            self.property_(name, value, dotted, depth)
+        elif isinstance(value, staticmethod):
+            self.function(name, value.__func__, dotted, depth, "@staticmethod")
+        elif callable(value):
+            self.function(name, value, dotted, depth)
+        elif name == "__hash__" and value is None:
+            self.add(depth, "__hash__: ClassVar[None]  # type: ignore[assignment]")
+        else:
+            kind = TYPES.get(dotted, type(value).__name__)
+            self.add(depth, f"{name}: {f'ClassVar[{kind}]' if path else kind}")
+
+    def class_(self, value: type, path: list[str], depth: int) -> None:
+        dotted = ".".join(path)
+        element = ELEMENTS.get(dotted)
+        bases = [self.type_text(base.__qualname__) for base in value.__bases__ if public(base)]
+        if element is not None:
+            bases = [f"MutableSequence[{element}]"]
+        if depth == 0:
+            self.lines.append("\n")
+        self.add(depth, f"class {path[-1]}{'(' + ', '.join(bases) + ')' if bases else ''}:")
+        self.add(depth + 1, f'"""{first_line(value.__doc__)}"""\n')
+        if element is not None:
+            self.list_protocol(element, depth + 1)
+        for name, member in vars(value).items():
+            if name.startswith("__") and name not in SPECIAL | {"__hash__"}:
+                continue
+            if element is not None and name not in SEQUENCE_OWN | {"__init__"}:
+                continue
+            if not name.startswith("__") or name in SPECIAL or member is None:
+                self.member(name, member, path, depth + 1)
+        self.lines.append("")
+
+    def list_protocol(self, element: str, depth: int) -> None:
+        """The abstract operations of a mutable sequence."""
+        self.add(depth, "def __len__(self) -> int: ...")
+        self.add(depth, "def __getitem__(self, index: Any) -> Any: ...")
+        self.add(depth, "def __setitem__(self, index: Any, value: Any) -> None: ...")
+        self.add(depth, "def __delitem__(self, index: Any) -> None: ...")
+        self.add(depth, f"def insert(self, index: int, value: {element}) -> None: ...")
+
+    def property_(self, name: str, value: property, dotted: str, depth: int) -> None:
+        result = TYPES.get(dotted) or self.result_of(value.fget)
+        self.add(depth, "@property")
+        self.add(depth, f"def {name}(self) -> {result}: ...")
+        if value.fset is not None:
+            self.add(depth, f"@{name}.setter")
+            self.add(depth, f"def {name}(self, value: {result}) -> None: ...")
+
+    def result_of(self, getter: Any) -> str:
+        found = SIGNATURE.match(first_line(getter.__doc__ or ""))
+        return self.type_text(found.group(3) or "Any") if found else "Any"
+
+    def function(
+        self, name: str, value: Any, dotted: str, depth: int, decorator: str = ""
+    ) -> None:
+        signatures = [
+            found
+            for line in (value.__doc__ or "").splitlines()
+            if (found := SIGNATURE.match(line)) and found.group(1) in (name, "initialise")
+        ]
+        if not signatures:
+            self.add(depth, f"def {name}(self, *args: Any, **kwargs: Any) -> Any: ...")
+            return
+        if len(signatures) > 1:
+            signatures = signatures[:1] if name in TYPES else signatures
+        for found in signatures:
+            if decorator:
+                self.add(depth, decorator)
+            arguments = self.arguments(found.group(2), dotted, bool(decorator) or depth == 0)
+            result = TYPES.get(dotted) or self.type_text(found.group(3) or "None")
+            self.add(depth, f"def {name}({arguments}) -> {result}: ...")
+
+    def arguments(self, text: str, dotted: str, static: bool) -> str:
+        result = []
+        for index, argument in enumerate(split_arguments(text)):
+            name, _, rest = argument.partition(":")
+            kind, _, default = rest.partition("=")
+            name = name.strip()
+            if index == 0 and not static:
+                result.append("self")
+            elif name.startswith("*"):
+                result.append(f"{name}: Any")
+            else:
+                kind = TYPES.get(f"{dotted}({name})") or self.type_text(kind.strip())
+                if default.strip() == "None" and "None" not in kind and kind != "Any":
+                    kind = f"{kind} | None"
+                result.append(f"{name}: {kind}" + (" = ..." if default else ""))
+        return ", ".join(result)
+
+    @staticmethod
+    def type_text(text: str) -> str:
+        for pattern, replacement in ALIASES:
+            text = re.sub(pattern, replacement, text)
+        return text
+
+
+def public(base: type) -> bool:
+    return base is not object and not base.__name__.startswith("pybind11")
+
+
+def first_line(text: str | None) -> str:
+    return (text or "").strip().partition("\n")[0]
+
+
+def split_arguments(text: str) -> list[str]:
+    """The arguments of a signature, split at commas outside brackets and texts."""
+    parts, depth, quote, start = [], 0, "", 0
+    for index, letter in enumerate(text):
+        if quote:
+            quote = "" if letter == quote else quote
+        elif letter in "'\"":
+            quote = letter
+        elif letter in "[({":
+            depth += 1
+        elif letter in "])}":
+            depth -= 1
+        elif letter == "," and depth == 0:
+            parts.append(text[start:index].strip())
+            start = index + 1
+    return [part for part in [*parts, text[start:].strip()] if part]
+
+
+def main() -> int:
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--check", action="store_true", help="compare instead of writing")
+    arguments = parser.parse_args()
+    text = Stub(importlib.import_module("core")).text()
+    if not arguments.check:
+        STUB.write_text(text, encoding="utf-8")
+        return 0
+    if STUB.read_text(encoding="utf-8") == text:
+        return 0
+    print("host/core.pyi is not what tools/make_stub.py writes for this module", file=sys.stderr)
+    return 1
+
+
+if __name__ == "__main__":
+    sys.exit(main())
