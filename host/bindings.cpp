@@ -28,6 +28,7 @@ void bind_core(py::module_& module) {
   bind_naming(module);
   bind_names_control(module);
   bind_check_config(module);
+  bind_statistics(module);
   bind_export_flags(module);
   bind_projects(module);
   bind_matcher(module);
