@@ -2,6 +2,7 @@
 
 #include "core/foundation/version.h"
 #include "host/errors.h"
+#include "host/runtime/ending.h"
 #include "host/runtime/runtime.h"
 #include "host/sequence.h"
 
@@ -38,6 +39,8 @@ void bind_core(py::module_& module) {
   bind_validator(module);
   bind_exporter(module);
   bind_server(module);
+  // Keep it last: it counts the calls of what is bound by then.
+  count_calls(module);
 }
 
 }  // namespace kavel::host

@@ -6,6 +6,7 @@
 // the calling thread, because a thread started then would hang or be killed while it holds a lock.
 #include "host/bindings.h"
 #include "host/classes.h"
+#include "host/runtime/ending.h"
 #include "host/runtime/runtime.h"
 
 namespace kavel::host {
@@ -69,6 +70,7 @@ void launch(const py::object& target, const py::tuple& arguments, const py::dict
 }
 
 void finish_threads() {
+  end_calls(kExitPatience);
   interpreter_ends = true;
   const py::object clock = py::module_::import("time").attr("monotonic");
   const double end = clock().cast<double>() + kExitPatience;

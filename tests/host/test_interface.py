@@ -53,6 +53,17 @@ SHUTDOWNS = {
         sys.modules["keeper"] = Loud()
         loud = Loud()
     """,
+    # A thread of the host that logs until it is stopped by the end itself.
+    "thread of the host": """
+        import threading
+        def chatter():
+            while True:
+                core.Logger.info("entry 0")
+        for _ in range(4):
+            threading.Thread(target=chatter, daemon=True).start()
+        import time
+        time.sleep(0.1)
+    """,
 }
 
 
