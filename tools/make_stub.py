@@ -9,21 +9,25 @@ import argparse
 import importlib
 import re
 import sys
+from collections.abc import MutableSequence
 from pathlib import Path
 from typing import Any
 
-from stub_types import ALIASES, ELEMENTS, TYPES
+from stub_types import ALIASES, ARGUMENTS, CLASSES, ELEMENTS, RESULTS, TYPES
 
 STUB = Path(__file__).resolve().parents[1] / "host" / "core.pyi"
 HEADER = '''"""{doc}
 
 Written by tools/make_stub.py from the built module.
 """
-
-from collections.abc import Callable, Iterator, MutableSequence
-from types import ModuleType, TracebackType
-from typing import Any, ClassVar
 '''
+# What the stub may need, by module; only what it uses is imported.
+IMPORTS = {
+    "collections.abc": ("Callable", "Iterable", "Iterator", "MutableSequence", "Sequence"),
+    "contextlib": ("AbstractContextManager",),
+    "os": ("PathLike",),
+    "typing": ("Any", "ClassVar", "overload"),
+}
 # Special methods that are part of the interface; others come with every class.
 SPECIAL = {
     *("__init__", "__call__", "__iter__", "__len__", "__getitem__", "__setitem__", "__delitem__"),
@@ -31,7 +35,9 @@ SPECIAL = {
 }
 # What a live list has beside its own element type comes from MutableSequence.
 SEQUENCE_OWN = {"copy", "sort"}
-SIGNATURE = re.compile(r"^(?:\d+\. )?(\w+)\((.*)\)(?: -> (.+))?$")
+SIGNATURE = re.compile(r"^(?:\d+\. )?(\w*)\((.*)\)(?: -> (.+))?$")
+# An operation that a host implements tells its arguments in its docstring: "name(arguments): what".
+ABSTRACT = re.compile(r"^(\w+)\((.*?)\): ")
 
 
 class Stub:
@@ -39,14 +45,16 @@ class Stub:
 
     def __init__(self, module: Any) -> None:
         self.module = module
-        self.lines = [HEADER.format(doc=module.__doc__)]
+        self.lines: list[str] = []
 
     def text(self) -> str:
         for name, value in vars(self.module).items():
             if name.startswith("__") and name != "__version__":
                 continue
             self.member(name, value, [], 0)
-        return re.sub(r"\n{4,}", "\n\n\n", "\n".join(self.lines).rstrip() + "\n")
+        body = "\n".join(self.lines).rstrip() + "\n"
+        text = HEADER.format(doc=self.module.__doc__) + "\n" + imports(body) + "\n" + body
+        return re.sub(r"\n{3,}(?= )", "\n\n", re.sub(r"\n{4,}", "\n\n\n", text))
 
     def add(self, depth: int, line: str) -> None:
         self.lines.append("    " * depth + line)
@@ -72,8 +80,8 @@ class Stub:
 
     def class_(self, value: type, path: list[str], depth: int) -> None:
         dotted = ".".join(path)
-        element = ELEMENTS.get(dotted)
-        bases = [self.type_text(base.__qualname__) for base in value.__bases__ if public(base)]
+        element = ELEMENTS.get(dotted, "Any") if is_live_list(value) else None
+        bases = [self.base_text(base) for base in value.__bases__ if public(base)]
         if element is not None:
             bases = [f"MutableSequence[{element}]"]
         if depth == 0:
@@ -83,7 +91,7 @@ class Stub:
         if element is not None:
             self.list_protocol(element, depth + 1)
         for name, member in vars(value).items():
-            if name.startswith("__") and name not in SPECIAL | {"__hash__"}:
+            if name.startswith(("__", "_pybind11")) and name not in SPECIAL | {"__hash__"}:
                 continue
             if element is not None and name not in SEQUENCE_OWN | {"__init__"}:
                 continue
@@ -99,8 +107,11 @@ class Stub:
         self.add(depth, "def __delitem__(self, index: Any) -> None: ...")
         self.add(depth, f"def insert(self, index: int, value: {element}) -> None: ...")
 
+    def base_text(self, base: type) -> str:
+        return self.type_text(base.__name__ if base.__module__ == "builtins" else base.__qualname__)
+
     def property_(self, name: str, value: property, dotted: str, depth: int) -> None:
-        result = TYPES.get(dotted) or self.result_of(value.fget)
+        result = self.known(dotted, self.result_of(value.fget))
         self.add(depth, "@property")
         self.add(depth, f"def {name}(self) -> {result}: ...")
         if value.fset is not None:
@@ -108,51 +119,92 @@ class Stub:
             self.add(depth, f"def {name}(self, value: {result}) -> None: ...")
 
     def result_of(self, getter: Any) -> str:
-        found = SIGNATURE.match(first_line(getter.__doc__ or ""))
+        found = SIGNATURE.match(first_line(getter.__doc__))
         return self.type_text(found.group(3) or "Any") if found else "Any"
 
-    def function(
-        self, name: str, value: Any, dotted: str, depth: int, decorator: str = ""
-    ) -> None:
-        signatures = [
+    def function(self, name: str, value: Any, dotted: str, depth: int, decorator: str = "") -> None:
+        lines = (value.__doc__ or "").splitlines()
+        abstract = [found for line in lines if (found := ABSTRACT.match(line))]
+        signatures = abstract or [
             found
-            for line in (value.__doc__ or "").splitlines()
-            if (found := SIGNATURE.match(line)) and found.group(1) in (name, "initialise")
+            for line in lines
+            if (found := SIGNATURE.match(line))
+            and found.group(1) in (name, "initialise")
+            and found.group(2) != "*args, **kwargs"
         ]
         if not signatures:
-            self.add(depth, f"def {name}(self, *args: Any, **kwargs: Any) -> Any: ...")
-            return
-        if len(signatures) > 1:
-            signatures = signatures[:1] if name in TYPES else signatures
+            free = "*args: Any, **kwargs: Any"
+            arguments = free if decorator or depth == 0 else f"self, {free}"
+            self.signature(name, arguments, self.known(dotted, "Any"), depth, decorator)
         for found in signatures:
-            if decorator:
-                self.add(depth, decorator)
-            arguments = self.arguments(found.group(2), dotted, bool(decorator) or depth == 0)
-            result = TYPES.get(dotted) or self.type_text(found.group(3) or "None")
-            self.add(depth, f"def {name}({arguments}) -> {result}: ...")
+            if len(signatures) > 1:
+                self.add(depth, "@overload")
+            text = ("self, " if abstract else "") + found.group(2)
+            result = "Any" if abstract else self.type_text(found.group(3) or "None")
+            arguments = self.arguments(text, dotted, bool(decorator) or depth == 0)
+            self.signature(name, arguments, self.known(dotted, result), depth, decorator)
+
+    @staticmethod
+    def known(dotted: str, told: str) -> str:
+        """The type that the tables know, before the one that the binding tells."""
+        by_name = RESULTS.get(dotted.rpartition(".")[2], told)
+        return TYPES.get(dotted, by_name if told == "Any" else told)
+
+    def signature(self, name: str, arguments: str, result: str, depth: int, decorator: str) -> None:
+        result = "None" if name == "__init__" else result
+        if decorator:
+            self.add(depth, decorator)
+        line = f"def {name}({arguments}) -> {result}: ..."
+        if depth * 4 + len(line) <= 100:
+            self.add(depth, line)
+            return
+        self.add(depth, f"def {name}(")
+        for argument in split_arguments(arguments):
+            self.add(depth + 1, f"{argument},")
+        self.add(depth, f") -> {result}: ...")
 
     def arguments(self, text: str, dotted: str, static: bool) -> str:
         result = []
         for index, argument in enumerate(split_arguments(text)):
             name, _, rest = argument.partition(":")
-            kind, _, default = rest.partition("=")
+            kind, equals, default = rest.partition("=")
+            if not rest:
+                name, equals, default = argument.partition("=")
             name = name.strip()
             if index == 0 and not static:
                 result.append("self")
             elif name.startswith("*"):
-                result.append(f"{name}: Any")
+                result.append(f"{name}: {ARGUMENTS.get(name, 'Any')}")
             else:
                 kind = TYPES.get(f"{dotted}({name})") or self.type_text(kind.strip())
+                kind = ARGUMENTS.get(name, "Any") if kind in ("", "Any") else kind
                 if default.strip() == "None" and "None" not in kind and kind != "Any":
                     kind = f"{kind} | None"
-                result.append(f"{name}: {kind}" + (" = ..." if default else ""))
+                result.append(f"{name}: {kind}" + (" = ..." if equals else ""))
         return ", ".join(result)
 
     @staticmethod
     def type_text(text: str) -> str:
         for pattern, replacement in ALIASES:
             text = re.sub(pattern, replacement, text)
+        # A class that was bound after the function is named as C++ names it.
+        for foreign in re.findall(r"[^\[\], ]*::.*", text):
+            text = text.replace(foreign, CLASSES.get(foreign, "Any"))
+            if foreign not in CLASSES:
+                print(f"stub_types.CLASSES lacks {foreign}", file=sys.stderr)
         return text
+
+
+def imports(body: str) -> str:
+    lines = ""
+    for module, names in IMPORTS.items():
+        used = [name for name in names if re.search(rf"\b{name}\b", body)]
+        lines += f"from {module} import {', '.join(used)}\n" if used else ""
+    return lines
+
+
+def is_live_list(value: type) -> bool:
+    return issubclass(value, MutableSequence) and "insert" in vars(value)
 
 
 def public(base: type) -> bool:

@@ -5,21 +5,137 @@ from __future__ import annotations
 # How the binding library writes types, and how the stub does; applied in order.
 ALIASES = (
     (r"\bcore\.", ""),
-    (r"\bobject\b", "Any"),
+    (r"\bcollections\.abc\.", ""),
+    (r"detail::accessor<.*>", "Any"),
+    (r"\bobject\b|\bhandle\b", "Any"),
     (r"\btyping\.SupportsInt( \| typing\.SupportsIndex)?", "int"),
     (r"\btyping\.SupportsFloat( \| typing\.SupportsIndex)?", "float"),
     (r"\bOptional\[str\]", "str | None"),
     (r"\btyping\.", ""),
-    (r"\bhandle\b", "Any"),
-    (r"\bargs\b|\bkwargs\b", "Any"),
-    (r"\biterator\b|\bIterator\b(?!\[)", "Iterator[Any]"),
-    (r"\blist\b(?!\[)", "list[Any]"),
-    (r"\bdict\b(?!\[)", "dict[str, Any]"),
-    (r"\btuple\b(?!\[)", "tuple[Any, ...]"),
+    (r"\bList\[", "list["),
+    (r"(?<![\w.])(?:i|I)terator\b(?!\[)", "Iterator[Any]"),
+    (r"(?<![\w.])(?:i|I)terable\b(?!\[)", "Iterable[Any]"),
+    (r"(?<![\w.])list\b(?!\[)", "list[Any]"),
+    (r"(?<![\w.])set\b(?!\[)", "set[Any]"),
+    (r"(?<![\w.])dict\b(?!\[)", "dict[str, Any]"),
+    (r"(?<![\w.])tuple\b(?!\[)", "tuple[Any, ...]"),
 )
 
-# Classes of live lists and what their elements are.
-ELEMENTS = {"_TextList": "str", "_ObjectList": "Any"}
+# Classes that are bound after functions that name them.
+CLASSES = {
+    "kavel::host::VirtualField": "Scene._Virtual._Field",
+    "kavel::projects::EditToggle": "_Project.Settings.Record.History.EditToggle",
+    "kavel::projects::RuleNode": "_Project.Settings.Rule.Tree.Node",
+    "kavel::runtime::List<kavel::runtime::Ref<kavel::projects::TreeNode> >": (
+        "_Project.Settings.Rule.Tree._NodeList"
+    ),
+}
 
-# Types by the dotted name of a property or a function's result, or "function(argument)".
-TYPES: dict[str, str] = {}
+# Classes of live lists and what their elements are.
+ELEMENTS = {
+    "_TextList": "str",
+    "_Export.Queue._TaskList": "_Export.Queue.Task",
+    "_Project.Settings.Rule._RuleList": "_Project.Settings.Rule",
+    "_Project.Settings.Rule.Tree._NodeList": "_Project.Settings.Rule.Tree.Node",
+    "_Hierarchy.Pattern._ScopeList": "_Hierarchy.Pattern.Scope",
+}
+
+# Arguments whose name says their type wherever the binding does not.
+ARGUMENTS = {
+    "*paths": "str",
+    "path": "str",
+    "file_path": "str",
+    "starting": "str",
+    "caption": "str",
+    "file_filter": "str",
+    "function": "Callable[[], object]",
+    "callback": "Callable[..., object]",
+    "automatic_uv": "bool",
+    "triangulate": "bool",
+    "reset_xforms": "bool",
+}
+
+# Results by the name of a property or an operation, wherever the binding does not tell.
+RESULTS = {
+    "_api": "Api",
+    "_buffer": "Scene._Buffer",
+    "_hierarchy": "_Hierarchy",
+    "_op": "Scene.Operator",
+    "data": "dict[str, Any]",
+    "debug": "None",
+    "delete_callbacks": "object",
+    "embed_filedata": "object",
+    "erase_filedata": "object",
+    "error": "None",
+    "export": "object",
+    "get_children": "Sequence[str] | None",
+    "get_parent": "str | None",
+    "get_projects_directory": "str",
+    "get_selection": "Sequence[str] | None",
+    "get_selection_roots": "Sequence[str] | None",
+    "get_settings_directory": "str",
+    "get_settings_file": "str",
+    "get_statistics_file": "str",
+    "get_type": "str | None",
+    "info": "None",
+    "name_from_path": "str",
+    "object_exists": "bool | None",
+    "postscript_scan_append": "object",
+    "postscript_scan_remove": "object",
+    "register_scene_opened_callback": "object",
+    "register_shutdown_callback": "object",
+    "scope": "str",
+    "select": "object",
+    "selection_manager": "AbstractContextManager[Any]",
+    "target": "str",
+    "warning": "None",
+    **dict.fromkeys(
+        ("decoded", "_format", "attr", "name", "icon", "color", "strip", "ghost_filter"), "str"
+    ),
+    **dict.fromkeys(
+        ("space_filter", "latin_filter", "en_ru_filter", "_char_filter", "force_ascii"), "str"
+    ),
+    **dict.fromkeys(("get_init", "_get_next", "version"), "str"),
+    **dict.fromkeys(("get_current_file", "directory_dialog", "file_dialog"), "str | None"),
+}
+
+# Types by the dotted name of a property, a function's result, or "function(argument)".
+TYPES: dict[str, str] = {
+    "_log_threads": "list[Any]",
+    "Api.callbacks": "_CallBacks",
+    "Api.constants": "type[Constants]",
+    "Api.env": "Environment",
+    "Api.export": "Api._Export",
+    "Api.http": "Api._Http",
+    "Api.logger": "type[Logger]",
+    "Api.masks": "Mask",
+    "Api.project": "_Project",
+    "Api.scene": "Api._Scene",
+    "Api.settings": "_Settings",
+    "Api.statistics": "_Statistics",
+    "Api.validator": "Api._Validator",
+    "Api._Export._last_projects": "Any",
+    "Check._Classes.get": "type[Check.Base] | None",
+    "Check.Base.check": "object",
+    "Check.Base.mask": "Any",
+    "Check.Base.result": "Any",
+    "Environment.user_home": "str | None",
+    "Logger._root": "Any",
+    "Mask.Item.mapped": "bool",
+    "Scene.Operator.TYPE_MAPPING": "dict[str, str]",
+    "Scene.Operator.map_type": "str | None",
+    "Scene.Operator.query_filedata": "Any",
+    "Scene.Operator.type_mapping": "TypeMapping",
+    "TypeMapping.get": "str | None",
+    "_Export.Options.selected": "Any",
+    "_File.Json.read(path)": "str | PathLike[str]",
+    "_File.Json.write(path)": "str | PathLike[str]",
+    "_File.Json.AccessQueue(json_path)": "str | PathLike[str]",
+    "_File.Text.read(path)": "str | PathLike[str]",
+    "_File.move_corrupted(path)": "str | PathLike[str]",
+    "_Project.Settings.Rule.List.data": "list[dict[str, Any]]",
+    "_Project.Settings.Rule.Range.data": "list[int]",
+    "_Project.Settings.Rule.Tree.Root.data": "list[dict[str, Any]]",
+    "_Settings.Check.Config.get": "_Settings.Check | None",
+    "_Settings.Check.parameters": "list[Any]",
+}

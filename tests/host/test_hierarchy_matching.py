@@ -10,8 +10,9 @@ from pathlib import Path
 from types import SimpleNamespace
 from typing import Any
 
-import core
 import pytest
+
+import core
 
 sys.path.insert(0, str(Path(__file__).parents[2] / "benchmarks"))
 

@@ -8,8 +8,9 @@ from pathlib import Path
 from types import SimpleNamespace
 from typing import Any
 
-import core
 import pytest
+
+import core
 
 Type = core._Statistics.Type
 EMPTY: dict[str, Any] = {
