@@ -33,7 +33,10 @@ void bind_core(py::module_& module) {
   bind_export_flags(module);
   bind_projects(module);
   bind_matcher(module);
+  bind_buffer(module);
+  bind_scanner(module);
   bind_api(module);
+  bind_scene_component(module.attr("Api"));
   bind_checks(module);
   bind_export_model(module);
   bind_validator(module);

@@ -30,8 +30,12 @@ void bind_export_flags(py::module_& module);
 /// Makes `_Project` with all below it.
 void bind_projects(py::module_& module);
 void bind_matcher(py::module_& module);
+void bind_buffer(py::module_& module);
+void bind_scanner(py::module_& module);
 /// Makes `Api`, in whose scope the components are bound.
 void bind_api(py::module_& module);
+/// Defines the scene component in the class `Api`.
+void bind_scene_component(py::handle api);
 void bind_checks(py::module_& module);
 void bind_export_model(py::module_& module);
 void bind_validator(py::module_& module);

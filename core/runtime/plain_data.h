@@ -26,7 +26,7 @@ class PlainData {
 
   [[nodiscard]] virtual Value make_text(std::string_view text) = 0;
   /// None for nothing.
-  [[nodiscard]] virtual Value make_text(const std::optional<std::string>& text) = 0;
+  [[nodiscard]] virtual Value make_optional_text(const std::optional<std::string>& text) = 0;
   [[nodiscard]] virtual Value make_boolean(bool value) = 0;
   [[nodiscard]] virtual Value make_list() = 0;
   [[nodiscard]] virtual Value make_map() = 0;

@@ -47,6 +47,14 @@ std::span<const JointRef> Joint::items() const noexcept {
 
 void Joint::add(JointRef child) { children()->items.push_back(std::move(child)); }
 
+void Joint::sort_children() {
+  if (!children_) return;
+  // Texts are UTF-8, whose bytes are in the order of the code points.
+  std::ranges::stable_sort(children_->items, {}, [](const JointRef& joint) {
+    return joint->name ? std::string_view(*joint->name) : std::string_view();
+  });
+}
+
 bool operator==(const Joint& left, const Joint& right) noexcept {
   const bool same_kind = left.kind_ == right.kind_ || (left.kind_->stamp == right.kind_->stamp &&
                                                        left.kind_->type == right.kind_->type);

@@ -18,6 +18,7 @@ struct JointKind {
   std::optional<std::string> type;
   std::optional<std::string> icon;
   std::optional<std::string> color;
+  friend bool operator==(const JointKind&, const JointKind&) = default;
 };
 
 /// One scene object of a stored hierarchy. Any text may be none, as decoding leaves it.
@@ -46,6 +47,8 @@ class Joint final : public runtime::Object {
   [[nodiscard]] const runtime::Ref<Children>& children();
   [[nodiscard]] std::span<const runtime::Ref<Joint>> items() const noexcept;
   void add(runtime::Ref<Joint> child);
+  /// By name in the order of code points, stable; none counts as empty.
+  void sort_children();
 
   /// Equality of stamp, name, path and type.
   friend bool operator==(const Joint& left, const Joint& right) noexcept;

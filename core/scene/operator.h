@@ -67,7 +67,7 @@ class OperatorPort {
   [[nodiscard]] virtual std::vector<std::string> get_selection_roots() = 0;
   virtual void select(std::span<const std::string> paths) = 0;
 
-  /// The embedded data, an empty value for none.
+  /// The embedded data, an empty value when there is none or it is empty.
   [[nodiscard]] virtual runtime::Value query_filedata() = 0;
   virtual void embed_filedata(const runtime::Value& data) = 0;
   virtual void erase_filedata() = 0;

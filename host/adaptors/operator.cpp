@@ -45,7 +45,7 @@ class HostOperator final : public scene::OperatorPort {
 
   Value query_filedata() override {
     const py::object data = ask("query_filedata", {});
-    return data.is_none() ? Value() : to_value(data);
+    return truth_of(data) ? to_value(data) : Value();
   }
   void embed_filedata(const Value& data) override { ask("embed_filedata", {from_value(data)}); }
   void erase_filedata() override { ask("erase_filedata", {}); }

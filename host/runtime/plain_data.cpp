@@ -50,7 +50,7 @@ class InterpreterData final : public runtime::PlainData {
   }
 
   Value make_text(std::string_view text) override { return made(to_text(text).release().ptr()); }
-  Value make_text(const std::optional<std::string>& text) override {
+  Value make_optional_text(const std::optional<std::string>& text) override {
     return text ? make_text(std::string_view(*text)) : Value::borrow(Py_None);
   }
   Value make_boolean(bool value) override { return Value::borrow(value ? Py_True : Py_False); }

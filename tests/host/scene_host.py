@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
-from typing import Any, Callable
+from collections.abc import Callable
+from types import SimpleNamespace
+from typing import Any
 
 import core
 
@@ -110,3 +112,69 @@ class MemoryHost(core.Scene.Operator):
     def register_scene_opened_callback(self, function: Callable[..., None]) -> None:
         self.note("register_scene_opened_callback")
         self.opened.append(function)
+
+
+def item(
+    name: str,
+    regex: str,
+    *children: tuple[Any, ...],
+    types: tuple[str, ...] = (),
+    counts: tuple[int, int] = (1, 1),
+) -> tuple[Any, ...]:
+    """A rule, stamped by its name, with the items below it."""
+    rule = SimpleNamespace(
+        stamp=f"stamp of {name}",
+        name=name,
+        regex=regex,
+        types=list(types),
+        range=SimpleNamespace(minimum=counts[0], maximum=counts[1]),
+        icon=f"icon of {name}",
+        color="#123456",
+        check_config=core._Settings.Check.Config({}),
+    )
+    return rule, children
+
+
+def record_of(*items: tuple[Any, ...]) -> SimpleNamespace:
+    """A record as a project hands it to the pattern."""
+    rules: list[Any] = []
+
+    def node(entry: tuple[Any, ...]) -> SimpleNamespace:
+        rules.append(entry[0])
+        return SimpleNamespace(rule=entry[0], children=[node(child) for child in entry[1]])
+
+    tree = SimpleNamespace(children=[node(entry) for entry in items])
+    return SimpleNamespace(rules=rules, pattern=tree)
+
+
+class Stage:
+    """A host with everything that scans it; `events` notes the notifications that were fired."""
+
+    def __init__(self, host: MemoryHost, *items: tuple[Any, ...]) -> None:
+        self.host = host
+        self.virtual = core.Scene._Virtual(host)
+        self.hierarchy = core._Hierarchy(self.virtual, None)
+        self.hierarchy.pattern.set(record_of(*items))
+        self.buffer = core.Scene._Buffer(host, self.virtual, self.hierarchy)
+        self.callbacks = core._CallBacks()
+        self.events: list[str] = []
+        for name in dir(core._CallBacks):
+            if isinstance(getattr(self.callbacks, name), core._CallBacks.List):
+                getattr(self.callbacks, name).register(
+                    lambda *arguments, name=name: self.events.append(name)
+                )
+        self.scanner = core.Scene._Scanner(
+            SimpleNamespace(), host, self.virtual, self.hierarchy, self.buffer, self.callbacks
+        )
+
+    def scan(self, *selection: str, append: bool = False) -> Any:
+        """Selects, scans and returns the status; notes start anew."""
+        self.host.selection = list(selection)
+        self.host.calls.clear()
+        self.events.clear()
+        return self.scanner.upload_buffer(append)
+
+
+def outline(joint: Any) -> Any:
+    """A joint's tree as nested pairs of (name, children)."""
+    return (joint.name, [outline(child) for child in joint.children])
