@@ -157,7 +157,7 @@ def test_edits_show_and_are_dropped():
 
 def test_export_options_are_copied_in_and_out():
     class Options:
-        data = {"formats": {"fbx": {"a": 1}}, "selected": "fbx"}  # noqa: RUF012
+        data = {"formats": {"fbx": {"a": 1}}, "selected": "fbx"}
 
     export = Record(None, FULL).export
     export.get_options()["formats"].clear()
