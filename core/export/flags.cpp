@@ -4,7 +4,7 @@
 
 #include "core/foundation/errors.h"
 
-namespace kavel::exports {
+namespace kavel::exporting {
 
 using foundation::Json;
 
@@ -26,4 +26,4 @@ Json Flags::data() const {
   return data;
 }
 
-}  // namespace kavel::exports
+}  // namespace kavel::exporting

@@ -6,7 +6,7 @@
 #include "core/foundation/json.h"
 #include "core/runtime/object.h"
 
-namespace kavel::exports {
+namespace kavel::exporting {
 
 /// Four switches, all off at first.
 class Flags final : public runtime::Object {
@@ -39,4 +39,4 @@ inline constexpr std::array<FlagField, 4> kFlagFields = {{
      "Never overwrite: append the next free version number to the file name."},
 }};
 
-}  // namespace kavel::exports
+}  // namespace kavel::exporting

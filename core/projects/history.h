@@ -36,6 +36,7 @@ class History final : public runtime::Object, public HistoryPort {
   [[nodiscard]] runtime::Object* owner() const noexcept override { return document_.owner(); }
 
   [[nodiscard]] const Uplink<DocumentPort>& document() const noexcept { return document_; }
+  [[nodiscard]] runtime::Lock& lock() const noexcept { return *saving_; }
   [[nodiscard]] const runtime::Ref<EditToggle>& edit_toggle() const noexcept { return toggle_; }
   /// In order of insertion.
   [[nodiscard]] const std::vector<Entry>& entries() const noexcept { return entries_; }

@@ -3,8 +3,10 @@
 
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
+#include "core/foundation/json.h"
 #include "core/projects/uplink.h"
 
 namespace kavel::projects {
@@ -37,6 +39,31 @@ class DocumentPort : public UpwardPort<DocumentPort> {
 class CollectionPort : public UpwardPort<CollectionPort> {
  public:
   virtual void save_project(const runtime::Ref<Document>& document) = 0;
+};
+
+/// What the projects of a host use of the facade.
+class ApiPort : public UpwardPort<ApiPort> {
+ public:
+  /// The host application, from the environment.
+  [[nodiscard]] virtual std::string target() = 0;
+  [[nodiscard]] virtual std::string projects_directory() = 0;
+  /// Fires the notification that a project was saved.
+  virtual void announce_saved() = 0;
+
+  /// File name of the current project, from the user's settings.
+  [[nodiscard]] virtual std::string current_project() = 0;
+  /// Changes it and writes the settings.
+  virtual void remember_project(const std::string& filename) = 0;
+  /// Whether checks are configured by the project rather than by the user.
+  [[nodiscard]] virtual bool is_project_mode() = 0;
+  /// Loads the export component with a record's options and switches.
+  virtual void load_export(const foundation::Json& options, const foundation::Json& flags) = 0;
+};
+
+/// What a project loads its record into.
+class MatcherPort : public UpwardPort<MatcherPort> {
+ public:
+  virtual void set_pattern(const runtime::Ref<Record>& record) = 0;
 };
 
 }  // namespace kavel::projects

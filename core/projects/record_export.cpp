@@ -9,7 +9,7 @@ using foundation::Json;
 RecordExport::RecordExport(const Json& data)
     : directory(text_field(data, "directory", "~")),
       options_(map_field(data, "options")),
-      flags_(runtime::make<exports::Flags>()) {
+      flags_(runtime::make<exporting::Flags>()) {
   flags_->load(map_field(data, "flags"));
 }
 

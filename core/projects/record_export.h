@@ -19,7 +19,7 @@ class RecordExport final : public runtime::Object {
 
   void each_reference(runtime::ReferenceVisitor& visitor) const override { visitor(flags_); }
 
-  [[nodiscard]] const runtime::Ref<exports::Flags>& flags() const noexcept { return flags_; }
+  [[nodiscard]] const runtime::Ref<exporting::Flags>& flags() const noexcept { return flags_; }
   /// The options, a map.
   [[nodiscard]] const foundation::Json& options() const noexcept { return options_; }
   /// Replaces the options; throws a type error for anything but a map.
@@ -31,7 +31,7 @@ class RecordExport final : public runtime::Object {
 
  private:
   foundation::Json options_;
-  const runtime::Ref<exports::Flags> flags_;
+  const runtime::Ref<exporting::Flags> flags_;
 };
 
 }  // namespace kavel::projects

@@ -3,6 +3,8 @@
 
 #include <memory>
 
+#include "core/runtime/value.h"
+
 namespace kavel::runtime {
 
 /// Not recursive.
@@ -12,6 +14,8 @@ class Lock {
   virtual void acquire() = 0;
   [[nodiscard]] virtual bool try_acquire() = 0;
   virtual void release() = 0;
+  /// The interpreter's own lock, for hosts that hold it themselves; empty when there is none.
+  [[nodiscard]] virtual Value value() const { return {}; }
 };
 
 class Threads {

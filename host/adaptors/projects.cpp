@@ -1,6 +1,6 @@
 #include "host/adaptors/projects.h"
 
-#include "core/projects/record.h"
+#include "core/projects/document.h"
 #include "host/sequence.h"
 
 namespace kavel::host {
@@ -28,12 +28,20 @@ std::vector<Ref<Record>> HistoryStandIn::records() {
 
 void DocumentStandIn::save() { object().attr("save")(); }
 
+void CollectionStandIn::save_project(const Ref<projects::Document>& document) {
+  object().attr("save_project")(expose(document));
+}
+
 projects::Uplink<projects::HistoryPort> history_link(const Value& object) {
   return projects::Uplink<projects::HistoryPort>(std::make_unique<HistoryStandIn>(object));
 }
 
 projects::Uplink<projects::DocumentPort> document_link(const Value& object) {
   return projects::Uplink<projects::DocumentPort>(std::make_unique<DocumentStandIn>(object));
+}
+
+projects::Uplink<projects::CollectionPort> collection_link(const Value& object) {
+  return projects::Uplink<projects::CollectionPort>(std::make_unique<CollectionStandIn>(object));
 }
 
 }  // namespace kavel::host

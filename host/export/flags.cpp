@@ -6,11 +6,11 @@
 namespace kavel::host {
 
 void bind_export_flags(py::module_& module) {
-  using exports::Flags;
+  using exporting::Flags;
   const py::object scope = namespace_class(module, "_Export", "What an export is made of.");
   auto flags = define<Flags>(scope, "Flags", "The switches of an export, all off at first.");
   define_init(flags, [] { return new Flags(); });
-  for (const exports::FlagField& row : exports::kFlagFields) {
+  for (const exporting::FlagField& row : exporting::kFlagFields) {
     flags.def_property(
         row.name, [&row](const Flags& self) { return self.*row.field; },
         [&row](Flags& self, bool value) { self.*row.field = value; }, row.doc);

@@ -134,6 +134,8 @@ void bind_shared(py::class_<Api>& api) {
 
 void bind_api(py::module_& module) {
   auto api = define<Api>(module, "Api", "A common class to have access to all program components.");
+  // One class under both names: the component, and what a project's own classes stand below.
+  api.attr("_Project") = module.attr("_Project");
   bind_construction(api);
   bind_components(api);
   bind_shared(api);

@@ -58,6 +58,9 @@ void bind_content(py::class_<History>& history) {
   history.def_property_readonly(
       "_project_settings", [](const History& self) { return upper_end(self.document()); },
       "The document that the history belongs to.");
+  history.def_property_readonly(
+      "_mutex_save", [](const History& self) { return self.lock().value(); },
+      "The lock that a save holds.");
   history.def_property_readonly("data", &History::data,
                                 "Data of the records by the text of their timestamp.");
 }

@@ -9,7 +9,16 @@
 #include "core/foundation/json.h"
 #include "host/py.h"
 
+namespace kavel::projects {
+class Component;
+class Document;
+}  // namespace kavel::projects
+
 namespace kavel::host {
+
+/// Defines `_Project` and, below it, `Settings`, without their members.
+py::class_<projects::Component> make_project_class(py::module_& module);
+py::class_<projects::Document> make_settings_class(py::handle project);
 
 void bind_rule(py::handle settings);
 void bind_rule_list(py::handle settings);
@@ -18,6 +27,10 @@ void bind_record_export(py::handle record);
 void bind_record(py::handle settings);
 void bind_history(py::handle record);
 void bind_edit_toggle(py::handle history);
+void bind_document(py::class_<projects::Document>& settings);
+void bind_collection(py::handle project);
+void bind_header(py::handle project);
+void bind_component(py::class_<projects::Component>& project);
 
 /// The text `argument`; an assertion failure that names `field` for anything else.
 [[nodiscard]] inline std::string assert_text(py::handle argument, const char* field) {

@@ -13,6 +13,7 @@ class InterpreterLock final : public runtime::Lock {
   void acquire() override { from_value(lock_).attr("acquire")(); }
   bool try_acquire() override { return from_value(lock_).attr("acquire")(false).cast<bool>(); }
   void release() override { from_value(lock_).attr("release")(); }
+  [[nodiscard]] Value value() const override { return lock_; }
 
  private:
   Value lock_;

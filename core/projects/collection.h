@@ -1,0 +1,79 @@
+// Every project of one host application found in the projects folder.
+//
+// Concurrency: the table is guarded by one lock of the interpreter, because the host's network
+// thread saves and erases projects while the user works. Loading, looking up and saving hold it;
+// so nothing that runs inside may walk the documents, which takes it for each one. Callbacks are
+// fired after its release.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "core/projects/document.h"
+#include "core/projects/header.h"
+#include "core/projects/ports.h"
+#include "core/runtime/threads.h"
+
+namespace kavel::projects {
+
+class Collection final : public runtime::Object, public CollectionPort {
+ public:
+  using Table = std::map<std::string, runtime::Ref<Document>>;
+
+  /// Loads every project of `target`; a folder that is missing is logged and gives an empty table.
+  Collection(std::unique_ptr<ApiPort> api, std::string target);
+
+  void each_reference(runtime::ReferenceVisitor& visitor) const override;
+  void drop_references() noexcept override;
+
+  [[nodiscard]] const ApiPort& api() const noexcept { return *api_; }
+  [[nodiscard]] const std::string& target() const noexcept { return target_; }
+  [[nodiscard]] const Table& table() const noexcept { return table_; }
+  [[nodiscard]] runtime::Lock& lock() const noexcept { return *editing_; }
+
+  /// Reads all project files of the folder, side by side, into the table.
+  void load();
+  /// Reads one; it enters the table only if it is approved. Takes no lock.
+  void load_file(const std::string& path);
+  /// Whether a document is of our target and has a version that is not negative.
+  [[nodiscard]] bool is_approved(const Document& document) const noexcept;
+
+  /// The documents, deleted ones included, in the order of their file names.
+  [[nodiscard]] std::vector<runtime::Ref<Document>> documents() const;
+  /// Names of the projects that are not deleted, sorted.
+  [[nodiscard]] std::vector<std::string> names() const;
+  /// Summaries of the projects that are not deleted, by name and then by time of edit.
+  [[nodiscard]] std::vector<runtime::Ref<Header>> headers() const;
+  /// The document of a file, read again when another editor made the file grow; the empty project
+  /// when there is none.
+  [[nodiscard]] runtime::Ref<Document> get(const std::string& filename);
+  /// Path of the first document of that name.
+  [[nodiscard]] std::optional<std::string> get_file(const std::string& name);
+  /// A new project without a file.
+  [[nodiscard]] runtime::Ref<Document> get_empty() const;
+
+  /// Writes the document and stores it in the table; announces it when it was written.
+  void save_project(const runtime::Ref<Document>& document) override;
+  /// Removes a document of the table and its file; a failure with the file is logged. Takes no
+  /// lock.
+  void erase_project(const std::string& filename);
+
+  /// The projects folder.
+  std::string directory;
+
+ private:
+  [[nodiscard]] std::vector<std::string> project_files() const;
+  [[nodiscard]] runtime::Ref<Document> find(const std::string& filename) const;
+  void insert(const runtime::Ref<Document>& document);
+
+  std::unique_ptr<ApiPort> api_;
+  std::string target_;
+  const LinkEnd<CollectionPort> links_{*this, *this};
+  const std::unique_ptr<runtime::Lock> editing_;
+  Table table_;
+};
+
+}  // namespace kavel::projects
