@@ -22,6 +22,7 @@ void bind_core(py::module_& module) {
   bind_masks(module);
   bind_environment(module);
   bind_files(module);
+  bind_assertions(module);
   bind_named_buffer(module);
   bind_operator(module);
   bind_software(module);

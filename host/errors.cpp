@@ -76,6 +76,8 @@ void raise(const foundation::Error& error) {
   const py::object text = to_text(error.what());
   if (error.kind() == ErrorKind::invalid_json) {
     PyErr_SetObject(type.ptr(), py::make_tuple(text, py::str(""), 0).ptr());
+  } else if (error.name()) {
+    PyErr_SetObject(type.ptr(), to_text(*error.name()).ptr());
   } else {
     PyErr_SetObject(type.ptr(), text.ptr());
   }

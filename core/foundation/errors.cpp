@@ -15,6 +15,12 @@ const char* fixed_message(ErrorKind kind) {
 
 Error::Error(ErrorKind kind) : Error(kind, fixed_message(kind)) {}
 
+Error Error::about(ErrorKind kind, const std::string& name) {
+  Error error(kind, std::string(fixed_message(kind)) + " - \"" + name + "\"");
+  error.name_ = name;
+  return error;
+}
+
 void assert_that(bool holds, const std::string& message) {
   if (!holds) throw Error(ErrorKind::assertion, message);
 }

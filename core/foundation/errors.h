@@ -3,6 +3,7 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -60,11 +61,16 @@ class Error : public std::runtime_error {
   Error(ErrorKind kind, const std::string& message) : std::runtime_error(message), kind_(kind) {}
   /// An error of the interface with its fixed message.
   explicit Error(ErrorKind kind);
+  /// An error of the interface about an attribute of that name, which ends the message.
+  [[nodiscard]] static Error about(ErrorKind kind, const std::string& name);
 
   [[nodiscard]] ErrorKind kind() const noexcept { return kind_; }
+  /// The attribute's name, if one was given.
+  [[nodiscard]] const std::optional<std::string>& name() const noexcept { return name_; }
 
  private:
   ErrorKind kind_;
+  std::optional<std::string> name_;
 };
 
 /// Throws an assertion failure with `message` unless `holds`.
