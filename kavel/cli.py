@@ -41,8 +41,8 @@ def main(argv: Sequence[str] | None = None) -> int:
 class _Version(argparse.Action):
     def __call__(self, parser: argparse.ArgumentParser, *_: object) -> None:
         found = versions()
-        text = f"kavel {found['kavel']} (core {found['core']}, Python {found['python']})"
-        parser.exit(message=text + "\n")
+        print(f"kavel {found['kavel']} (core {found['core']}, Python {found['python']})")
+        parser.exit()
 
 
 def _parser() -> argparse.ArgumentParser:

@@ -13,8 +13,8 @@ py::dict expressions(const AnchorState& self) {
   const auto& keys = *self.keys();
   for (const auto& key : keys) map[to_text(key.definition)] = py::set();
   for (const auto& capture : self.captures()) {
-    auto captures = py::reinterpret_borrow<py::set>(
-        py::object(map[to_text(keys[capture.key].definition)]));
+    auto captures =
+        py::reinterpret_borrow<py::set>(py::object(map[to_text(keys[capture.key].definition)]));
     captures.add(py::make_tuple(to_text(capture.scope), to_text(capture.text)));
   }
   return map;

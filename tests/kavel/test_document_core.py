@@ -6,9 +6,9 @@ import json
 from pathlib import Path
 from typing import Any
 
-import core
 from conftest import project, rule
 
+import core
 from kavel.document import check_bytes
 from kavel.environment import StandaloneEnvironment
 from kavel.gltf.operator import GltfOperator

@@ -38,7 +38,7 @@ def good(write: Writer) -> str:
 
 @pytest.fixture
 def bad(write: Writer) -> str:
-    return write("bad.glb", gltf(node("Chair", mesh("Table_Body"), mesh("stray"))))
+    return write("bad.glb", gltf(node("chair", mesh("Table_Body"), mesh("stray"))))
 
 
 @pytest.fixture
@@ -69,7 +69,7 @@ def test_nothing_matched_is_no_pass(good: str, bad: str, file: str, capsys: Capt
     assert main(["scan", good, bad, "--project", file, "-q", "-v"]) == 1
     out = capsys.readouterr().out
     assert f"{bad}: nothing matched: no hierarchy matches the project, 3 objects that" in out
-    assert "no rule took /Chair/stray (mesh)" in out
+    assert "no rule took /chair/stray (mesh)" in out
 
 
 def test_what_an_optional_rule_hides_is_counted(write: Writer, file: str, capsys: Captured) -> None:
