@@ -29,7 +29,7 @@ void bind_core(py::module_& module) {
   bind_virtual(module);
   bind_naming(module);
   bind_names_control(module);
-  bind_check_config(module);
+  bind_settings(module);
   bind_statistics(module);
   bind_export_flags(module);
   bind_projects(module);

@@ -23,8 +23,7 @@ void bind_software(py::module_& module);
 void bind_virtual(py::module_& module);
 void bind_naming(py::module_& module);
 void bind_names_control(py::module_& module);
-/// Makes `_Settings` and its check configuration, which project rules are bound with.
-void bind_check_config(py::module_& module);
+void bind_settings(py::module_& module);
 void bind_statistics(py::module_& module);
 /// Makes `_Export` with the switches that records keep.
 void bind_export_flags(py::module_& module);

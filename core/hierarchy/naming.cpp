@@ -86,6 +86,18 @@ std::string character_filter(std::string_view text, std::span<const CharacterRan
 std::string latin_filter(std::string_view text) { return character_filter(text, kLatin); }
 std::string en_ru_filter(std::string_view text) { return character_filter(text, kEnRu); }
 
+std::string approved_name(std::string_view name, std::string_view method) {
+  if (method == facade::filter::kLatin) return latin_filter(name);
+  if (method == facade::filter::kEnRu) return en_ru_filter(name);
+  if (method == facade::filter::kSpace) return space_filter(name);
+  if (method == facade::filter::kGhost) return ghost_filter(name);
+  return std::string(name);
+}
+
+bool is_approved(std::string_view name, std::string_view method) {
+  return method == facade::filter::kEmpty ? !name.empty() : approved_name(name, method) == name;
+}
+
 std::string force_ascii(std::string_view name, bool title) {
   runtime::Unicode& unicode = *runtime::services().unicode;
   std::string text = transliterated(unicode.strip(unicode.lower(name)));

@@ -30,6 +30,12 @@ inline constexpr CharacterRange kEnRu[] = {{32, 126}, {1025, 1025}, {1040, 1103}
 [[nodiscard]] std::string latin_filter(std::string_view text);
 [[nodiscard]] std::string en_ru_filter(std::string_view text);
 
+/// `name` after the filter of `facade::filter` that `method` names; any other method changes
+/// nothing.
+[[nodiscard]] std::string approved_name(std::string_view name, std::string_view method);
+/// Whether the filter would leave `name` as it is; for the method EMPTY: whether it is not empty.
+[[nodiscard]] bool is_approved(std::string_view name, std::string_view method);
+
 /// Lower-case ASCII letters, digits and "_" only: Cyrillic letters are transliterated, blanks and
 /// points become "_", anything else is dropped. With `title` each word starts in upper case.
 [[nodiscard]] std::string force_ascii(std::string_view name, bool title = false);

@@ -1,8 +1,7 @@
 #include "core/services/check_config.h"
 
-#include "core/services/settings.h"
-#include "host/bindings.h"
 #include "host/foundation/text.h"
+#include "host/services/services.h"
 
 namespace kavel::host {
 namespace {
@@ -49,12 +48,7 @@ void bind_config(py::class_<CheckConfig>& config) {
   config.def("get", &CheckConfig::get, py::arg("class_id"), py::arg("force") = false,
              "The entry of a class, or none; with `force` a missing one is made and stored.");
   config.def(
-      "mask",
-      [](const CheckConfig& self) {
-        py::list ids;
-        for (const std::string& id : self.mask()) ids.append(unified(id));
-        return ids;
-      },
+      "mask", [](const CheckConfig& self) { return unified_list(self.mask()); },
       "The class ids, in order.");
   config.def("clone", &CheckConfig::clone, "A deep copy.");
   config.def("apply", &CheckConfig::apply, py::arg("config"),
@@ -74,14 +68,19 @@ void bind_config(py::class_<CheckConfig>& config) {
 
 }  // namespace
 
-void bind_check_config(py::module_& module) {
-  const auto settings =
-      define<services::Settings>(module, "_Settings", "The user's application settings.");
+py::list unified_list(const std::vector<std::string>& texts) {
+  py::list list;
+  for (const std::string& text : texts) list.append(unified(text));
+  return list;
+}
+
+py::class_<CheckEntry> bind_check_config(py::handle settings) {
   auto entry = define<CheckEntry>(settings, "Check", "The user's choice for one check class.");
   bind_entry(entry);
   auto config =
       define<CheckConfig>(entry, "Config", "The choices for check classes, in order of mention.");
   bind_config(config);
+  return entry;
 }
 
 }  // namespace kavel::host

@@ -206,19 +206,25 @@ def test_planted_markers_are_not_followed(data_file: Path, sleeps: list[float]) 
     victim = data_file.with_name("victim")
     victim.write_text("precious")
     lock = data_file.with_name("data.json.lock")
-    for plant in (lambda: lock.symlink_to(victim), lock.mkdir):
-        plant()
+    for link in (True, False):
+        if link:
+            lock.symlink_to(victim)
+        else:
+            lock.mkdir()
         with pytest.raises(OSError, match=r"data\.json\.lock"):
             Queue(data_file).__enter__()
         assert markers(data_file) == [lock.name, victim.name]
-        lock.rmdir() if lock.is_dir() and not lock.is_symlink() else lock.unlink()
+        if link:
+            lock.unlink()
+        else:
+            lock.rmdir()
     assert victim.read_text() == "precious"
     # A data file may be a link: it stays one, and its target is replaced.
-    link = data_file.with_name("link.json")
-    link.symlink_to(data_file)
-    with Queue(link, write=True) as data:
+    linked = data_file.with_name("link.json")
+    linked.symlink_to(data_file)
+    with Queue(linked, write=True) as data:
         data["through"] = "link"
-    assert link.is_symlink()
+    assert linked.is_symlink()
     assert json.loads(data_file.read_text())["through"] == "link"
 
 

@@ -93,5 +93,6 @@ def test_check_classes_need_more_than_attributes() -> None:
     texts = ("class_id", "short_name", "long_name", "description", "category")
     described = dict.fromkeys(texts, "text")
     for changes in ({"sort_index": float("nan")}, {"class_id": ""}, {"category": None}, {}):
-        members = {**described, "sort_index": 1, "parameters": staticmethod(list), **changes}
+        members: dict[str, Any] = {**described, "sort_index": 1, **changes}
+        members["parameters"] = staticmethod(list)
         assert core._Assert.Check.is_valid(type("Check", (), members)) is False

@@ -169,11 +169,9 @@ def test_everything_that_reads_the_table_waits_for_its_lock(tmp_path):
         collection._load,
     ]
     for action in actions:
-        started = threading.Event()
-        worker = threading.Thread(target=lambda action=action: (started.set(), action()))
+        worker = threading.Thread(target=action)
         with collection._mutex_edit:
             worker.start()
-            started.wait(5)
             worker.join(0.02)
             assert worker.is_alive()
         worker.join(5)
