@@ -29,7 +29,7 @@ class Host(MemoryHost):
 class Environment(core.Environment):
     """Everything in one folder."""
 
-    target = core.Constants.Plugin.Target.Blender
+    target = core.Constants.Plugin.Target.DCC_Blender
     scope = "test"
 
     def __init__(self, folder: Path) -> None:
