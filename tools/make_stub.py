@@ -46,12 +46,14 @@ class Stub:
     def __init__(self, module: Any) -> None:
         self.module = module
         self.lines: list[str] = []
+        self.aliases: set[str] = set()
 
     def text(self) -> str:
         for name, value in vars(self.module).items():
             if name.startswith("__") and name != "__version__":
                 continue
             self.member(name, value, [], 0)
+        self.lines += ["\n", *(f"{name}Class = {name}" for name in sorted(self.aliases))]
         body = "\n".join(self.lines).rstrip() + "\n"
         text = HEADER.format(doc=self.module.__doc__) + "\n" + imports(body) + "\n" + body
         return re.sub(r"\n{3,}(?= )", "\n\n", re.sub(r"\n{4,}", "\n\n\n", text))
@@ -64,6 +66,10 @@ class Stub:
         if isinstance(value, type):
             if value.__name__ == name and value.__qualname__ == dotted:
                 self.class_(value, [*path, name], depth)
+            elif name == value.__qualname__:
+                # Inside a class the name would stand for itself.
+                self.aliases.add(name)
+                self.add(depth, f"{name} = {name}Class")
             else:
                 self.add(depth, f"{name} = {value.__qualname__}")
         elif isinstance(value, property):
