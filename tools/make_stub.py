@@ -27,7 +27,6 @@ IMPORTS = {
     "contextlib": ("AbstractContextManager",),
     "os": ("PathLike",),
     "typing": ("Any", "ClassVar", "overload"),
-    "typing_extensions": ("TypeAlias",),
 }
 # Special methods that are part of the interface; others come with every class.
 SPECIAL = {
@@ -47,35 +46,32 @@ class Stub:
     def __init__(self, module: Any) -> None:
         self.module = module
         self.lines: list[str] = []
-        self.outer: list[str] = []
+        self.aliases: set[str] = set()
 
     def text(self) -> str:
         for name, value in vars(self.module).items():
             if name.startswith("__") and name != "__version__":
                 continue
             self.member(name, value, [], 0)
-        body = "\n".join([*self.lines, *self.outer]).rstrip() + "\n"
+        self.lines += ["\n", *(f"{name}Class = {name}" for name in sorted(self.aliases))]
+        body = "\n".join(self.lines).rstrip() + "\n"
         text = HEADER.format(doc=self.module.__doc__) + "\n" + imports(body) + "\n" + body
         return re.sub(r"\n{3,}(?= )", "\n\n", re.sub(r"\n{4,}", "\n\n\n", text))
 
     def add(self, depth: int, line: str) -> None:
         self.lines.append("    " * depth + line)
 
-    def outer_name(self, name: str, value: type, depth: int) -> str:
-        """The class under a name that an alias of its own name, in another class, does not hide."""
-        if depth == 0 or name != value.__qualname__:
-            return value.__qualname__
-        outer = f"_Outer{name.strip('_')}"
-        self.outer.append(f"{outer}: TypeAlias = {value.__qualname__}")
-        return outer
-
     def member(self, name: str, value: Any, path: list[str], depth: int) -> None:
         dotted = ".".join([*path, name])
         if isinstance(value, type):
             if value.__name__ == name and value.__qualname__ == dotted:
                 self.class_(value, [*path, name], depth)
+            elif name == value.__qualname__:
+                # Inside a class the name would stand for itself.
+                self.aliases.add(name)
+                self.add(depth, f"{name} = {name}Class")
             else:
-                self.add(depth, f"{name}: TypeAlias = {self.outer_name(name, value, depth)}")
+                self.add(depth, f"{name} = {value.__qualname__}")
         elif isinstance(value, property):
             self.property_(name, value, dotted, depth)
         elif isinstance(value, staticmethod):

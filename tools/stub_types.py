@@ -33,6 +33,9 @@ CLASSES = {
 
 # Classes of live lists and what their elements are.
 ELEMENTS = {
+    "Scene._Buffer._JointList": "Scene._Buffer.DataJoint",
+    "Scene._Buffer._BucketList": "Scene._Buffer.DataBucket",
+    "_Project.Settings.Record._RecordList": "_Project.Settings.Record",
     "_TextList": "str",
     "_Export.Queue._TaskList": "_Export.Queue.Task",
     "_Project.Settings.Rule._RuleList": "_Project.Settings.Rule",
@@ -109,7 +112,7 @@ TYPES: dict[str, str] = {
     "Api.http": "Api._Http",
     "Api.logger": "type[Logger]",
     "Api.masks": "Mask",
-    "Api.project": "_Project",
+    "Api.project": "_ProjectClass",
     "Api.scene": "Api._Scene",
     "Api.settings": "_Settings",
     "Api.statistics": "_Statistics",
@@ -133,6 +136,10 @@ TYPES: dict[str, str] = {
     "_File.Json.AccessQueue(json_path)": "str | PathLike[str]",
     "_File.Text.read(path)": "str | PathLike[str]",
     "_File.move_corrupted(path)": "str | PathLike[str]",
+    "_Hierarchy.Pattern.Rule.checklist": "Check._List",
+    "_Hierarchy.Pattern.get_checklist": "Check._List | None",
+    "_Settings.approved_name": "str",
+    "Api._Export.flags": "_Export.Flags",
     "_Project.Settings.Rule.List.data": "list[dict[str, Any]]",
     "_Project.Settings.Rule.Range.data": "list[int]",
     "_Project.Settings.Rule.Tree.Root.data": "list[dict[str, Any]]",

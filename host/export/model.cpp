@@ -19,7 +19,11 @@ void bind_options(const py::object& scope) {
       py::arg("options") = py::none(),
       "options: the formats, a sequence of option trees or of classes of such, or none.\n"
       "Errors: AssertionError for anything else in it.");
-  options.def("__iter__", [](const Options& self) { return py::iter(py::cast(self.formats())); });
+  options.def("__iter__", [](const Options& self) {
+    py::list formats;
+    for (const Value& format : self.formats()) formats.append(from_value(format));
+    return py::iter(formats);
+  });
   options.def(
       "select",
       [](Options& self, const py::object& key) {

@@ -81,7 +81,7 @@ class GltfOperator(core.Scene.Operator):
         file = SceneFile(path)
         graph = build_graph(file.document, path, self._lod_names)
         self._file, self._graph = file, graph
-        self._types = {path: self.map_type(kind) or "" for path, kind in graph.kinds.items()}
+        self._types = {path: self.TYPE_MAPPING[kind] for path, kind in graph.kinds.items()}
         self._selection = []
         self._filedata, self.filedata_problem = self._read_filedata(file)
         for function in list(self._scene_opened):

@@ -2,11 +2,16 @@
 
 from __future__ import annotations
 
+import operator
 import subprocess
 import sys
 import textwrap
+from pathlib import Path
+from typing import Any
 
 import pytest
+
+import core
 
 
 def run(script: str, *options: str) -> subprocess.CompletedProcess[str]:
@@ -73,3 +78,47 @@ def test_log_threads_do_not_disturb_the_end(script: str) -> None:
     assert (ended.returncode, ended.stderr) == (0, "")
     # What is logged after the interpreter took its modules down may be lost.
     assert "entry 0" in ended.stdout.splitlines() or "__del__" in script
+
+
+def instances() -> dict[str, Any]:
+    """An object of each class whose attributes exist on its objects only."""
+    types = core.Constants.Scene.Type
+    kinds = (types.SceneRoot, types.Transform, types.Mesh, types.Locator, types.LodGroup)
+    mask = core.Mask(core.TypeMapping({kind: kind for kind in kinds}))
+    return {
+        "core.Mask.Ghost": mask.Ghost,
+        "core.Mask.Type": mask.Type,
+        "core.Mask.Result": mask.Result,
+        "core.Structure.NamedBuffer": core.Structure.NamedBuffer(),
+    }
+
+
+def names() -> list[tuple[str, str]]:
+    text = (Path(__file__).parent / "interface_names.txt").read_text(encoding="utf-8")
+    lines = [line.split(" ") for line in text.splitlines() if not line.startswith("#")]
+    return [(name, kind) for name, kind in lines]
+
+
+def reach(name: str, known: dict[str, Any]) -> Any:
+    owner, _, last = name.rpartition(".")
+    holder = known.get(owner)
+    if holder is None:
+        holder = operator.attrgetter(owner.partition(".")[2])(core) if "." in owner else core
+    return getattr(holder, last)
+
+
+def test_every_name_is_there_and_documented() -> None:
+    missing, undocumented, known = [], [], instances()
+    for name, kind in names():
+        try:
+            found = reach(name, known)
+        except AttributeError:
+            missing.append(name)
+            continue
+        # Special methods are what the interpreter's own documentation says.
+        if kind in ("class", "function") and not name.endswith("__"):
+            text = (found.__doc__ or "").strip()
+            is_bare = text.startswith(f"{found.__name__}(") and "\n" not in text
+            if not text or is_bare:
+                undocumented.append(name)
+    assert (missing, undocumented) == ([], [])

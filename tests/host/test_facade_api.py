@@ -1,0 +1,210 @@
+"""`Api` as a host sees it: what it builds and shares, how it ends, and that it leaves nothing."""
+
+from __future__ import annotations
+
+import gc
+import types
+import weakref
+from collections.abc import Iterator
+from pathlib import Path
+from typing import Any
+
+import pytest
+from scene_host import MemoryHost
+
+import core
+
+COMPONENTS = ("validator", "export", "project", "scene", "http")
+
+
+class Host(MemoryHost):
+    """Counts how often it is asked to delete its callbacks."""
+
+    deletions = 0
+
+    def delete_callbacks(self) -> None:
+        self.deletions += 1
+
+
+class Environment(core.Environment):
+    """Everything in one folder."""
+
+    target = core.Constants.Plugin.Target.DCC_Blender
+    scope = "test"
+
+    def __init__(self, folder: Path) -> None:
+        self.folder = folder
+        super().__init__()
+
+    @property
+    def root(self) -> str:
+        return str(self.folder)
+
+    def get_settings_file(self) -> str:
+        return str(self.folder / "settings.json")
+
+    def get_settings_directory(self) -> str:
+        return str(self.folder)
+
+    def get_projects_directory(self) -> str:
+        return str(self.folder)
+
+    def get_statistics_file(self) -> str:
+        return str(self.folder / "statistics.json")
+
+
+@pytest.fixture(autouse=True)
+def home(tmp_path: Path) -> Iterator[None]:
+    before = core.Environment.user_home
+    core.Environment.user_home = str(tmp_path)
+    yield
+    core.Environment.user_home = before
+
+
+@pytest.fixture
+def environment(tmp_path: Path) -> Environment:
+    return Environment(tmp_path)
+
+
+def test_the_engine_exists_once_and_is_shared(environment: Environment) -> None:
+    host = Host({"root": {}})
+    api = core.Api(host, environment)
+    assert api._op is host
+    assert api.env is environment
+    assert api.validator._hierarchy is api.scene.hierarchy
+    assert api.validator._buffer is api.export._buffer is api.scene.buffer
+    for name in COMPONENTS:
+        assert getattr(api, name)._api is api
+        assert getattr(api, name) is getattr(api, name)
+    for name in (*COMPONENTS, "callbacks", "env", "settings", "statistics", "version"):
+        with pytest.raises(AttributeError):
+            setattr(api, name, None)
+    assert len(host.opened) == 1
+    assert core.Api._Project is core._Project
+    assert core._LoadPointer is core._Project._LoadPointer
+
+
+def test_shared_names_are_the_modules_own(environment: Environment) -> None:
+    host = Host()
+    api = core.Api(host, environment)
+    assert api.constants is core.Constants
+    assert api.logger is core.Logger
+    assert api.version is core.__version__
+    assert api.constants.Check.Result.Fail == "fail"
+    assert api.constants.Plugin.Status.Success is True
+
+    first, second = api.masks, api.masks
+    assert first is not second
+    assert [item.attr for item in first.Type] == ["Any"]
+    host._type_mapping = core.TypeMapping({"polygon": "mesh"})
+    assert [item.attr for item in api.masks.Type] == ["Mesh", "Any"]
+
+
+@pytest.mark.parametrize("unusable", [None, "text", object()], ids=["none", "text", "object"])
+def test_an_unusable_environment_is_replaced(
+    unusable: Any, tmp_path: Path, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    monkeypatch.setattr(core._LocalEnv, "root", property(lambda self: str(tmp_path)))
+    assert type(core.Api(Host(), unusable).env) is core._LocalEnv
+
+
+class Format:
+    """An export format of a host."""
+
+    attr = "fbx"
+    label = "FBX"
+    data: dict[str, Any] = {}
+
+    def load(self, data: Any) -> None:
+        pass
+
+    def clone(self) -> Format:
+        return Format()
+
+
+def test_exporters_and_checks_are_passed_on(environment: Environment, tmp_path: Path) -> None:
+    (tmp_path / "checks").mkdir()
+    checks = types.ModuleType("checks")
+    checks.__file__ = str(tmp_path / "checks" / "__init__.py")
+    given = Format()
+    api = core.Api(Host(), environment, export_options=[given], checks=checks)
+    assert list(api.export.options) == [given]
+    assert api.export.options.selected is given
+    assert list(api.settings.check.directories) == [str(tmp_path / "checks")]
+
+    plain = core.Api(Host(), environment)
+    assert list(plain.export.options) == []
+    assert plain.export.options.selected is None
+    assert list(plain.settings.check.directories) == []
+    with pytest.raises(AssertionError):
+        core.Api(Host(), environment, export_options=["fbx"])
+
+
+def test_what_this_version_does_not_do_says_so(environment: Environment, tmp_path: Path) -> None:
+    api = core.Api(Host(), environment)
+    for action in (
+        api.validator.start,
+        api.export.start,
+        lambda: api.export.project(str(tmp_path)),
+        api.http.projects_request,
+        lambda: api.http.statistics_response(None),
+    ):
+        with pytest.raises(NotImplementedError, match="not implemented in this version"):
+            action()
+    fired: list[int] = []
+    api.callbacks.http_no_response.register(lambda: fired.append(1))
+    api.http.http_no_response()
+    assert fired == [1]
+
+
+def test_shutdown_empties_the_lists_after_the_host(environment: Environment) -> None:
+    host = Host()
+    api = core.Api(host, environment)
+    api.callbacks.buffer_loaded.register(print)
+    api.shutdown()
+    assert host.deletions == 1
+    assert len(api.callbacks.buffer_loaded) == 0
+    api.shutdown()
+    assert host.deletions == 2
+
+    api.callbacks.buffer_loaded.register(print)
+    host.delete_callbacks = lambda: 1 / 0  # type: ignore[method-assign, assignment, return-value]
+    with pytest.raises(ZeroDivisionError):
+        api.shutdown()
+    assert len(api.callbacks.buffer_loaded) == 1
+
+
+def test_a_failure_while_building_leaves_unchanged(environment: Environment) -> None:
+    failure = RuntimeError("the host has no callbacks")
+    host = Host()
+    host.fail["register_scene_opened_callback"] = failure
+    with pytest.raises(RuntimeError) as caught:
+        core.Api(host, environment)
+    assert caught.value is failure
+
+
+def test_a_thousand_dropped_apis_leave_nothing(tmp_path: Path) -> None:
+    def build() -> list[weakref.ref[Any]]:
+        host, environment = Host({"root": {}}), Environment(tmp_path)
+        api = core.Api(host, environment)
+        # The circle that every host closes: its own handler knows the Api.
+        api.callbacks.buffer_loaded.register(lambda: api)
+        host.api = api
+        api.note = api.scene.scanner
+        parts = [getattr(api, name) for name in COMPONENTS]
+        engine = [api.scene.hierarchy, api.scene.buffer, api.settings, api.project.collection]
+        return [weakref.ref(part) for part in (api, host, environment, *parts, *engine)]
+
+    def living() -> int:
+        gc.collect()
+        return len(gc.get_objects())
+
+    build()
+    before = living()
+    references = [reference for _ in range(1000) for reference in build()]
+    count = len(references)
+    gc.collect()
+    assert sum(reference() is not None for reference in references) == 0
+    del references
+    assert count > 0
+    assert living() < before + 1000
