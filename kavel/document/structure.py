@@ -42,7 +42,7 @@ _Table = dict[str, _Kind]
 
 _DOCUMENT: _Table = {
     "name": _TEXT,
-    "description": _TEXT,
+    "description": _TEXT_OR_NULL,
     "records": _OBJECT,
     "selected_record": _ANY,
     "deleted": _TRUTH,
@@ -56,7 +56,7 @@ _RECORD: _Table = {
     "rules": _ARRAY,
     "pattern": _ARRAY,
     "author": _TEXT,
-    "comment": _TEXT,
+    "comment": _TEXT_OR_NULL,
 }
 _EXPORT: _Table = {"directory": _TEXT, "options": _OBJECT, "flags": _OBJECT}
 _RULE: _Table = {
@@ -69,6 +69,8 @@ _RULE: _Table = {
     "color": _TEXT_OR_NULL,
     "icon": _TEXT_OR_NULL,
 }
+_DEFAULTED = ("filename",)
+_GREATEST_NUMBER = 2**53
 _CHECK: _Table = {"enabled": _TRUTH, "opened": _TRUTH, "parameters": _ARRAY}
 
 
@@ -135,7 +137,9 @@ def _check_fields(
             findings.warning("is no known key; it is lost on saving", join(path, key), **spot)
         elif not kind.accepts(value):
             message = f"must be {kind.words}, not {kind_of(value)}"
-            findings.error(message, join(path, key), **spot)
+            # The core falls back to a default in these, so the project can still be used.
+            tell = findings.warning if table is _CHECK or key in _DEFAULTED else findings.error
+            tell(message, join(path, key), **spot)
 
 
 def _check_record(record: dict[str, Any], path: str, findings: Findings) -> None:
@@ -170,8 +174,8 @@ def _check_rule(rule: Any, path: str, findings: Findings) -> None:
             if isinstance(entry, dict):
                 _check_fields(entry, _CHECK, spot, findings, **rule_place(rule))
             else:
-                message = f"must be an object, not {kind_of(entry)}"
-                findings.error(message, spot, **rule_place(rule, "checklist"))
+                message = f"must be an object, not {kind_of(entry)}: the check stays off"
+                findings.warning(message, spot, **rule_place(rule, "checklist"))
 
 
 def _check_types(rule: dict[str, Any], path: str, findings: Findings) -> None:
@@ -197,6 +201,8 @@ def _check_range(rule: dict[str, Any], path: str, findings: Findings) -> None:
         findings.error(message, spot, **place)
     elif not all(_is_integer(limit) for limit in limits):
         findings.error("minimum and maximum must be integers", spot, **place)
+    elif any(abs(limit) > _GREATEST_NUMBER for limit in limits):
+        findings.error("a number is too great to count with", spot, **place)
     elif limits[0] > limits[1]:
         message = f"the minimum {limits[0]} is above the maximum {limits[1]}: nothing can match"
         findings.warning(message, spot, **place)
