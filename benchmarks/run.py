@@ -31,9 +31,10 @@ from pathlib import Path
 from types import SimpleNamespace
 from typing import Any
 
-import core
 import scenes
 import straight
+
+import core
 
 STRAIGHT_LIMIT = {"wide": 100_000, "deep": 100_000, "anchors": 9_001, "siblings": 3_001}
 """Beyond these numbers of objects the plain implementation takes minutes."""
@@ -291,7 +292,9 @@ def print_table(rows: list[dict[str, Any]]) -> None:
         print("| " + " | ".join(cell(row[column]) for column in columns) + " |")
 
 
-def measure(names: Sequence[str], sizes: Sequence[int], with_straight: bool) -> list[dict[str, Any]]:
+def measure(
+    names: Sequence[str], sizes: Sequence[int], with_straight: bool
+) -> list[dict[str, Any]]:
     rows = []
     for name in names:
         before = None

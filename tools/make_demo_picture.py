@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import io
 import os
 import re
 import subprocess
@@ -28,7 +29,7 @@ def main() -> None:
         check=True,
     )
     output = "$ kavel demo\n" + ran.stdout.replace(samples_directory() + os.sep, "")
-    console = Console(record=True, width=WIDTH, file=open(os.devnull, "w"), force_terminal=True)
+    console = Console(record=True, width=WIDTH, file=io.StringIO(), force_terminal=True)
     console.print(Text.from_ansi(output))
     # Any monospaced font does; a picture should load nothing.
     style = re.sub(r"@font-face \{\{.*?\}\}\s*", "", CONSOLE_SVG_FORMAT, flags=re.DOTALL)
