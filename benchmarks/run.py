@@ -40,6 +40,10 @@ STRAIGHT_LIMIT = {"wide": 100_000, "deep": 100_000, "anchors": 9_001, "siblings"
 """Beyond these numbers of objects the plain implementation takes minutes."""
 
 
+CALLS = ("object_exists", "name_from_path", "get_type", "get_parent", "get_children")
+"""What an upload asks of each object, in this order."""
+
+
 class Operator(core.Scene.Operator):
     """A host over a scene in memory, written in Python as a host plug-in would be."""
 
@@ -51,11 +55,8 @@ class Operator(core.Scene.Operator):
         self.roots = roots
         self.data: Any = None
         # Bound once: what is measured is the core, not this class's indirection.
-        self.object_exists = scene.object_exists
-        self.get_type = scene.get_type
-        self.get_parent = scene.get_parent
-        self.get_children = scene.get_children
-        self.name_from_path = scene.name_from_path
+        for name in CALLS:
+            setattr(self, name, getattr(scene, name))
 
     def get_selection(self) -> list[str]:
         return list(self.roots)
@@ -70,7 +71,7 @@ class Operator(core.Scene.Operator):
     def selection_manager(self) -> Iterator[None]:
         yield
 
-    def register_scene_opened_callback(self, function: Callable[[], None]) -> None:
+    def register_scene_opened_callback(self, function: Callable[[], object]) -> None:
         pass
 
     def delete_callbacks(self) -> None:
@@ -173,7 +174,7 @@ def plain_calls(operator: Operator, roots: Sequence[str]) -> None:
         operator.name_from_path(path)
         operator.get_type(path)
         operator.get_parent(path)
-        stack.extend(operator.get_children(path))
+        stack.extend(operator.get_children(path) or ())
 
 
 def plain_matches(case: scenes.Case) -> Callable[[], None]:
@@ -233,7 +234,7 @@ class Measured:
     def snapshot_bytes(self, virtual: Any) -> float:
         """Bytes per object beyond the text of its path."""
         paths = sum(len(path.encode("utf-8", "surrogatepass")) for path in self.case.expected)
-        return (virtual._bytes - paths) / self.objects
+        return float(virtual._bytes - paths) / self.objects
 
     def check(self, api: Any, hierarchy: Any) -> None:
         if not self.valid or not self.status:

@@ -95,6 +95,9 @@ void bind_fields(py::class_<Virtual>& scene) {
         "A read-only map from path, live over the stored table.");
   }
   scene.def_property_readonly(
+      "_bytes", [](const Virtual& self) { return self.table().bytes(); },
+      "Bytes that the snapshot takes, texts included.");
+  scene.def_property_readonly(
       "_operator", [](const Virtual& self) { return self.port().object(); },
       "The host's operator.");
 }
