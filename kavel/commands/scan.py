@@ -3,11 +3,11 @@
 from __future__ import annotations
 
 import argparse
+import contextlib
 import json
 import os
 import re
 import sys
-import tempfile
 from typing import Any
 
 from rich.console import Console
@@ -82,6 +82,8 @@ def run(arguments: argparse.Namespace) -> int:
         if not project.checked.usable:
             raise ProjectError(f"{project.path}: the project cannot be used")
         results = scan_scenes(project, arguments, output, errors)
+    except BrokenPipeError:  # nobody reads stdout any more: no fault of the scan
+        raise
     except (KavelError, OSError) as error:
         failure = str(error)
     status = 2 if failure else exit_code(results)
@@ -152,14 +154,15 @@ def _write_json(path: str, report: dict[str, Any]) -> None:
     if path == "-":
         sys.stdout.write(text)
         return
-    folder = os.path.dirname(os.path.realpath(path))
-    handle, beside = tempfile.mkstemp(prefix=".kavel-", suffix=".tmp", dir=folder)
+    target = os.path.realpath(path)
+    beside = f"{target}.{os.getpid()}.tmp"
     try:
-        with os.fdopen(handle, "w", encoding="ascii") as stream:
+        with open(beside, "x", encoding="ascii") as stream:
             stream.write(text)
-        os.replace(beside, os.path.realpath(path))
+        os.replace(beside, target)
     except BaseException:
-        os.unlink(beside)
+        with contextlib.suppress(OSError):
+            os.unlink(beside)
         raise
 
 

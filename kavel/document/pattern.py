@@ -10,6 +10,7 @@ from kavel.document.problems import Findings, rule_place
 from kavel.document.reading import join, kind_of
 
 GHOST = "ghost"
+_MAX_LEVELS = 240  # the deepest tree that the core reads
 
 
 @dataclass
@@ -89,14 +90,18 @@ def read_pattern(record: dict[str, Any], path: str, findings: Findings) -> Patte
 def _read_tree(
     tree: list[Any], by_stamp: dict[str, dict[str, Any]], pattern: Pattern, findings: Findings
 ) -> None:
-    stack: list[tuple[Any, str, Item | None]] = []
+    stack: list[tuple[Any, str, Item | None, int]] = []
 
-    def push(nodes: list[Any], path: str, parent: Item | None) -> None:
-        stack.extend((nodes[i], join(path, i), parent) for i in reversed(range(len(nodes))))
+    def push(nodes: list[Any], path: str, parent: Item | None, level: int) -> None:
+        for index in reversed(range(len(nodes))):
+            stack.append((nodes[index], join(path, index), parent, level))
 
-    push(tree, join(pattern.path, "pattern"), None)
+    push(tree, join(pattern.path, "pattern"), None, 1)
     while stack:
-        node, path, parent = stack.pop()
+        node, path, parent, level = stack.pop()
+        if level > _MAX_LEVELS:
+            findings.error(f"the tree is deeper than {_MAX_LEVELS} levels", path)
+            return
         if not isinstance(node, dict):
             findings.warning(f"is {kind_of(node)}, not an object; the branch is dropped", path)
             continue
@@ -111,7 +116,7 @@ def _read_tree(
         (pattern.top if parent is None else parent.children).append(item)
         children = node.get("children", [])
         if isinstance(children, list):
-            push(children, join(path, "children"), item)
+            push(children, join(path, "children"), item, level + 1)
         else:
             message = f"must be an array, not {kind_of(children)}"
             findings.error(message, join(path, "children"))

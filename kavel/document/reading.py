@@ -11,9 +11,9 @@ from typing import Any
 
 from kavel.document.problems import Findings
 
-# Interpreters differ in how deep a JSON text may be nested (about 1,000 levels at least, less what
-# the host's own call stack has used up). No sensible tree comes near this.
-MAX_DEPTH = 800
+# The core takes no deeper text: interpreters differ in what they could read, and no sensible tree
+# comes near this.
+MAX_DEPTH = 500
 
 _STRING_OR_BRACKET = re.compile(r'"(?:[^"\\]|\\.)*"?|[\[\]{}]', re.DOTALL)
 _SURROGATE = re.compile("[\ud800-\udfff]")

@@ -48,8 +48,8 @@ class SceneFile:
     def save(self) -> None:
         """Write the document back in one step: a reader sees the old file or the new one.
 
-        Errors: SceneError when the file was changed by somebody else since it was read, or when it
-        cannot be written; the file on disk is then as it was.
+        Errors: SceneError when the file is read-only, was changed by somebody else since it was
+        read, or cannot be written; the file on disk is then as it was.
         """
         target = os.path.realpath(self.path)
         try:
@@ -64,6 +64,8 @@ class SceneFile:
             raise SceneError(self.path, f"cannot be written as JSON: {error}") from error
         # A lone surrogate has no UTF-8 form; the escape that replaces it is the JSON escape.
         payload = (text + self._final_newline).encode("utf-8", "backslashreplace")
+        if not os.access(target, os.W_OK):  # replacing it would not even ask
+            raise SceneError(self.path, "cannot be saved: the file is read-only")
         try:
             self._replace(target, payload)
             self._state = _file_state(os.stat(target))

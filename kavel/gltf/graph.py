@@ -156,7 +156,7 @@ class _Builder:
         graph.names[path] = self._name(index)
         graph.kinds[path] = node_kind(node, self._lod_names)
         graph.parents[path] = parent
-        below = self._siblings(self._children(index), path)
+        below = self._siblings(self._children(index), path) if "children" in node else []
         graph.children[path] = tuple(child[2] for child in below)
         return below
 

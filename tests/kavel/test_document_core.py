@@ -90,16 +90,26 @@ def documents() -> dict[str, bytes]:
         document = project([rule("a")])
         document["records"]["1700000000"].update(change)
         found[f"record {change}"] = document
+    for levels in (240, 241):
+        nested: list[Any] = []
+        for _ in range(levels):
+            nested = [{"stamp": "a", "children": nested}]
+        document = project([rule("a")])
+        document["records"]["1700000000"]["pattern"] = nested
+        found[f"tree of {levels} levels"] = document
     texts = {key: json.dumps(value).encode() for key, value in found.items()}
     sound = texts["document {}"]
-    deep = b"[" * 1_000_000 + b"]" * 1_000_000
+    depths = {depth: b"[" * depth + b"1" + b"]" * depth for depth in (499, 500, 1_000_000)}
+    nests = {
+        f"{depth} deep": sound[:-1] + b', "x": ' + text + b"}" for depth, text in depths.items()
+    }
     texts.update(
         {
+            **nests,
             "byte-order mark": b"\xef\xbb\xbf" + sound,
             "UTF-16": sound.decode().encode("utf-16"),
             "cut off": sound[:-1],
             "an array": b"[" + sound + b"]",
-            "deep": sound.replace(b'"a"}]', b'"a", "children": ' + deep + b"}]"),
         }
     )
     return texts

@@ -7,6 +7,9 @@ import os
 import re
 import resource
 import signal
+import subprocess
+import sys
+import tempfile
 from pathlib import Path
 from typing import Any, Callable
 
@@ -103,6 +106,31 @@ def test_a_disk_that_takes_no_more_leaves_the_old_file(write: Writer) -> None:
         signal.signal(signal.SIGXFSZ, handler)
     assert Path(path).read_bytes() == before
     assert os.listdir(os.path.dirname(path)) == ["a.glb"]
+
+
+def test_a_read_only_file_is_not_replaced() -> None:
+    script = """
+import os, sys
+from kavel.errors import SceneError
+from kavel.gltf.container import SceneFile
+file = SceneFile(sys.argv[1])
+if os.getuid() == 0:  # the superuser may write everything
+    os.setresuid(65534, 65534, 65534)
+try:
+    file.save()
+except SceneError as error:
+    print(error)
+"""
+    with tempfile.TemporaryDirectory() as folder:  # one that every user can reach
+        os.chmod(folder, 0o777)
+        path = Path(folder, "a.gltf")
+        content = json.dumps(gltf(node("a")), indent=1).encode()
+        path.write_bytes(content)
+        os.chmod(path, 0o444)
+        command = [sys.executable, "-c", script, str(path)]
+        done = subprocess.run(command, capture_output=True, text=True, check=True)
+        assert done.stdout == f"{path}: cannot be saved: the file is read-only\n"
+        assert path.read_bytes() == content
 
 
 def test_saving_through_a_link_keeps_the_link_and_the_mode(write: Writer, tmp_path: Path) -> None:

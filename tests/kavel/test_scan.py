@@ -5,6 +5,8 @@ from __future__ import annotations
 import json
 import os
 import re
+import subprocess
+import sys
 from pathlib import Path
 from typing import Any, Callable
 
@@ -283,6 +285,16 @@ def test_interrupting(good: str, file: str, capsys: Captured, monkeypatch: Any) 
     monkeypatch.setattr(GltfOperator, "get_selection_roots", interrupt)
     assert main(["scan", good, "--project", file]) == 130
     assert capsys.readouterr().err == "interrupted\n"
+
+
+def test_a_reader_that_leaves_early_is_no_fault_of_the_scan(good: str, file: str) -> None:
+    """As in `kavel scan ... | head -1`, with a pipe that nobody reads."""
+    reading, writing = os.pipe()
+    os.close(reading)
+    command = [sys.executable, "-m", "kavel", "scan", good, "--project", file]
+    with os.fdopen(writing, "wb") as stdout:
+        done = subprocess.run(command, stdout=stdout, stderr=subprocess.PIPE, check=False)
+    assert (done.returncode, done.stderr) == (2, b"")
 
 
 @pytest.mark.parametrize("argv", [[], ["scan"], ["scan", "x.glb"], ["projects"], ["nothing"]])
