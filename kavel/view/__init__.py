@@ -3,6 +3,16 @@
 from __future__ import annotations
 
 from kavel.view.mesh import Image, Material, Mesh
-from kavel.view.scene import Scene, Selection, Transform, current, use
+from kavel.view.scene import EditableScene, Scene, Selection, Transform, current, use
 
-__all__ = ["Image", "Material", "Mesh", "Scene", "Selection", "Transform", "current", "use"]
+__all__ = [
+    "EditableScene",
+    "Image",
+    "Material",
+    "Mesh",
+    "Scene",
+    "Selection",
+    "Transform",
+    "current",
+    "use",
+]

@@ -6,7 +6,7 @@ from collections.abc import Iterator, Sequence
 from contextlib import contextmanager
 from contextvars import ContextVar
 from dataclasses import dataclass
-from typing import Literal, Protocol
+from typing import Any, Literal, Protocol
 
 import numpy as np
 
@@ -108,6 +108,20 @@ class Scene(Protocol):
 
     def select(self, selections: Sequence[Selection]) -> None:
         """Selects in the application; a host without elements selects the objects."""
+
+
+class EditableScene(Scene, Protocol):
+    """A scene whose edits can be listed and taken back, for example to try a fix."""
+
+    def snapshot(self) -> Any:
+        """The scene as it is now; cheap, and valid until another file is opened."""
+
+    def restore(self, snapshot: Any) -> None:
+        """Takes back every edit since `snapshot`."""
+
+    def changes(self, since: Any = None) -> dict[str, list[str]]:
+        """What differs from `since`, or from the scene as it was opened: by path, in words such as
+        "transform", "points", "faces", "normals"."""
 
 
 _scene: ContextVar[Scene] = ContextVar("kavel scene")
