@@ -24,6 +24,7 @@ void bind_core(py::module_& module) {
   bind_files(module);
   bind_assertions(module);
   bind_named_buffer(module);
+  bind_parameters(module);
   bind_operator(module);
   bind_software(module);
   bind_virtual(module);

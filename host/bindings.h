@@ -18,6 +18,7 @@ void bind_environment(py::module_& module);
 void bind_files(py::module_& module);
 void bind_assertions(py::module_& module);
 void bind_named_buffer(py::module_& module);
+void bind_parameters(py::module_& module);
 void bind_operator(py::module_& module);
 void bind_software(py::module_& module);
 void bind_virtual(py::module_& module);

@@ -83,6 +83,19 @@ void raise(const foundation::Error& error) {
   }
 }
 
+py::object exception_object(const std::exception_ptr& error) {
+  try {
+    std::rethrow_exception(error);
+  } catch (const py::error_already_set& raised) {
+    return raised.value();
+  } catch (const foundation::Error& raised) {
+    raise(raised);
+  } catch (const std::exception& raised) {
+    PyErr_SetString(PyExc_RuntimeError, raised.what());
+  }
+  return py::error_already_set().value();
+}
+
 void bind_errors(py::module_& module) {
   const py::object scope =
       namespace_class(module, "Error", "The exceptions of the core, each with a fixed message.");

@@ -16,4 +16,7 @@ void bind_errors(py::module_& module);
 /// Sets the interpreter's pending exception from a core error.
 void raise(const foundation::Error& error);
 
+/// The interpreter's exception for an error that was caught.
+[[nodiscard]] py::object exception_object(const std::exception_ptr& error);
+
 }  // namespace kavel::host
