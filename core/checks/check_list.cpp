@@ -32,7 +32,7 @@ struct Made {
   std::vector<Ref<Control>> controls;
   std::vector<Ref<Category>> categories;
 
-  void add(std::unique_ptr<CheckClassPort> check_class) {
+  void add(std::unique_ptr<CheckClassPort> check_class, ClassesPort& classes) {
     const std::string name = runtime::services().unicode->lower(check_class->category());
     auto control = runtime::make<Control>(std::move(check_class));
     auto found = std::ranges::find(categories, name,
@@ -40,6 +40,7 @@ struct Made {
     if (found == categories.end()) {
       found = categories.insert(found, runtime::make<Category>(name));
     }
+    classes.introduce(*control);
     (*found)->controls->items.push_back(control);
     controls.push_back(std::move(control));
   }
@@ -81,7 +82,7 @@ void CheckList::build() {
   const std::int64_t reloads = classes_->reloads();
   Made made;
   for (auto& check_class : classes_->classes()) {
-    foundation::guarded_foreign([&] { made.add(std::move(check_class)); });
+    foundation::guarded_foreign([&] { made.add(std::move(check_class), *classes_); });
   }
   std::swap(controls->items, made.controls);
   std::swap(categories->items, made.categories);

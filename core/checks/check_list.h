@@ -19,6 +19,9 @@ class ClassesPort {
   virtual void drop_references() noexcept = 0;
   [[nodiscard]] virtual Value object() const = 0;
   [[nodiscard]] virtual std::vector<std::unique_ptr<CheckClassPort>> classes() = 0;
+  /// Makes the interpreter know an object that is held in more than one place, so that its
+  /// collector sees every reference to it.
+  virtual void introduce(const runtime::Object& object) = 0;
   /// Changes when the classes are others; 0 for what does not tell.
   [[nodiscard]] virtual std::int64_t reloads() = 0;
 };

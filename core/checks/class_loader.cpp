@@ -84,8 +84,8 @@ void ClassLoader::search_module(const runtime::ModuleEntry& entry) {
 
 void ClassLoader::examine(const CheckClassPort& found, Note note) {
   const Value& check_class = found.object();
-  const bool is_known = std::ranges::any_of(
-      noted_, [&](const Value& other) { return other.same(check_class); });
+  const bool is_known =
+      std::ranges::any_of(noted_, [&](const Value& other) { return other.same(check_class); });
   note.class_name = found.source_name();
   if (found.lineage() < kCheckLineage) {
     note.outcome = Outcome::kIntermediate;

@@ -29,7 +29,7 @@ class Modules {
   [[nodiscard]] virtual std::string file(const ModuleEntry& entry) = 0;
 
   /// Runs a module's code anew, from its source. While it runs and afterwards, others find it under
-  /// its bare name, unless a module that is none of `ours` bears that name; a module that is put
+  /// its bare name, unless a module that was not loaded here bears that name; a module that is put
   /// there is added to `ours`. Throws what the code raises; nothing is left behind then.
   [[nodiscard]] virtual Value load(const ModuleEntry& entry, std::vector<Value>& ours) = 0;
   /// Takes away those of `ours` that are still found under their names.

@@ -109,11 +109,15 @@ class HostClasses final : public checks::ClassesPort {
 
   std::vector<std::unique_ptr<CheckClassPort>> classes() override {
     std::vector<std::unique_ptr<CheckClassPort>> classes;
+    // A pattern can do without checks.
+    if (from_value(classes_).is_none()) return classes;
     for (const Value& found : values(from_value(classes_))) {
       classes.push_back(check_class(from_value(found)));
     }
     return classes;
   }
+
+  void introduce(const Object& object) override { (void)expose(&object); }
 
   std::int64_t reloads() override {
     return py::getattr(from_value(classes_), "reloads", py::int_(0)).cast<std::int64_t>();

@@ -15,8 +15,8 @@ namespace kavel::host {
 /// `enabled` that is false is not searched.
 [[nodiscard]] std::unique_ptr<checks::ClassSource> class_source(Value directories);
 
-/// What a check list is made of. classes: the registry, or any iterable of check classes; presets:
-/// anything but a `_Settings.Check.Presets` counts as none.
+/// What a check list is made of. classes: the registry, any iterable of check classes, or
+/// none; presets: anything but a `_Settings.Check.Presets` counts as none.
 [[nodiscard]] checks::CheckList::Given check_list_parts(const py::object& classes,
                                                         const py::object& presets,
                                                         const py::object& config);

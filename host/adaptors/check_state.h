@@ -9,7 +9,8 @@
 
 namespace kavel::host {
 
-/// Over a `_Settings.Check`, or any object with `enabled`, `opened` and `parameters`; null for none.
+/// Over a `_Settings.Check`, or any object with `enabled`, `opened` and `parameters`; null for
+/// none.
 [[nodiscard]] std::unique_ptr<checks::CheckState> check_state(const py::object& entry);
 /// The object that a state was made over; none for null.
 [[nodiscard]] py::object state_object(const checks::CheckState* state);

@@ -66,13 +66,12 @@ void bind_check_list(py::handle scope) {
         return new CheckList(check_list_parts(classes, presets, config));
       },
       py::arg("classes"), py::arg("presets") = py::none(), py::arg("config") = py::none(),
-      "classes: the registry, or any iterable of check classes; one whose parameters cannot be "
-      "made is logged and left out.\n"
+      "classes: the registry, any iterable of check classes, or none; a class whose parameters "
+      "cannot be made is logged and left out.\n"
       "presets: a `_Settings.Check.Presets` that the list's editor works on.\n"
       "config: a `_Settings.Check.Config` that the controls are loaded from.");
   list.def(
-      "load",
-      [](CheckList& self, const py::object& config) { self.load(check_config(config)); },
+      "load", [](CheckList& self, const py::object& config) { self.load(check_config(config)); },
       py::arg("config"),
       "Binds a `_Settings.Check.Config` and loads each control from it; it is not changed. After "
       "a reload of the classes the controls are made anew.");

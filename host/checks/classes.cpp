@@ -72,8 +72,7 @@ void bind_check_classes(py::handle scope) {
       define<Classes>(scope, "_Classes", "The check classes of the enabled check directories.");
   bind_report(classes);
   define_init(
-      classes,
-      [](Value directories) { return new Classes(class_source(std::move(directories))); },
+      classes, [](Value directories) { return new Classes(class_source(std::move(directories))); },
       py::arg("directories"),
       "directories: any iterable of folders; one whose `enabled` is false is not searched. Loads "
       "the classes at once.");

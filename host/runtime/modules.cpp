@@ -1,7 +1,5 @@
 #include "core/runtime/modules.h"
 
-#include <algorithm>
-
 #include "host/py.h"
 #include "host/runtime/runtime.h"
 
@@ -12,12 +10,14 @@ py::dict registry() {
   return py::reinterpret_borrow<py::dict>(py::module_::import("sys").attr("modules"));
 }
 
-py::object registered(const py::object& name) {
-  return registry().attr("get")(name, py::none());
-}
+py::object registered(const py::object& name) { return registry().attr("get")(name, py::none()); }
 
-bool is_one_of(const std::vector<Value>& ours, py::handle module) {
-  return std::ranges::any_of(ours, [&](const Value& own) { return own.get() == module.ptr(); });
+/// Marks the modules that were loaded here, by whatever object: one that a dropped object left
+/// behind must not stand in the way of its successor.
+constexpr const char* kMark = "__plug_in__";
+
+bool is_plug_in(const py::object& module) {
+  return PyModule_Check(module.ptr()) != 0 && module.attr("__dict__").contains(kMark);
 }
 
 py::object find(const runtime::ModuleEntry& entry) {
@@ -46,9 +46,9 @@ void execute(const py::object& spec, const py::object& module) {
 /// Stands in the registry while it lives, unless the name belongs to somebody else.
 class Registration {
  public:
-  Registration(const py::object& name, const py::object& module, const std::vector<Value>& ours)
+  Registration(const py::object& name, const py::object& module)
       : name_(name), before_(registered(name)) {
-    is_free_ = before_.is_none() || is_one_of(ours, before_);
+    is_free_ = before_.is_none() || is_plug_in(before_);
     if (is_free_) registry()[name] = module;
   }
 
@@ -99,9 +99,9 @@ class InterpreterModules final : public runtime::Modules {
 
   Value load(const runtime::ModuleEntry& entry, std::vector<Value>& ours) override {
     const py::object spec = find(entry);
-    const py::object module =
-        py::module_::import("importlib.util").attr("module_from_spec")(spec);
-    Registration registration(to_text(entry.name), module, ours);
+    const py::object module = py::module_::import("importlib.util").attr("module_from_spec")(spec);
+    module.attr("__dict__")[kMark] = true;
+    Registration registration(to_text(entry.name), module);
     try {
       execute(spec, module);
     } catch (...) {

@@ -2,7 +2,6 @@
 
 from __future__ import annotations
 
-import textwrap
 from pathlib import Path
 
 BASE = """
@@ -24,5 +23,5 @@ def module(folder: Path, name: str, *parts: str) -> Path:
     """Writes a module that holds the base of a host and `parts`."""
     folder.mkdir(parents=True, exist_ok=True)
     path = folder / f"{name}.py"
-    path.write_text(BASE + "".join(textwrap.dedent(part) for part in parts), encoding="utf-8")
+    path.write_text(BASE + "".join(parts), encoding="utf-8")
     return path
