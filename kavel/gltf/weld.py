@@ -17,10 +17,10 @@ def unique_rows(*columns: npt.NDArray[Any]) -> tuple[Indices, Indices]:
     row, (N,) int64. Equality is exact, and 0 equals -0.
     """
     rows = len(columns[0])
-    table = np.concatenate([np.asarray(part, "<f8").reshape(rows, -1) for part in columns], axis=1)
-    table = np.ascontiguousarray(table + 0.0)  # -0 becomes 0, so that equal bytes are equal numbers
     if not rows:
         return np.zeros(0, np.int64), np.zeros(0, np.int64)
+    table = np.concatenate([np.asarray(part, "<f8").reshape(rows, -1) for part in columns], axis=1)
+    table = np.ascontiguousarray(table + 0.0)  # -0 becomes 0, so that equal bytes are equal numbers
     keys = table.view(np.dtype((np.void, table.shape[1] * 8))).ravel()
     _, first, groups = np.unique(keys, return_index=True, return_inverse=True)
     order = np.argsort(first)
