@@ -78,11 +78,16 @@ def _slot_materials(old: Mesh, new: Mesh) -> list[int | None]:
 
 @dataclass
 class _Group:
-    """The faces of `new` that come from one part and have one material now."""
+    """The faces of `new` that come from one part and have one material now.
+
+    first, whole: whether it is the first of the part's groups, and the only one.
+    """
 
     part: int
     material: int | None
     faces: Indices
+    first: bool
+    whole: bool
 
 
 class _Carrier:
@@ -127,9 +132,16 @@ class _Carrier:
             place, index = int(pairs[0, number]), int(pairs[1, number])
             key = (place, None if index < 0 else self._materials[index])
             merged.setdefault(key, []).append(np.flatnonzero(group == number))
+        owners = [part for part, _ in merged]
         return [
-            _Group(part, material, np.sort(np.concatenate(faces)))
-            for (part, material), faces in merged.items()
+            _Group(
+                part,
+                material,
+                np.sort(np.concatenate(faces)),
+                first=part not in owners[:number],
+                whole=owners.count(part) == 1,
+            )
+            for number, ((part, material), faces) in enumerate(merged.items())
         ]
 
     def _part(self, group: _Group) -> tuple[Part, Indices]:
@@ -141,13 +153,11 @@ class _Carrier:
         values = [vertices, points, *self._values(corners)]
         first, rows = unique_rows(*values)
         split = len(first) > len(np.unique(vertices))
-        rest = np.setdiff1d(np.arange(len(old.sources)), vertices)
-        whole = not self._divided(group.part)
-        if self._same_points and whole and not split:
+        if self._same_points and group.whole and not split:
             places = old.points.copy()
             places[vertices] = points
             return Part(old.primitive, group.material, old.sources, places), vertices
-        kept, kept_points = self._kept(old, rest) if whole else (rest[:0], rest[:0])
+        kept, kept_points = self._kept(group)
         sources = np.concatenate([old.sources[vertices[first]], old.sources[kept]])
         places = np.concatenate([points[first], kept_points])
         return Part(old.primitive, group.material, sources, places), rows
@@ -157,16 +167,14 @@ class _Carrier:
         values = [] if new.normals is None else [new.normals[corners]]
         return values + [array[corners] for array in new.uv_sets.values()]
 
-    def _divided(self, part: int) -> bool:
-        """Whether faces of a part have different materials now."""
-        slots = self._new.materials
-        if slots is None:
-            return False
-        mine = slots[self._handles.faces[self._sources[::3] // 3] == part]
-        return len({None if slot < 0 else self._materials[slot] for slot in mine.tolist()}) > 1
-
-    def _kept(self, old: Part, rest: Indices) -> tuple[Indices, Indices]:
-        """Of the vertices `rest`, which no face uses, those whose point is still there."""
+    def _kept(self, group: _Group) -> tuple[Indices, Indices]:
+        """Vertices of the old part that no face uses and whose point is still there, and that
+        point. The first group of the part keeps them."""
+        old = self._handles.parts[group.part]
+        mine = np.repeat(self._handles.faces[self._sources[::3] // 3] == group.part, 3)
+        rest = np.setdiff1d(np.arange(len(old.sources)), self._vertices[mine])
+        if not group.first:
+            return rest[:0], rest[:0]
         if self._same_points:
             return rest, old.points[rest]
         places = self._old.points[old.points[rest]]

@@ -199,10 +199,10 @@ class _Primitive:
         attributes = self._result["attributes"]
         if name in attributes and np.array_equal(wanted, self._stored(name, wanted.shape[1])):
             if self._renumbered:
-                attributes[name] = self._gathered(attributes[name])
+                attributes[name] = self._gathered(name, attributes[name])
             return False
-        bounds = name == "POSITION"
-        attributes[name] = self._draft.accessor(wanted.astype("<f4"), _VERTICES, bounds)
+        values = wanted.astype("<f4")
+        attributes[name] = self._draft.accessor(values, _VERTICES, name == "POSITION")
         return True
 
     def _stored(self, name: str, width: int) -> Reals:
@@ -220,15 +220,16 @@ class _Primitive:
         attributes = self._result["attributes"]
         for name, index in attributes.items():
             if index == self._source["attributes"].get(name):
-                attributes[name] = self._gathered(index)
+                attributes[name] = self._gathered(name, index)
         for target in self._result.get("targets", []):
             for name, index in target.items():
-                target[name] = self._gathered(index)
+                target[name] = self._gathered(name, index)
 
-    def _gathered(self, index: int) -> int:
+    def _gathered(self, name: str, index: int) -> int:
         like = self._draft.document["accessors"][index]
         values = self._accessors.raw(index, "attributes")[self._sources]
-        return self._draft.accessor(values, _VERTICES, "min" in like, like)
+        bounds = name == "POSITION" or "min" in like
+        return self._draft.accessor(values, _VERTICES, bounds, like)
 
     def _require_shapes_fit(self, moved: bool, shaded: bool) -> None:
         names = {name for target in self._source.get("targets", []) for name in target}
