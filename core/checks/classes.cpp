@@ -2,25 +2,11 @@
 
 #include <utility>
 
+#include "core/foundation/busy.h"
 #include "core/foundation/logger.h"
 #include "core/runtime/services.h"
 
 namespace kavel::checks {
-namespace {
-
-/// True while it lives.
-class Flag {
- public:
-  explicit Flag(bool& flag) : flag_(flag) { flag_ = true; }
-  Flag(const Flag&) = delete;
-  Flag& operator=(const Flag&) = delete;
-  ~Flag() { flag_ = false; }
-
- private:
-  bool& flag_;
-};
-
-}  // namespace
 
 Classes::Classes(std::unique_ptr<ClassSource> source)
     : accepted(runtime::make<runtime::List<Value>>()),
@@ -49,7 +35,7 @@ void Classes::drop_references() noexcept {
 
 void Classes::reload() {
   if (is_loading_) return foundation::log_warning("Check classes are being loaded already");
-  const Flag flag(is_loading_);
+  const foundation::Busy busy(is_loading_);
   runtime::services().modules->forget(modules_);
   modules_.clear();
   runtime::services().modules->refresh();

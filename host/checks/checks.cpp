@@ -1,13 +1,10 @@
 #include "core/checks/block.h"
-#include "core/checks/queue.h"
 #include "host/bindings.h"
 #include "host/checks/check_list.h"
 #include "host/classes.h"
 
 namespace kavel::host {
 namespace {
-
-using checks::Queue;
 
 void bind_base(const py::object& scope) {
   const py::object base =
@@ -35,18 +32,6 @@ void bind_base(const py::object& scope) {
   method(
       base, "result_message", [](const py::object&) { return std::string(); },
       "A text about the last result.");
-}
-
-void bind_queue(const py::object& scope) {
-  auto queue = define<Queue>(scope, "_Queue", "The tasks of the last validation, in order.");
-  define_init(queue, [] { return new Queue(); });
-  queue.def("add", &Queue::add, py::arg("task"), "Appends a task.");
-  queue.def("clear", &Queue::clear, "Removes every task; the list object stays the same.");
-  queue.def("is_empty", &Queue::is_empty, "Whether there are no tasks.");
-  queue.def("__len__", [](const Queue& self) { return self.tasks->items.size(); });
-  queue.def("__iter__", [](const Queue& self) { return py::iter(expose(self.tasks)); });
-  queue.def_property_readonly(
-      "_tasks", [](const Queue& self) { return self.tasks; }, "The tasks, a live list.");
 }
 
 }  // namespace

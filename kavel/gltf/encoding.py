@@ -61,29 +61,13 @@ class Draft:
         `like` is an accessor whose other fields, such as its name and whether it is normalized,
         the new one takes over.
         """
-        size = values.dtype.itemsize * values.shape[1]
-        stride = size if target == _INDICES else -(-size // 4) * 4
-        rows = np.zeros((len(values), stride), np.uint8)
-        rows[:, :size] = np.ascontiguousarray(values).view(np.uint8).reshape(len(values), size)
-        view: dict[str, Any] = {
-            "buffer": self._buffer(),
-            "byteOffset": self._start + len(self.data),
-            "byteLength": rows.size,
-        }
-        if stride != size:
-            view["byteStride"] = stride
-        view["target"] = target
-        self.data += rows.tobytes()
-        self.data += b"\0" * (-len(self.data) % 4)
-        views = self.document.setdefault("bufferViews", [])
-        views.append(view)
         accessor = {
             key: value
             for key, value in (like or {}).items()
             if key not in ("bufferView", "byteOffset", "sparse", "min", "max")
         }
         accessor.update(
-            bufferView=len(views) - 1,
+            bufferView=self._view(values, target),
             componentType=_CODES[values.dtype],
             count=len(values),
             type=_TYPES[values.shape[1]],
@@ -108,8 +92,25 @@ class Draft:
         buffers.append({"byteLength": len(self.data), "uri": uri})
         return b""
 
-    def _buffer(self) -> int:
-        return 0 if self._in_chunk else len(self.document.get("buffers", []))
+    def _view(self, values: npt.NDArray[Any], target: int) -> int:
+        """Add the bytes of (N, width) values and return the index of their buffer view."""
+        size = values.dtype.itemsize * values.shape[1]
+        stride = size if target == _INDICES else -(-size // 4) * 4
+        rows = np.zeros((len(values), stride), np.uint8)
+        rows[:, :size] = np.ascontiguousarray(values).view(np.uint8).reshape(len(values), size)
+        view: dict[str, Any] = {
+            "buffer": 0 if self._in_chunk else len(self.document.get("buffers", [])),
+            "byteOffset": self._start + len(self.data),
+            "byteLength": rows.size,
+        }
+        if stride != size:
+            view["byteStride"] = stride
+        view["target"] = target
+        self.data += rows.tobytes()
+        self.data += b"\0" * (-len(self.data) % 4)
+        views = self.document.setdefault("bufferViews", [])
+        views.append(view)
+        return len(views) - 1
 
 
 def encode_mesh(
@@ -199,10 +200,10 @@ class _Primitive:
         attributes = self._result["attributes"]
         if name in attributes and np.array_equal(wanted, self._stored(name, wanted.shape[1])):
             if self._renumbered:
-                attributes[name] = self._gathered(attributes[name])
+                attributes[name] = self._gathered(name, attributes[name])
             return False
-        bounds = name == "POSITION"
-        attributes[name] = self._draft.accessor(wanted.astype("<f4"), _VERTICES, bounds)
+        values = wanted.astype("<f4")
+        attributes[name] = self._draft.accessor(values, _VERTICES, name == "POSITION")
         return True
 
     def _stored(self, name: str, width: int) -> Reals:
@@ -220,15 +221,16 @@ class _Primitive:
         attributes = self._result["attributes"]
         for name, index in attributes.items():
             if index == self._source["attributes"].get(name):
-                attributes[name] = self._gathered(index)
+                attributes[name] = self._gathered(name, index)
         for target in self._result.get("targets", []):
             for name, index in target.items():
-                target[name] = self._gathered(index)
+                target[name] = self._gathered(name, index)
 
-    def _gathered(self, index: int) -> int:
+    def _gathered(self, name: str, index: int) -> int:
         like = self._draft.document["accessors"][index]
         values = self._accessors.raw(index, "attributes")[self._sources]
-        return self._draft.accessor(values, _VERTICES, "min" in like, like)
+        bounds = name == "POSITION" or "min" in like
+        return self._draft.accessor(values, _VERTICES, bounds, like)
 
     def _require_shapes_fit(self, moved: bool, shaded: bool) -> None:
         names = {name for target in self._source.get("targets", []) for name in target}

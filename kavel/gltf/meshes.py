@@ -187,12 +187,12 @@ class Meshes:
     def _joined(self, raws: list[_Raw], place: str) -> Mesh:
         used = dict.fromkeys(raw.material for raw in raws if raw.material is not None)
         slots = {material: slot for slot, material in enumerate(used)}
-        sizes = [len(raw.triangles) for raw in raws]
+        sizes = np.array([len(raw.triangles) for raw in raws], np.int64)
         faces = np.repeat(np.arange(len(raws), dtype=np.int64), sizes)
         vertices = _stack([raw.triangles.ravel() for raw in raws]).astype(np.int64)
         first, groups = unique_rows(*_point_keys(raws))
-        bounds = np.cumsum([0, *(len(raw.positions) for raw in raws)])
-        starts = np.repeat(bounds[:-1], np.multiply(sizes, 3)).astype(np.int64)
+        bounds = np.cumsum([0, *(len(raw.positions) for raw in raws)], dtype=np.int64)
+        starts = np.repeat(bounds[:-1], sizes * 3)
         parts = [
             Part(raw.number, raw.material, np.arange(stop - start), groups[start:stop])
             for raw, start, stop in zip(raws, bounds, bounds[1:])
