@@ -7,6 +7,7 @@ import os
 import re
 import subprocess
 import sys
+import types
 from pathlib import Path
 from typing import Any, Callable
 
@@ -330,3 +331,12 @@ def test_real_characters(capsys: Captured) -> None:
     out = capsys.readouterr().out
     verdicts = re.findall(r"1 hierarchy matched, (\d+) joints, 0 objects that no rule took", out)
     assert len(verdicts) == len(scenes) and min(map(int, verdicts)) > 50
+
+
+def test_a_checkout_without_the_built_module(
+    good: str, file: str, capsys: Captured, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    """There, `import core` finds the folder of the C++ sources."""
+    monkeypatch.setitem(sys.modules, "core", types.ModuleType("core"))
+    assert main(["scan", good, "--project", file]) == 2
+    assert "the extension module `core` is not built" in capsys.readouterr().err
