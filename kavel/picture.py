@@ -18,4 +18,5 @@ def svg(content: RenderableType, title: str, identity: str, width: int) -> str:
     console.print(content)
     # Any monospaced font does; a picture should load nothing.
     style = re.sub(r"@font-face \{\{.*?\}\}\s*", "", CONSOLE_SVG_FORMAT, flags=re.DOTALL)
+    style = style.replace("<svg ", '<svg xml:space="preserve" ', 1)  # some drop leading blanks
     return console.export_svg(title=title, code_format=style, unique_id=identity) + "\n"

@@ -77,7 +77,11 @@ def validate_scenes(
         for number, scene in enumerate(scenes, 1):
             place = f" ({number} of {len(scenes)})" if len(scenes) > 1 else ""
             bar.step(os.path.basename(scene) + place)
-            validator.validate(scene)
+            bar.tell(0, None)
+            try:
+                validator.validate(scene)
+            except KeyboardInterrupt:
+                validator.run.interrupted = True
             if validator.run.interrupted:
                 break
         return validator.run
@@ -118,17 +122,19 @@ class SceneValidator:
         )
 
     def validate(self, file: str) -> Outcome:
-        """One scene, told on the streams. Interrupts end up in `run`."""
+        """One scene, told on the streams; after an interrupt, what was found until then."""
         outcome = Outcome(self._open(file), self._options.fail_on)
         table = FindingsTable(self._options.by_check)
         fixes = FixesTable(self._options.dry_run)
         self._streams.report.begin_scene(file)
         usable = (MATCHED, OPENED, *([UNMATCHED] if self._options.mode == SELECTION else []))
-        if outcome.scene.status in usable:
-            with use(self._session.operator.view):
-                self._validate(outcome, table, fixes)
-        self._streams.report.end_scene(outcome.data())
-        self.run.add(outcome)
+        try:
+            if outcome.scene.status in usable:
+                with use(self._session.operator.view):
+                    self._validate(outcome, table, fixes)
+        finally:
+            self._streams.report.end_scene(outcome.data())
+            self.run.add(outcome)
         with self._bar.hidden():
             self._print(outcome, table, fixes)
         return outcome

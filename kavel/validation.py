@@ -92,9 +92,9 @@ class Validation:
 
     @property
     def objects(self) -> int:
-        """How many objects were checked."""
+        """How many objects were checked at all."""
         tasks = self._session.api.validator.queue
-        return len({task.path for task in tasks if task.path in self._parents})
+        return len({task.path for task in tasks if task.path in self._parents and not task.empty})
 
     def findings(self) -> Iterator[Finding]:
         """Every run, in the order of the queue. Asks each check for its message."""

@@ -17,6 +17,7 @@ from kavel.terminal import count, make_console, printable
 from kavel.versions import versions
 
 SCHEMA = "kavel.checks/1"
+_LONGEST = 60  # characters of a list of default values
 _STYLES = {"loaded": "green", "denied": "red", "failed": "red", "duplicate": "yellow"}
 
 
@@ -153,15 +154,18 @@ def _print_check(output: Console, data: dict[str, Any]) -> None:
 def shown_value(data: Any) -> str:
     """A stored value as a reader thinks of it: 3, "UVMap", off, [1 to 2]."""
     if isinstance(data, list):
-        return "[" + ", ".join(shown_value(item) for item in data) + "]"
+        shown = ", ".join(shown_value(item) for item in data)
+        return (
+            f"[{shown}]" if len(shown) < _LONGEST else f"[{count(len(data), 'entry', 'entries')}]"
+        )
     if not isinstance(data, dict):
         return "on" if data is True else "off" if data is False else str(data)
     if set(data) == {"start", "stop"}:
         return f"{shown_value(data['start'])} to {shown_value(data['stop'])}"
-    shown = [
+    parts = [
         shown_value(value) for key, value in data.items() if key != "enabled" or len(data) == 1
     ]
-    return ", ".join(shown) + (" (off)" if len(data) > 1 and data.get("enabled") is False else "")
+    return ", ".join(parts) + (" (off)" if len(data) > 1 and data.get("enabled") is False else "")
 
 
 def _print_found(output: Console, found: Sequence[Any], trace: bool) -> None:

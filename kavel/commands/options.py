@@ -6,7 +6,8 @@ import argparse
 import re
 
 
-def add_scenes(parser: argparse.ArgumentParser) -> None:
+def add_scenes(parser: argparse.ArgumentParser, selected: str) -> None:
+    """`selected` tells what is done with the selected objects."""
     parser.add_argument("scenes", nargs="+", metavar="SCENE", help="a .gltf or .glb file")
     parser.add_argument(
         "--select",
@@ -14,8 +15,7 @@ def add_scenes(parser: argparse.ArgumentParser) -> None:
         action="extend",
         default=[],
         metavar="PATH",
-        help='objects to work on, with what is below them, for example "/Rig"; all top objects '
-        "when not given",
+        help=f'{selected}, for example "/Rig"; all top objects when not given',
     )
     parser.add_argument(
         "--lod-names",

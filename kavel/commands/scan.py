@@ -30,7 +30,7 @@ def add_parser(subparsers: Any) -> None:
         epilog="Exit status: 0 every scene matched; 1 in some scene nothing matched; 2 a scene or "
         "the project could not be used; 130 interrupted.",
     )
-    add_scenes(parser)
+    add_scenes(parser, selected="objects to scan")
     add_project(parser, required=True)
     parser.add_argument(
         "--append",

@@ -8,6 +8,7 @@ from pathlib import Path
 from typing import Any
 
 from rich.bar import Bar
+from rich.cells import cell_len
 from rich.console import RenderableType
 from rich.table import Table
 from rich.text import Text
@@ -23,7 +24,7 @@ from kavel.usage import CheckUsage, check_usage
 from kavel.versions import versions
 
 SCHEMA = "kavel.stats/1"
-_PICTURE_WIDTH = 110
+_FIGURES = 80  # characters beside the names of a picture
 
 
 def add_parser(subparsers: Any) -> None:
@@ -69,7 +70,8 @@ def picture(usages: Sequence[CheckUsage]) -> str:
     """An SVG: runs with the share that failed, and seconds, of each check."""
     table = Table(box=None, padding=(0, 1), title=None)
     for column in ("check", "runs", "failures", "", "mean", "worst", ""):
-        table.add_column(column, justify="right" if column not in ("check", "") else "left")
+        right = column not in ("check", "")
+        table.add_column(column, justify="right" if right else "left", no_wrap=True)
     most = max((usage.runs for usage in usages), default=1)
     slowest = max((usage.worst for usage in usages), default=0.0) or 1.0
     for usage in usages:
@@ -83,7 +85,8 @@ def picture(usages: Sequence[CheckUsage]) -> str:
             Bar(slowest, 0, usage.worst, width=16, color="yellow"),
         )
     content: RenderableType = table if usages else Text("no check has run yet")
-    return svg(content, "kavel stats", "stats", _PICTURE_WIDTH)
+    longest = max((cell_len(printable(usage.name)) for usage in usages), default=0)
+    return svg(content, "kavel stats", "stats", longest + _FIGURES)
 
 
 def _bars(usage: CheckUsage, most: int) -> Text:

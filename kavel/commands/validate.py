@@ -10,6 +10,7 @@ from kavel.commands.options import add_check_folders, add_json, add_project, add
 from kavel.errors import KavelError
 from kavel.home import kavel_home
 from kavel.json_output import STDOUT, open_output
+from kavel.logs import LogHandler
 from kavel.native import require_core
 from kavel.printing import require_usable
 from kavel.projects import ProjectFile, find_project
@@ -29,7 +30,8 @@ def add_parser(subparsers: Any) -> None:
         "they matched; or, in the mode 'selection', the checks of your own settings.",
         epilog=_EPILOG,
     )
-    add_scenes(parser)
+    selected = "objects to scan; in the mode 'selection', to check with all that is below them"
+    add_scenes(parser, selected)
     add_project(parser, required=False)
     parser.add_argument(
         "--mode",
@@ -39,17 +41,7 @@ def add_parser(subparsers: Any) -> None:
         "with `kavel checks` on every object; the project can then be left out",
     )
     add_check_folders(parser)
-    parser.add_argument("--fix", action="store_true", help="repair what checks can repair")
-    parser.add_argument(
-        "--dry-run",
-        action="store_true",
-        help="with --fix: tell what each repair would change, and leave the scene as it is",
-    )
-    parser.add_argument(
-        "--save",
-        action="store_true",
-        help="with --fix: write the repaired scene files, with what matched; nothing else does",
-    )
+    _add_fixing(parser)
     parser.add_argument(
         "--fail-on",
         choices=("fail", "info"),
@@ -71,6 +63,20 @@ def add_parser(subparsers: Any) -> None:
         "-v", "--verbose", action="store_true", help="name objects that no rule took; log more"
     )
     parser.set_defaults(run=run)
+
+
+def _add_fixing(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("--fix", action="store_true", help="repair what checks can repair")
+    parser.add_argument(
+        "--dry-run",
+        action="store_true",
+        help="with --fix: tell what each repair would change, and leave the scene as it is",
+    )
+    parser.add_argument(
+        "--save",
+        action="store_true",
+        help="with --fix: write the repaired scene files, with what matched; nothing else does",
+    )
 
 
 def run(arguments: argparse.Namespace) -> int:
@@ -119,7 +125,8 @@ def _validate(arguments: argparse.Namespace, report: Any) -> Any:
         quiet=arguments.quiet,
         verbose=arguments.verbose,
     )
-    setup = check_setup(arguments.home, arguments.checks)
+    with LogHandler(errors, arguments.verbose):
+        setup = check_setup(arguments.home, arguments.checks)
     streams = Streams(table, errors, report)
     outcome = validate_scenes(arguments.scenes, project, setup, options, streams)
     if len(outcome.statuses) > 1:

@@ -313,13 +313,6 @@ def test_version(capsys: Captured) -> None:
     assert re.fullmatch(r"kavel \S+ \(core \d\S*, Python 3\.\S+\)\n", capsys.readouterr().out)
 
 
-def test_demo(capsys: Captured) -> None:
-    assert main(["demo"]) == 0
-    out = capsys.readouterr().out
-    assert re.search(r"character\.glb: \d+ hierarch(y|ies) matched", out)
-    assert re.search(r"broken_\w+\.glb: nothing matched", out)
-
-
 def test_real_characters(capsys: Captured) -> None:
     folder = os.environ.get("KAVEL_ASSETS")
     if not folder:

@@ -5,6 +5,7 @@ from __future__ import annotations
 import io
 import json
 import os
+import re
 import tracemalloc
 from collections import Counter
 from pathlib import Path
@@ -37,12 +38,12 @@ def home(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> Path:
 
 @pytest.fixture
 def validate(write: Writer, tmp_path: Path, home: Path) -> Callable[..., Any]:
-    """Runs the command on a scene with one rule that takes everything below a group "top", and has
-    this checklist; returns the exit status and the report, which follows its schema."""
+    """Runs the command with a project of one rule, which takes everything below a group "top" and
+    has this checklist; returns the exit status and the report, which follows its schema."""
     folder = sound_checks(tmp_path / "checks")
 
     def validate(
-        scene: str, *options: str, checklist: Any = None, regex: str = ".+"
+        *arguments: str, checklist: Any = None, regex: str = ".+"
     ) -> tuple[int, Any]:
         rules = [
             rule("Top", "top$", ["transform"]),
@@ -50,8 +51,8 @@ def validate(write: Writer, tmp_path: Path, home: Path) -> Callable[..., Any]:
         ]
         file = write("project.json", project(rules, {"Top": {"Part": {"Part": {}}}}))
         report = tmp_path / "report.json"
-        arguments = [scene, "--project", file, "--checks", folder, "--json", str(report)]
-        status = main(["validate", *arguments, *options])
+        run = ["--project", file, "--checks", folder, "--json", str(report)]
+        status = main(["validate", *arguments, *run])
         return status, checked_report(report)
 
     return validate
@@ -136,9 +137,9 @@ def test_broken_checks_are_named_and_disturb_nothing(
 def test_a_report_tells_each_run(write: Writer, validate: Any) -> None:
     status, report = validate(scene_of(write, SMALL, LARGE), checklist=asked("test.size"))
     (scene,) = report["scenes"]
-    first, second = scene["results"]
-    assert second.pop("seconds") > 0
-    assert second == {
+    large, small = scene["results"]
+    assert large.pop("seconds") > 0
+    assert large == {
         "check": "test.size",
         "name": "Size",
         "object": "/top/large",
@@ -149,7 +150,7 @@ def test_a_report_tells_each_run(write: Writer, validate: Any) -> None:
         "fixable": True,
         "selectable": True,
     }
-    assert (first["status"], first["message"], first["fixable"]) == ("pass", "", False)
+    assert (small["status"], small["message"], small["fixable"]) == ("pass", "", False)
     assert scene["match"] == {"hierarchies": 1, "joints": 3, "objects": 3, "unassigned": 0}
     assert "test.size" in [check["id"] for check in report["checks"]["loaded"]]
     assert report["project"]["record"] == 1700000000
@@ -182,7 +183,7 @@ def test_a_dry_run_tells_and_changes_nothing(
     assert "failed: 1 failure in 2 checks of 2 objects" in out
     assert "; 1 fix would leave no findings" in out
     (told,) = report["scenes"]
-    assert [row["status"] for row in told["results"]] == ["pass", "fail"]
+    assert [row["status"] for row in told["results"]] == ["fail", "pass"]
     assert told["would_leave"]["fail"] == 0 and told["saved"] is False
     (fix,) = told["fixes"]
     assert fix["changes"] == [{"object": "/top/large", "parts": ["transform"]}]
@@ -234,7 +235,7 @@ def test_what_runs_again_after_a_fix(
 
 
 def test_interrupting(write: Writer, validate: Any, capsys: Captured) -> None:
-    scene = scene_of(write, LARGE, node("stop"), node("never", scale=[3, 3, 3]))
+    scene = scene_of(write, LARGE, node("stop"), node("untold", scale=[3, 3, 3]))
     before = Path(scene).read_bytes()
     checklist = asked("test.size", "test.stop")
     status, report = validate(scene, scene, "--fix", "--save", checklist=checklist)
@@ -326,6 +327,15 @@ def test_the_samples(home: Path, capsys: Captured) -> None:
     assert main([*arguments, scenes[1], "--fix"]) == 1
     out = capsys.readouterr().out
     assert "passed: no findings" in out and "3 fixes made, not saved" in out
+
+
+def test_demo(home: Path, capsys: Captured) -> None:
+    assert main(["demo"]) == 0
+    out = capsys.readouterr().out
+    assert re.search(r"character\.glb: passed", out)
+    assert re.search(r"broken_\w+\.glb: nothing matched", out)
+    assert re.search(r"draft\.glb: failed: .*; 3 fixes made, not saved", out)
+    assert not home.exists()
 
 
 def test_real_characters(home: Path, tmp_path: Path) -> None:
