@@ -33,6 +33,9 @@ CLASSES = {
 
 # Classes of live lists and what their elements are.
 ELEMENTS = {
+    "Check._Classes._ReportList": "Check._Classes.Report",
+    "Check._List._CategoryList": "Check._List.Category",
+    "Check._List._ControlList": "Check._List.Control",
     "Scene._Buffer._JointList": "Scene._Buffer.DataJoint",
     "Scene._Buffer._BucketList": "Scene._Buffer.DataBucket",
     "_Project.Settings.Record._RecordList": "_Project.Settings.Record",
@@ -118,7 +121,14 @@ TYPES: dict[str, str] = {
     "Api.statistics": "_Statistics",
     "Api.validator": "Api._Validator",
     "Api._Export._last_projects": "Any",
+    "Check._Classes._array": "MutableSequence[type[Check.Base]]",
+    "Check._Classes._denied": "MutableSequence[type[Check.Base]]",
+    "Check._Classes._table": "dict[str, type[Check.Base]]",
     "Check._Classes.get": "type[Check.Base] | None",
+    "Check._Classes.get_denied": "MutableSequence[type[Check.Base]]",
+    "Check._List.Control.check": "type[Check.Base]",
+    "Check._List.config": "_Settings.Check.Config | None",
+    "Check._List.preset": "_Settings.Check.Presets.Editor | None",
     "Check.Base.check": "object",
     "Check.Base.mask": "Any",
     "Check.Base.result": "Any",
