@@ -24,7 +24,7 @@ class OwnChecks:
         directories.load(setup.settings["check"]["directories"])
         directories.embed(embedded_checks())
         self.classes = core.Check._Classes(directories)
-        self.list = core.Check._List(self.classes, state.presets, state.config)
+        self.list: Any = core.Check._List(self.classes, state.presets, state.config)
 
     def enable(self, class_ids: Sequence[str], enabled: bool) -> None:
         """Errors: KavelError for an id that no class has; nothing is changed then."""

@@ -42,9 +42,7 @@ def validate(write: Writer, tmp_path: Path, home: Path) -> Callable[..., Any]:
     has this checklist; returns the exit status and the report, which follows its schema."""
     folder = sound_checks(tmp_path / "checks")
 
-    def validate(
-        *arguments: str, checklist: Any = None, regex: str = ".+"
-    ) -> tuple[int, Any]:
+    def validate(*arguments: str, checklist: Any = None, regex: str = ".+") -> tuple[int, Any]:
         rules = [
             rule("Top", "top$", ["transform"]),
             rule("Part", regex, limits=(0, 9999), checklist=checklist or asked("test.size")),
