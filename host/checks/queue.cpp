@@ -91,6 +91,7 @@ void bind_task(py::handle scope) {
   define_init(
       task,
       [](Value path, const py::object& controls, const py::object& name, const py::object& icon) {
+        if (is_text(controls)) throw py::type_error("the controls of a task are no text");
         return new Task(std::move(path), values(controls),
                         truth_of(name) ? to_value(name) : Value(), optional(icon));
       },
@@ -134,7 +135,7 @@ void bind_queue(py::handle scope) {
   bind_task(queue);
   bind_list<Ref<Task>>(queue, "_TaskList", "A live list of tasks.");
   define_init(queue, [] { return new Queue(); });
-  queue.def("add", &Queue::add, py::arg("task"), "Appends a task.");
+  queue.def("add", &Queue::add, py::arg("task").none(false), "Appends a task.");
   queue.def("clear", &Queue::clear, "Removes every task; the list object stays the same.");
   queue.def("is_empty", &Queue::is_empty, "Whether there are no tasks.");
   queue.def("fix_all", &Queue::fix_all, "Repairs every result that can be, in order.");
