@@ -1,5 +1,7 @@
 #include "host/py.h"
 
+#include <unordered_map>
+
 #include "core/foundation/errors.h"
 
 namespace kavel::host {
@@ -7,13 +9,6 @@ namespace {
 
 /// Depth of nested lists and maps that is converted; deeper data is refused, not a stack overflow.
 constexpr int kMaximumDepth = 500;
-
-Object* content(PyObject* self) {
-  auto* instance = reinterpret_cast<py::detail::instance*>(self);
-  const auto held = instance->get_value_and_holder();
-  if (!held.holder_constructed()) return nullptr;
-  return static_cast<Object*>(held.value_ptr());
-}
 
 class Traversal final : public runtime::ReferenceVisitor {
  public:
@@ -23,7 +18,7 @@ class Traversal final : public runtime::ReferenceVisitor {
   void object(const Object& object) override {
     if (object.face() != nullptr) {
       show(object.face());
-    } else if (object.count() == 1) {
+    } else if (object.count() == 1 || ++met_[&object] == object.count()) {
       // Nobody else holds it, so what it holds is held through here exactly once.
       pending_.push_back(&object);
     }
@@ -49,6 +44,28 @@ class Traversal final : public runtime::ReferenceVisitor {
   void* argument_;
   int result_ = 0;
   std::vector<const Object*> pending_;
+  /// How many of the references to an object that has several were met so far.
+  std::unordered_map<const Object*, std::size_t> met_;
+};
+
+/// While a face is being made no foreign code may run: it could ask for the same face.
+class NoCollection {
+ public:
+#if PY_VERSION_HEX >= 0x030A0000
+  NoCollection() : was_enabled_(PyGC_Disable()) {}
+  ~NoCollection() {
+    if (was_enabled_ != 0) PyGC_Enable();
+  }
+
+ private:
+  int was_enabled_;
+#else
+  NoCollection() {}
+#endif
+
+ public:
+  NoCollection(const NoCollection&) = delete;
+  NoCollection& operator=(const NoCollection&) = delete;
 };
 
 foundation::Json json_at(py::handle object, int depth);
@@ -125,9 +142,17 @@ py::object expose(const Object* object) {
   auto* mutable_object = const_cast<Object*>(object);
   Value owner;
   if (const Object* above = object->owner()) owner = to_value(expose(above));
+  const NoCollection guard;
   py::object face = py::cast(mutable_object, py::return_value_policy::take_ownership);
   mutable_object->attach_face(face.ptr(), std::move(owner));
   return face;
+}
+
+Object* content(PyObject* self) {
+  auto* instance = reinterpret_cast<py::detail::instance*>(self);
+  const auto held = instance->get_value_and_holder();
+  if (!held.holder_constructed()) return nullptr;
+  return static_cast<Object*>(held.value_ptr());
 }
 
 foundation::Json to_json(py::handle object) { return json_at(object, 0); }

@@ -51,6 +51,15 @@ template <class T>
   return expose(static_cast<const Object*>(reference.get()));
 }
 
+/// The core object of a face; null while it is being made.
+[[nodiscard]] Object* content(PyObject* face);
+
+/// A reference argument that may be none.
+template <class T>
+struct OrNone {
+  Ref<T> reference;
+};
+
 /// Copies between the interpreter's JSON-like objects and the core's form.
 [[nodiscard]] foundation::Json to_json(py::handle object);
 [[nodiscard]] py::object from_json(const foundation::Json& json);
@@ -152,8 +161,8 @@ template <class T>
 struct type_caster<kavel::runtime::Ref<T>> {
   PYBIND11_TYPE_CASTER(kavel::runtime::Ref<T>, make_caster<T>::name);
   bool load(handle source, bool convert) {
-    if (!source) return false;
-    if (source.is_none()) return true;
+    // A null reference is for arguments of `OrNone` only.
+    if (!source || source.is_none()) return false;
     type_caster_base<T> inner;
     if (!inner.load(source, convert)) return false;
     value = kavel::runtime::Ref<T>(static_cast<T*>(inner));
@@ -161,6 +170,20 @@ struct type_caster<kavel::runtime::Ref<T>> {
   }
   static handle cast(const kavel::runtime::Ref<T>& source, return_value_policy, handle) {
     return kavel::host::expose(source).release();
+  }
+};
+
+template <class T>
+struct type_caster<kavel::host::OrNone<T>> {
+  PYBIND11_TYPE_CASTER(kavel::host::OrNone<T>,
+                       const_name("Optional[") + make_caster<T>::name + const_name("]"));
+  bool load(handle source, bool convert) {
+    if (!source) return false;
+    if (source.is_none()) return true;
+    type_caster<kavel::runtime::Ref<T>> inner;
+    if (!inner.load(source, convert)) return false;
+    value.reference = static_cast<kavel::runtime::Ref<T>&>(inner);
+    return true;
   }
 };
 

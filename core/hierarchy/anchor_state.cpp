@@ -51,6 +51,8 @@ std::uint32_t AnchorState::chain(std::uint64_t place) const noexcept {
 }
 
 void AnchorState::add(std::uint32_t key, std::string_view scope, std::string text) {
+  // A host may replace the keys while a question that began before them is under way.
+  if (key >= counts_.size()) return;
   const std::uint64_t place = place_of(key, scope);
   const std::uint32_t head = chain(place);
   for (std::uint32_t at = head; at != kNoCapture; at = captures_[at].next) {
@@ -77,7 +79,7 @@ void AnchorState::truncate(std::size_t position) {
 }
 
 const std::string* AnchorState::decide(std::uint32_t key, std::string_view path) const {
-  if (counts_[key] == 0) return nullptr;
+  if (key >= counts_.size() || counts_[key] == 0) return nullptr;
   using Rank = std::tuple<std::size_t, std::size_t, std::string_view>;
   const std::string* decision = nullptr;
   Rank best;

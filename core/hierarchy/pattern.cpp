@@ -105,8 +105,9 @@ void Pattern::set(std::vector<std::pair<RuleConfig, Value>> rules,
   scopes.reserve(tree.size());
   for (const TreeItem& item : tree) {
     const auto rule = by_stamp.find(item.stamp);
-    auto scope = runtime::make<Scope>(rule == by_stamp.end() ? nullptr : rule->second,
-                                      runtime::make<Scope::Children>());
+    auto scope =
+        runtime::make<Scope>(rule == by_stamp.end() ? nullptr : runtime::shared(rule->second),
+                             runtime::make<Scope::Children>());
     auto& siblings = item.parent < 0
                          ? top->items
                          : scopes[static_cast<std::size_t>(item.parent)]->children->items;

@@ -88,7 +88,7 @@ class Scope final : public runtime::Object {
     visitor(rule);
     visitor(children);
   }
-  void drop_references() noexcept override { children->items.clear(); }
+  void drop_references() noexcept override { children->drop_references(); }
 
   [[nodiscard]] bool is_ghost() const;
 

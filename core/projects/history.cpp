@@ -66,17 +66,6 @@ std::int64_t newest(const std::vector<Entry>& entries) {
   return found == entries.end() ? 0 : found->timestamp;
 }
 
-class ReleaseAtEnd {
- public:
-  explicit ReleaseAtEnd(runtime::Lock& lock) : lock_(lock) {}
-  ReleaseAtEnd(const ReleaseAtEnd&) = delete;
-  ReleaseAtEnd& operator=(const ReleaseAtEnd&) = delete;
-  ~ReleaseAtEnd() { lock_.release(); }
-
- private:
-  runtime::Lock& lock_;
-};
-
 }  // namespace
 
 History::History(Uplink<DocumentPort> document)
@@ -163,7 +152,7 @@ void History::assign(Content content) {
 
 bool History::save_record(const Ref<Record>& record) {
   if (!saving_->try_acquire()) return false;
-  const ReleaseAtEnd guard(*saving_);
+  const runtime::LockRelease guard(*saving_);
   document_.port().assert_editable();
   record->timestamp = static_cast<std::int64_t>(runtime::services().system->time());
   store(entries_, record->timestamp, record);

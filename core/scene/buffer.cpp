@@ -101,7 +101,7 @@ void Buffer::erase() {
   operator_->erase_filedata();
   scene_->offload();
   clear_all();
-  incompatibles_->items.clear();
+  incompatibles_->drop_references();
 }
 
 void Buffer::commit(const std::function<void()>& revert) {

@@ -2,6 +2,8 @@
 
 #include <array>
 
+#include "host/runtime/ending.h"
+
 namespace kavel::host {
 namespace {
 
@@ -20,8 +22,10 @@ py::object call_operation(py::handle object, const OperationName& name,
   if (arguments.size() > kMaximumArguments) throw std::length_error("too many arguments");
   std::size_t count = 1;
   for (const py::handle argument : arguments) stack.at(count++) = argument.ptr();
-  PyObject* result = PyObject_VectorcallMethod(name.get(), stack.data(),
-                                               count | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr);
+  PyObject* const result = stopped_if_ended([&] {
+    return PyObject_VectorcallMethod(name.get(), stack.data(),
+                                     count | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr);
+  });
   if (result == nullptr) throw py::error_already_set();
   return py::reinterpret_steal<py::object>(result);
 }

@@ -25,6 +25,7 @@ void bind_callbacks(py::module_& module) {
       "Calls every handler with the arguments; a failing one is logged, the rest still run.");
   list.def("clear", &NotificationList::clear, "Removes every handler.");
   list.def("__len__", [](const NotificationList& self) { return self.handlers->items.size(); });
+  list.def("__bool__", [](const NotificationList&) { return true; });
   list.def_property_readonly(
       "_array", [](const NotificationList& self) { return self.handlers; },
       "The handlers in order of registration, a live list.");

@@ -71,7 +71,7 @@ std::string settings_path(const py::object& self, const char* name) {
 void bind_local_files(const py::object& local) {
   property(
       local, "target",
-      [](const py::object&) {
+      [](const py::object&) -> py::object {
         return core().attr("Constants").attr("Plugin").attr("Target").attr("Standalone");
       },
       "\"standalone\".");
@@ -84,10 +84,12 @@ void bind_local_files(const py::object& local) {
       "Path of \"settings.json\" in the settings folder.");
   method(
       local, "get_settings_directory",
-      [](const py::object& self) { return self.attr("_settings"); }, "The settings folder.");
+      [](const py::object& self) -> py::object { return self.attr("_settings"); },
+      "The settings folder.");
   method(
       local, "get_projects_directory",
-      [](const py::object& self) { return self.attr("_projects"); }, "The projects folder.");
+      [](const py::object& self) -> py::object { return self.attr("_projects"); },
+      "The projects folder.");
   method(
       local, "get_statistics_file",
       [](const py::object& self) { return settings_path(self, "statistics.json"); },

@@ -56,7 +56,7 @@ void bind_item(const py::object& mask) {
   for (const char* field : {"name", "attr", "mapped"}) {
     property(
         item, field,
-        [hidden = "_" + std::string(field)](const py::object& self) {
+        [hidden = "_" + std::string(field)](const py::object& self) -> py::object {
           return self.attr(hidden.c_str());
         },
         "As given to the constructor.");

@@ -1,5 +1,8 @@
 #include "core/hierarchy/pattern.h"
 
+#include <unordered_set>
+
+#include "core/foundation/errors.h"
 #include "host/hierarchy/bindings.h"
 #include "host/sequence.h"
 
@@ -49,25 +52,48 @@ std::vector<std::pair<RuleConfig, Value>> rule_configs(const Value& classes,
   return configs;
 }
 
-/// The tree in pre-order, with a stack: it comes from a file and can be deep.
-std::vector<TreeItem> tree_items(const py::object& root) {
-  std::vector<TreeItem> items;
-  std::vector<std::pair<py::object, std::int32_t>> pending;
-  const auto push = [&pending](const py::object& node, std::int32_t parent) {
-    const std::vector<Value> children = values(node.attr("children"));
-    for (auto child = children.rbegin(); child != children.rend(); ++child) {
-      pending.emplace_back(from_value(*child), parent);
+/// The tree in pre-order, with a stack: it comes from a file and can be deep. A host may hang a
+/// node below itself, which is an error.
+class TreeReader {
+ public:
+  std::vector<TreeItem> read(const py::object& root) {
+    push(root, -1);
+    while (!pending_.empty()) {
+      const auto [node, parent] = std::move(pending_.back());
+      pending_.pop_back();
+      if (!node) {
+        on_way_.erase(way_.back().ptr());
+        way_.pop_back();
+        continue;
+      }
+      items_.push_back({from_text(node.attr("rule").attr("stamp")), parent});
+      push(node, static_cast<std::int32_t>(items_.size()) - 1);
     }
-  };
-  push(root, -1);
-  while (!pending.empty()) {
-    const auto [node, parent] = std::move(pending.back());
-    pending.pop_back();
-    items.push_back({from_text(node.attr("rule").attr("stamp")), parent});
-    push(node, static_cast<std::int32_t>(items.size()) - 1);
+    return std::move(items_);
   }
-  return items;
-}
+
+ private:
+  void push(const py::object& node, std::int32_t position) {
+    const std::vector<Value> children = values(node.attr("children"));
+    if (children.empty()) return;
+    if (!on_way_.insert(node.ptr()).second) {
+      throw foundation::Error(foundation::ErrorKind::recursion, "a rule tree hangs below itself");
+    }
+    way_.push_back(node);
+    // Marks where the way below the node ends.
+    pending_.emplace_back(py::object(), position);
+    for (auto child = children.rbegin(); child != children.rend(); ++child) {
+      pending_.emplace_back(from_value(*child), position);
+    }
+  }
+
+  std::vector<TreeItem> items_;
+  /// Nodes to be read with the position of their parent; none at the end of a node's children.
+  std::vector<std::pair<py::object, std::int32_t>> pending_;
+  /// The nodes between the root and the one being read.
+  std::vector<py::object> way_;
+  std::unordered_set<const PyObject*> on_way_;
+};
 
 void bind_rule(py::handle pattern) {
   auto rule = define<PatternRule>(pattern, "Rule", "A rule as the matcher reads it.");
@@ -118,11 +144,11 @@ void bind_scope(py::handle pattern) {
   auto scope = define<Scope>(pattern, "Scope", "One item of the pattern tree.");
   define_init(
       scope,
-      [](const Ref<PatternRule>& rule, const py::object& children) {
+      [](const OrNone<PatternRule>& rule, const py::object& children) {
         if (py::isinstance<Scope::Children>(children)) {
-          return new Scope(rule, children.cast<Ref<Scope::Children>>());
+          return new Scope(rule.reference, children.cast<Ref<Scope::Children>>());
         }
-        return new Scope(rule,
+        return new Scope(rule.reference,
                          runtime::make<Scope::Children>(detail::elements<Ref<Scope>>(children)));
       },
       py::arg("rule"), py::arg("children"));
@@ -149,7 +175,7 @@ void bind_pattern(py::handle hierarchy) {
       "set",
       [](Pattern& self, const py::object& record) {
         auto rules = rule_configs(self.check_classes(), record.attr("rules"));
-        self.set(std::move(rules), tree_items(record.attr("pattern")));
+        self.set(std::move(rules), TreeReader().read(record.attr("pattern")));
       },
       py::arg("project_settings_record"), "Rebuilds from a record's `rules` and `pattern`.");
   pattern.def("get", &Pattern::get, "The effective top level, a live list of items.");

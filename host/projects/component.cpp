@@ -79,7 +79,7 @@ void bind_queries(py::class_<Component>& component) {
       "A new project without a file.");
   component.def(
       "get_headers",
-      [](const Component& self) { return expose(self.collection()).attr("headers"); },
+      [](const Component& self) -> py::object { return expose(self.collection()).attr("headers"); },
       "Summaries of the projects that are not deleted.");
   component.def("is_active", &Component::is_active,
                 "Whether checks are configured by the project rather than by the user.");

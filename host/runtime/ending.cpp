@@ -1,15 +1,20 @@
 // When the interpreter ends, threads that it does not wait for are ended where they next ask for
-// its lock. Inside a call into the core that would unwind C++ frames, whose destructors need that
-// very lock, and the process would abort. So at exit, before any thread is ended, the module waits
-// until the calls on other threads have left it, and lets no further ones in.
+// its lock, by unwinding their frames. Inside a call into the core those are C++ frames, whose
+// destructors and handlers need that very lock: the process would abort or crash.
+//
+// So at exit, before any thread is ended, the module lets no further calls in and makes those
+// inside leave: each of their threads is given a `SystemExit`, which it meets at its next step of
+// the interpreter's own code, and waits look for the end. What then still is inside sits in one
+// call of a host's that does not come back; where the core made that call the thread is stopped for
+// good instead of being unwound (`stopped_if_ended`).
 //
 // The binding library offers no place to count calls, but all its functions enter through one
 // dispatcher: its address in each function's definition is exchanged for one of ours. The counts
 // are guarded by the interpreter's lock.
 #include "host/runtime/ending.h"
 
+#include <algorithm>
 #include <set>
-#include <thread>
 
 namespace kavel::host {
 namespace {
@@ -20,19 +25,35 @@ using Classic = PyObject* (*)(PyObject*, PyObject*, PyObject*);
 using Untyped = void (*)();
 
 Untyped dispatch = nullptr;
-long calls_inside = 0;
 bool ending = false;
-std::thread::id ender;
+unsigned long ender = 0;
+/// The threads with a call inside, by the interpreter's identity of them.
+std::vector<unsigned long> inside;
+thread_local long depth = 0;
+
+bool must_leave() { return ending && PyThread_get_thread_ident() != ender; }
+
+void enter() {
+  if (depth++ == 0) inside.push_back(PyThread_get_thread_ident());
+}
+
+void leave() {
+  if (--depth > 0) return;
+  const auto own = std::ranges::find(inside, PyThread_get_thread_ident());
+  if (own == inside.end()) return;
+  std::swap(*own, inside.back());
+  inside.pop_back();
+}
 
 template <class Form, class... Arguments>
 PyObject* counted(Arguments... arguments) {
-  if (ending && std::this_thread::get_id() != ender) {
+  if (must_leave()) {
     PyErr_SetNone(PyExc_SystemExit);
     return nullptr;
   }
-  ++calls_inside;
+  enter();
   PyObject* result = reinterpret_cast<Form>(dispatch)(arguments...);
-  --calls_inside;
+  leave();
   return result;
 }
 
@@ -80,13 +101,35 @@ void count_calls(py::handle module) {
   count_members(module, seen);
 }
 
+void leave_when_ending() {
+  if (!must_leave()) return;
+  PyErr_SetNone(PyExc_SystemExit);
+  throw py::error_already_set();
+}
+
+py::object call_and_wait(py::handle callable, std::initializer_list<py::handle> arguments) {
+  py::tuple packed(arguments.size());
+  std::size_t position = 0;
+  for (const py::handle argument : arguments) packed[position++] = argument;
+  PyObject* const result =
+      stopped_if_ended([&] { return PyObject_CallObject(callable.ptr(), packed.ptr()); });
+  if (result == nullptr) throw py::error_already_set();
+  return py::reinterpret_steal<py::object>(result);
+}
+
 void end_calls(double patience) {
   ending = true;
-  ender = std::this_thread::get_id();
+  ender = PyThread_get_thread_ident();
   const py::object clock = py::module_::import("time").attr("monotonic");
   const py::object sleep = py::module_::import("time").attr("sleep");
   const double end = clock().cast<double>() + patience;
-  while (calls_inside > 0 && clock().cast<double>() < end) sleep(0.001);
+  while (true) {
+    std::vector<unsigned long> others = inside;
+    std::erase(others, ender);
+    if (others.empty() || clock().cast<double>() >= end) return;
+    for (const unsigned long thread : others) PyThreadState_SetAsyncExc(thread, PyExc_SystemExit);
+    sleep(0.005);
+  }
 }
 
 }  // namespace kavel::host

@@ -1,7 +1,14 @@
 // How the calls of a host's threads end when the interpreter does.
 #pragma once
 
+#include <initializer_list>
+
 #include "host/py.h"
+
+#ifdef __GLIBCXX__
+#include <cxxabi.h>
+#include <unistd.h>
+#endif
 
 namespace kavel::host {
 
@@ -9,8 +16,32 @@ namespace kavel::host {
 /// when everything is bound.
 void count_calls(py::handle module);
 
-/// To be called at exit: waits up to `patience` seconds until no call of another thread is inside.
-/// From then on a call from another thread ends its thread, as `SystemExit` does.
+/// To be called at exit: asks the calls of other threads to end, as `SystemExit` does, and waits up
+/// to `patience` seconds until none is inside. From then on a call from another thread ends its
+/// thread.
 void end_calls(double patience);
+
+/// Throws `SystemExit` on a thread that is asked to leave; to be called around waits.
+void leave_when_ending();
+
+/// Runs a call of the interpreter's C interface. A thread that the interpreter ends inside of it is
+/// stopped here for good: it must not unwind the frames above, whose destructors need the
+/// interpreter. `call` must hold nothing that has a destructor.
+template <class Call>
+auto stopped_if_ended(Call&& call) {
+#ifdef __GLIBCXX__
+  try {
+    return std::forward<Call>(call)();
+  } catch (const abi::__forced_unwind&) {
+    while (true) pause();
+  }
+#else
+  return std::forward<Call>(call)();
+#endif
+}
+
+/// `callable(*arguments)` for a call that may take long, with no other C++ frame below this one.
+[[nodiscard]] py::object call_and_wait(py::handle callable,
+                                       std::initializer_list<py::handle> arguments);
 
 }  // namespace kavel::host

@@ -1,4 +1,5 @@
 #include "host/py.h"
+#include "host/runtime/ending.h"
 #include "host/runtime/runtime.h"
 
 namespace kavel::host {
@@ -14,7 +15,11 @@ class InterpreterSystem final : public runtime::System {
     return py::module_::import("time").attr("perf_counter")().cast<double>();
   }
 
-  void sleep(double seconds) override { py::module_::import("time").attr("sleep")(seconds); }
+  void sleep(double seconds) override {
+    leave_when_ending();
+    (void)call_and_wait(py::module_::import("time").attr("sleep"), {py::float_(seconds)});
+    leave_when_ending();
+  }
 
   std::optional<std::string> variable(const std::string& name) override {
     return environ().attr("get")(to_text(name)).cast<std::optional<std::string>>();

@@ -100,7 +100,8 @@ void bind_questions(py::class_<Buffer>& buffer) {
       "get_path_groups",
       [](const Buffer& self) {
         py::list groups;
-        for (const BucketRef& bucket : self.buckets()->items) {
+        const std::vector<BucketRef> buckets = self.buckets()->items;
+        for (const BucketRef& bucket : buckets) {
           groups.append(roots_list(bucket->joint));
         }
         return groups;

@@ -72,7 +72,7 @@ void bind_list_protocol(py::class_<CheckDirectories>& list) {
       "__iter__", [](const CheckDirectories& self) { return py::iter(text_list(self.all())); },
       "The embedded folder, then the user's.");
   list.def("__len__", [](const CheckDirectories& self) { return self.entries().size(); });
-  list.def("__getitem__", [](const CheckDirectories& self, const py::object& index) {
+  list.def("__getitem__", [](const CheckDirectories& self, const py::object& index) -> py::object {
     return text_list(self.entries())[index];
   });
   list.def(

@@ -37,6 +37,36 @@ def stage(tree: Any = None) -> Stage:
     return Stage(MemoryHost(TREE if tree is None else tree), CAR)
 
 
+class Finaliser:
+    """Found by the collector, it changes what the core is reading, and uses the memory anew."""
+
+    def __init__(self, change: Any) -> None:
+        self.circle, self.change = self, change
+
+    def __del__(self) -> None:
+        self.change()
+        Finaliser.junk = [bytes(8 * 3000) for _ in range(50)]
+
+
+@pytest.mark.parametrize("changed", ["buckets", "children"])
+@pytest.mark.parametrize("operation", ["update", "get_path_groups"])
+def test_reading_outlives_foreign_code_that_the_collector_runs(
+    changed: str, operation: str
+) -> None:
+    made = stage()
+    made.buffer.set([Bucket(joint(k, *(joint(n) for n in range(30)))) for k in range(1000)])
+    live = made.buffer.get() if changed == "buckets" else made.buffer.get()[5].joint.children
+    gc.collect()
+    limits = gc.get_threshold()
+    gc.set_threshold(200, 10, 10)
+    try:
+        Finaliser(live.clear)
+        result = getattr(made.buffer, operation)()
+    finally:
+        gc.set_threshold(*limits)
+    assert len(made.host.stored if operation == "update" else result) == 1000
+
+
 def test_joints_are_equal_by_four_fields() -> None:
     left = joint("a", joint("b"))
     assert left == joint("a", icon="other", color="other")
