@@ -31,7 +31,16 @@ IMPORTS = {
 # Special methods that are part of the interface; others come with every class.
 SPECIAL = {
     *("__init__", "__call__", "__iter__", "__len__", "__getitem__", "__setitem__", "__delitem__"),
-    *("__contains__", "__enter__", "__exit__", "__add__", "__bool__", "__next__", "__str__"),
+    *(
+        "__contains__",
+        "__enter__",
+        "__exit__",
+        "__add__",
+        "__bool__",
+        "__bytes__",
+        "__next__",
+        "__str__",
+    ),
 }
 # What a live list has beside its own element type comes from MutableSequence.
 SEQUENCE_OWN = {"copy", "sort"}

@@ -144,5 +144,10 @@ TYPES: dict[str, str] = {
     "_Project.Settings.Rule.Range.data": "list[int]",
     "_Project.Settings.Rule.Tree.Root.data": "list[dict[str, Any]]",
     "_Settings.Check.Config.get": "_Settings.Check | None",
+    "_Statistics.HttpRequest.contents": "dict[str, Any]",
+    "_Statistics.HttpRequest.headers": "dict[str, str]",
+    "_Statistics._data": "dict[str, Any]",
+    "_Statistics._extend(content)": "dict[str, Any]",
+    "_Statistics._read": "dict[str, Any]",
     "_Settings.Check.parameters": "list[Any]",
 }

@@ -84,8 +84,13 @@ runtime::Value AccessQueue::read() const {
 void AccessQueue::leave() {
   if (phase_ != Phase::inside) return;
   const runtime::Value data = std::exchange(data_, runtime::Value());
+  const std::optional<std::string> content = std::exchange(content_, std::nullopt);
   try {
-    if (write) write_json(path_, data, ticket_);
+    if (write && content) {
+      write_content(path_, *content, ticket_);
+    } else if (write) {
+      write_json(path_, data, ticket_);
+    }
   } catch (...) {
     abandon();
     throw;

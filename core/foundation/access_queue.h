@@ -63,6 +63,8 @@ class AccessQueue final : public runtime::Object {
   [[nodiscard]] const runtime::Value& data() const noexcept { return data_; }
   /// What `leave` writes.
   void set_data(runtime::Value data) { data_ = std::move(data); }
+  /// What `leave` writes instead: the finished text of the file, in UTF-8.
+  void set_content(std::string content) { content_ = std::move(content); }
 
   // The steps of a turn, for callers that wait for many files at once.
 
@@ -111,6 +113,7 @@ class AccessQueue final : public runtime::Object {
   std::string filename_;
   std::string ticket_;
   runtime::Value data_;
+  std::optional<std::string> content_;
   Phase phase_ = Phase::idle;
   double waited_for_lock_ = 0;
   double waited_for_turn_ = 0;

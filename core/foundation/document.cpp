@@ -89,20 +89,37 @@ std::vector<Document> read_documents(const std::vector<std::string>& paths,
   return documents;
 }
 
-void write_document(const std::string& path, const Json& content) {
-  const runtime::Value data = runtime::services().json->from_json(content);
-  const auto replace = [&] {
-    with_turn(path, true, [&](AccessQueue& turn) { turn.set_data(data); });
-  };
+RawDocument read_raw_document(const std::string& path, const DocumentMessages& messages) {
+  if (existing({path}).empty()) return {};
+  std::vector<TurnContent> contents = read_in_turns({path});
+  read_again({path}, messages, contents);
+  const TurnContent& content = contents.front();
+  if (content.error) {
+    if (!is_no_json(content.error)) guarded([&] { std::rethrow_exception(content.error); });
+    return {.state = Document::State::unusable, .content = {}};
+  }
+  if (runtime::services().data->is_map(content.data)) {
+    return {.state = Document::State::usable, .content = content.data};
+  }
+  log_warning(format(messages.incompatible, {path}));
+  return {.state = Document::State::unusable, .content = {}};
+}
+
+void update_document(const std::string& path, const std::function<void(AccessQueue&)>& change) {
   try {
-    replace();
+    with_turn(path, true, change);
     return;
   } catch (...) {
     if (!is_hopeless(std::current_exception())) throw;
     log_exception();
   }
   move_corrupted(path);
-  replace();
+  with_turn(path, true, change);
+}
+
+void write_document(const std::string& path, const Json& content) {
+  const runtime::Value data = runtime::services().json->from_json(content);
+  update_document(path, [&](AccessQueue& turn) { turn.set_data(data); });
 }
 
 }  // namespace kavel::foundation

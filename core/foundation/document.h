@@ -2,13 +2,17 @@
 // what cannot be parsed aside, and one way to replace them.
 #pragma once
 
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "core/foundation/json.h"
+#include "core/runtime/value.h"
 
 namespace kavel::foundation {
+
+class AccessQueue;
 
 /// What is logged about a file; "{}" stands for its path.
 struct DocumentMessages {
@@ -38,8 +42,20 @@ struct Document {
 [[nodiscard]] std::vector<Document> read_documents(const std::vector<std::string>& paths,
                                                    const DocumentMessages& messages);
 
-/// Replaces the document's content in a turn of its own; a file whose old content cannot be parsed
-/// is moved into the folder ".corrupted" first. Throws the errors of the turn and of writing.
+/// A document as the interpreter parsed it, for readers that convert it themselves.
+struct RawDocument {
+  Document::State state = Document::State::missing;
+  /// A map when usable, else empty.
+  runtime::Value content;
+};
+[[nodiscard]] RawDocument read_raw_document(const std::string& path,
+                                            const DocumentMessages& messages);
+
+/// Runs `change(turn)` in a turn that writes: it reads the turn's data and sets what is written, or
+/// takes `turn.write` back. A file whose content cannot be parsed is moved into the folder
+/// ".corrupted" first. Throws the errors of the turn, of the change and of writing.
+void update_document(const std::string& path, const std::function<void(AccessQueue&)>& change);
+/// Replaces the document's content.
 void write_document(const std::string& path, const Json& content);
 
 }  // namespace kavel::foundation

@@ -74,18 +74,6 @@ void write_in_place(const std::string& target, const std::string& content,
   remove_quietly(sibling);
 }
 
-void write_content(const std::string& path, const std::string& content, const std::string& ticket) {
-  auto& files = *runtime::services().files;
-  const std::string target = files.is_link(path) ? files.resolve(path) : path;
-  const std::string sibling = target + ".tmp." + ticket;
-  if (!made(sibling)) {
-    files.write(target, content);
-    return;
-  }
-  fill(sibling, content);
-  if (!took_place(sibling, target)) write_in_place(target, content, sibling);
-}
-
 /// A free name in the folder for unusable files, which is made when it is missing.
 std::string place_aside(const std::string& path) {
   const runtime::Services& services = runtime::services();
@@ -99,6 +87,18 @@ std::string place_aside(const std::string& path) {
 }
 
 }  // namespace
+
+void write_content(const std::string& path, const std::string& content, const std::string& ticket) {
+  auto& files = *runtime::services().files;
+  const std::string target = files.is_link(path) ? files.resolve(path) : path;
+  const std::string sibling = target + ".tmp." + ticket;
+  if (!made(sibling)) {
+    files.write(target, content);
+    return;
+  }
+  fill(sibling, content);
+  if (!took_place(sibling, target)) write_in_place(target, content, sibling);
+}
 
 runtime::Value read_json(const std::string& path) {
   return runtime::services().json->parse_file(runtime::services().files->read(path));

@@ -20,6 +20,9 @@ void write_json(const std::string& path, const runtime::Value& data, const std::
 /// The same under a ticket of its own.
 void write_json(const std::string& path, const runtime::Value& data);
 
+/// The same for the finished text of a file, in UTF-8.
+void write_content(const std::string& path, const std::string& content, const std::string& ticket);
+
 /// A random whole number of up to nine digits, which tells the editors of one file apart.
 [[nodiscard]] std::string random_ticket();
 

@@ -2,9 +2,11 @@
 // recursive copy. Nothing here runs foreign code.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "core/runtime/value.h"
@@ -18,11 +20,17 @@ class PlainData {
   /// Elements of a list or tuple, a snapshot; nothing for any other value.
   [[nodiscard]] virtual std::optional<std::vector<Value>> elements(const Value& value) = 0;
   [[nodiscard]] virtual bool is_map(const Value& value) = 0;
+  /// Number of entries of a map.
+  [[nodiscard]] virtual std::size_t map_size(const Value& map) = 0;
   /// The value under `key`, an empty one when there is none. `map` is a map.
   [[nodiscard]] virtual Value entry(const Value& map, const Value& key) = 0;
+  /// Keys and values of a map, a snapshot.
+  [[nodiscard]] virtual std::vector<std::pair<Value, Value>> entries(const Value& map) = 0;
   /// Nothing for a value that is no text, or no Boolean.
   [[nodiscard]] virtual std::optional<std::string> text(const Value& value) = 0;
   [[nodiscard]] virtual std::optional<bool> boolean(const Value& value) = 0;
+  /// Nothing for a value that is no real number; a whole one is none.
+  [[nodiscard]] virtual std::optional<double> real(const Value& value) = 0;
 
   [[nodiscard]] virtual Value make_text(std::string_view text) = 0;
   /// None for nothing.

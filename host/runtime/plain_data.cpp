@@ -33,10 +33,24 @@ class InterpreterData final : public runtime::PlainData {
 
   bool is_map(const Value& value) override { return PyDict_Check(raw(value)) != 0; }
 
+  std::size_t map_size(const Value& map) override {
+    return static_cast<std::size_t>(PyDict_GET_SIZE(raw(map)));
+  }
+
   Value entry(const Value& map, const Value& key) override {
     PyObject* const found = PyDict_GetItemWithError(raw(map), raw(key));
     if (found == nullptr && PyErr_Occurred() != nullptr) throw py::error_already_set();
     return Value::borrow(found);
+  }
+
+  std::vector<std::pair<Value, Value>> entries(const Value& map) override {
+    std::vector<std::pair<Value, Value>> items;
+    PyObject* key = nullptr;
+    PyObject* value = nullptr;
+    for (Py_ssize_t place = 0; PyDict_Next(raw(map), &place, &key, &value) != 0;) {
+      items.emplace_back(Value::borrow(key), Value::borrow(value));
+    }
+    return items;
   }
 
   std::optional<std::string> text(const Value& value) override {
@@ -47,6 +61,11 @@ class InterpreterData final : public runtime::PlainData {
   std::optional<bool> boolean(const Value& value) override {
     if (!value || PyBool_Check(raw(value)) == 0) return std::nullopt;
     return raw(value) == Py_True;
+  }
+
+  std::optional<double> real(const Value& value) override {
+    if (!value || PyFloat_Check(raw(value)) == 0) return std::nullopt;
+    return PyFloat_AS_DOUBLE(raw(value));
   }
 
   Value make_text(std::string_view text) override { return made(to_text(text).release().ptr()); }

@@ -5,15 +5,23 @@
 namespace kavel::host {
 namespace {
 
+/// A module that is imported already, without the cost of asking for the import again: clocks are
+/// read twice for every check that runs.
+py::object imported(const char* name) {
+  const auto key = py::reinterpret_steal<py::object>(PyUnicode_InternFromString(name));
+  if (!key) throw py::error_already_set();
+  auto module = py::reinterpret_steal<py::object>(PyImport_GetModule(key.ptr()));
+  if (!module && PyErr_Occurred() != nullptr) throw py::error_already_set();
+  return module ? module : py::object(py::module_::import(name));
+}
+
 py::object environ() { return py::module_::import("os").attr("environ"); }
 
 class InterpreterSystem final : public runtime::System {
  public:
-  double time() override { return py::module_::import("time").attr("time")().cast<double>(); }
+  double time() override { return imported("time").attr("time")().cast<double>(); }
 
-  double monotonic() override {
-    return py::module_::import("time").attr("perf_counter")().cast<double>();
-  }
+  double monotonic() override { return imported("time").attr("perf_counter")().cast<double>(); }
 
   void sleep(double seconds) override {
     leave_when_ending();

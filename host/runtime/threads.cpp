@@ -12,20 +12,33 @@ constexpr double kLockSlice = 0.05;
 /// lock held.
 class InterpreterLock final : public runtime::Lock {
  public:
-  InterpreterLock() : lock_(to_value(py::module_::import("threading").attr("Lock")())) {}
+  InterpreterLock()
+      : lock_(to_value(py::module_::import("threading").attr("Lock")())),
+        acquire_(to_value(from_value(lock_).attr("acquire"))),
+        release_(to_value(from_value(lock_).attr("release"))) {}
 
   void acquire() override {
-    const py::object acquire = from_value(lock_).attr("acquire");
+    if (try_acquire()) return;
+    const py::object acquire = from_value(acquire_);
     while (!call_and_wait(acquire, {py::bool_(true), py::float_(kLockSlice)}).cast<bool>()) {
       leave_when_ending();
     }
   }
-  bool try_acquire() override { return from_value(lock_).attr("acquire")(false).cast<bool>(); }
-  void release() override { from_value(lock_).attr("release")(); }
+  bool try_acquire() override { return from_value(acquire_)(false).cast<bool>(); }
+  void release() override { run(release_); }
   [[nodiscard]] Value value() const override { return lock_; }
 
  private:
+  static void run(const Value& operation) {
+    PyObject* const result = PyObject_CallNoArgs(static_cast<PyObject*>(operation.get()));
+    if (result == nullptr) throw py::error_already_set();
+    Py_DECREF(result);
+  }
+
   Value lock_;
+  // Bound once: a lock guards each of a million small steps.
+  Value acquire_;
+  Value release_;
 };
 
 class InterpreterThreads final : public runtime::Threads {

@@ -15,6 +15,8 @@ namespace kavel::host {
 void bind_check_directories(py::handle check);
 void bind_check_presets(py::handle check);
 void bind_service_urls(py::handle settings);
+/// The types of usage records, in the class `Type`.
+void bind_statistics_records(py::handle type);
 
 /// The text object that stands for a folder, made the first time.
 [[nodiscard]] py::object directory_text(const Ref<services::CheckDirectory>& directory);

@@ -1,103 +1,108 @@
 #include "core/services/statistics.h"
 
-#include "core/foundation/errors.h"
+#include "core/foundation/logger.h"
+#include "core/runtime/services.h"
+#include "host/adaptors/http_response.h"
+#include "host/adaptors/statistics.h"
 #include "host/bindings.h"
 #include "host/classes.h"
+#include "host/services/services.h"
 
 namespace kavel::host {
 namespace {
 
-using services::ChecksRecord;
-using services::ExportedRecord;
-using services::FeedbackSentRecord;
 using services::Statistics;
-using services::StatisticsRecord;
-using services::ValidateRecord;
+using services::StatisticsRequest;
+using services::StatisticsResponse;
 
-template <class T>
-py::class_<T, StatisticsRecord> define_record(py::handle type, const char* name, const char* doc) {
-  auto record = define<T, StatisticsRecord>(type, name, doc);
-  record.attr("key") = to_text(T::kKey);
-  return record;
+void bind_request(py::class_<Statistics>& store, const py::dict& headers) {
+  auto request = define<StatisticsRequest>(store, "HttpRequest",
+                                           "The body of a request: user and records as JSON.");
+  request.attr("headers") = headers;
+  define_init(
+      request,
+      [](const py::object& contents, std::optional<std::string> username) {
+        const Value clean = runtime::services().json->clean(to_value(contents));
+        if (!username) username = StatisticsRequest::current_user();
+        return new StatisticsRequest(runtime::services().json->dump(clean, 0), *username);
+      },
+      py::arg("contents"), py::arg("username") = py::none(),
+      "Without a name that of the variable USERNAME, empty when it is unset.");
+  request.def_readonly("username", &StatisticsRequest::username, "The user's name.");
+  request.def_property_readonly("contents", &StatisticsRequest::contents,
+                                "The records, a fresh map.");
+  request.def("__str__", &StatisticsRequest::text, "The body's text.");
+  request.def(
+      "__bytes__", [](const StatisticsRequest& self) { return py::bytes(self.text()); },
+      "The body, UTF-8.");
 }
 
-void bind_records(py::handle type) {
-  auto base = define<StatisticsRecord>(type, "_Record", "One usage record.");
-  base.attr("key") = to_text(StatisticsRecord::kKey);
-  define_init(base, [] { return new StatisticsRecord(); });
-  base.def_readonly("timestamp", &StatisticsRecord::timestamp,
-                    "Time of recording, seconds since the epoch.");
-  base.def_property_readonly("data", &StatisticsRecord::data, "A fresh JSON-ready map.");
-
-  auto validate = define_record<ValidateRecord>(type, "Validate", "A validation.");
+void bind_response(py::class_<Statistics>& store) {
+  auto response = define<StatisticsResponse>(store, "HttpResponse", "What a response says.");
   define_init(
-      validate,
-      [](double speed, std::string project) {
-        return new ValidateRecord(speed, std::move(project));
-      },
-      py::arg("speed"), py::arg("project") = "");
-  validate.def_readonly("speed", &ValidateRecord::speed, "Duration in seconds.");
-  validate.def_readonly("project", &ValidateRecord::project, "Project, empty outside its mode.");
+      response, [](const py::object& raw) { return new StatisticsResponse(reports_success(raw)); },
+      py::arg("response"), "From the host's response: `status`, else `getcode()` or `code`.");
+  response.def_readonly("accepted", &StatisticsResponse::accepted, "Whether the status is 200.");
+}
 
-  auto checks = define_record<ChecksRecord>(type, "Checks", "One run of one check.");
-  define_init(
-      checks,
-      [](std::string name, std::string result, double speed) {
-        return new ChecksRecord(std::move(name), std::move(result), speed);
-      },
-      py::arg("name"), py::arg("result"), py::arg("speed"));
-  checks.def_readonly("name", &ChecksRecord::name, "The check's long name.");
-  checks.def_readonly("result", &ChecksRecord::result, "One of `Constants.Check.Result`.");
-  checks.def_readonly("speed", &ChecksRecord::speed, "Duration in seconds.");
+void add(Statistics& self, const py::object& record) {
+  if (const services::StatisticsRecord* plain = plain_record(record)) return self.add(*plain);
+  foundation::guarded(
+      [&] { self.add(from_text(record.attr("key")), to_value(record.attr("data"))); });
+}
 
-  auto exported = define_record<ExportedRecord>(type, "Exported", "One export run.");
-  define_init(
-      exported,
-      [](std::string format, std::int64_t count, std::int64_t skipped, double speed) {
-        return new ExportedRecord(std::move(format), count, skipped, speed);
+void bind_actions(py::class_<Statistics>& store) {
+  store.def("add", &add, py::arg("record"),
+            "Appends a record of one of the types; failures are logged.");
+  store.def("write", &Statistics::write,
+            "Merges the records into the file; failures are logged and leave the records as they "
+            "are. Waits for the turn at the file.");
+  store.def("create_http_request", &Statistics::create_http_request,
+            "The records for the server, an `HttpRequest`.");
+  store.def(
+      "accept_http_response",
+      [](Statistics& self, const py::object& response, bool clear) {
+        if (py::isinstance<StatisticsResponse>(response)) {
+          return self.accept_http_response(response.cast<const StatisticsResponse&>(), clear);
+        }
+        self.accept_http_response(StatisticsResponse(reports_success(response)), clear);
       },
-      py::arg("format"), py::arg("count"), py::arg("skipped"), py::arg("speed"));
-  exported.def_readonly("format", &ExportedRecord::format, "The format's attribute.");
-  exported.def_readonly("count", &ExportedRecord::count, "Files written.");
-  exported.def_readonly("skipped", &ExportedRecord::skipped, "Tasks left out.");
-  exported.def_readonly("speed", &ExportedRecord::speed, "Duration in seconds.");
-
-  auto feedback = define_record<FeedbackSentRecord>(type, "FeedbackSent", "Feedback was sent.");
-  define_init(feedback, [] { return new FeedbackSentRecord(); });
+      py::arg("response"), py::arg("clear"),
+      "Takes an `HttpResponse` or the host's own. With `clear` an accepted one removes what the "
+      "last request carried, here and in the file.");
+  store.def("_clear", &Statistics::clear, "Removes every record; the file keeps its own.");
+  store.def("_extend", &Statistics::extend, py::arg("content"),
+            "Merges the records into a map as the file has it, in place.");
+  store.def("_read", &Statistics::read, "What the file holds, an empty map if it is of no use.");
+  store.def(
+      "_ensure_attributes", [](const Statistics&) {},
+      "Does nothing: every type has its array and the version is set at any time.");
 }
 
 }  // namespace
 
 void bind_statistics(py::module_& module) {
   auto store = define<Statistics>(module, "_Statistics", "The local store of usage records.");
-  store.attr("version") = Statistics::kVersion;
-  bind_records(namespace_class(store, "Type", "The types of usage records."));
+  store.attr("version") = services::kStatisticsVersion;
+  bind_statistics_records(namespace_class(store, "Type", "The types of usage records."));
+  py::dict headers;
+  headers["Content-type"] = "application/json";
+  bind_request(store, headers);
+  bind_response(store);
   define_init(
       store,
       [](const py::object& environment) {
         return new Statistics(from_text(environment.attr("get_statistics_file")()));
       },
       py::arg("env"), "Reads the environment's statistics file; never raises for its content.");
-  store.def(
-      "add",
-      [](Statistics& self, const py::object& record) {
-        self.add(from_text(record.attr("key")), to_json(record.attr("data")));
-      },
-      py::arg("record"), "Appends a record of one of the types; ValueError for any other key.");
-  store.def("_ensure_attributes", &Statistics::ensure_attributes,
-            "Makes sure that every type has its array and the version is set.");
+  bind_actions(store);
+  store.def_readwrite("maximum_records", &Statistics::maximum_records,
+                      "Records kept of each type, the newest ones.");
   store.def_property_readonly("_path", &Statistics::path, "The statistics file.");
-  store.def_property_readonly("_data", &Statistics::data, "A copy of the data.");
-  for (const char* action :
-       {"write", "create_http_request", "accept_http_response", "_clear", "_extend"}) {
-    store.def(
-        action,
-        [label = "_Statistics." + std::string(action)](const Statistics&, const py::args&,
-                                                       const py::kwargs&) {
-          throw foundation::not_implemented(label);
-        },
-        "Not implemented in this version.");
-  }
+  store.def_property_readonly("_data", &Statistics::data, "The records, a fresh map.");
+  store.def_property_readonly(
+      "_mutex_edit", [](const Statistics& self) { return self.lock().value(); },
+      "The lock that guards the records.");
 }
 
 }  // namespace kavel::host

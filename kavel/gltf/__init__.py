@@ -1,5 +1,7 @@
-"""glTF 2.0 scene files: container, node graph, paths, and the operator over them.
+"""glTF 2.0 scene files: container, node graph, paths, the operator and the view over them.
 
-`container`, `graph` and `paths` are plain Python; only `operator` needs the extension module
-`core`.
+Reading geometry goes from `lookup` (the document) through `buffers`, `accessors` and `materials`
+to `meshes`; writing it from `editing` (what an edit means) to `encoding` (what is written). `view`
+puts them together. Only `operator` needs the extension module `core`, and only what deals with
+geometry needs numpy.
 """

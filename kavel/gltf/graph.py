@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import re
+from array import array
 from dataclasses import dataclass, field
 from typing import Any, Optional
 
@@ -24,7 +25,7 @@ class SceneGraph:
     """What a scene holds: the paths of its top objects, and four maps keyed by path.
 
     `kinds` are "mesh", "lod", "group" and "empty" (see `node_kind`). The maps list parents before
-    their children.
+    their children. `nodes` are the file's indices of the nodes, in the order of the maps.
     """
 
     roots: list[str] = field(default_factory=list)
@@ -32,6 +33,7 @@ class SceneGraph:
     kinds: dict[str, str] = field(default_factory=dict)
     parents: dict[str, str | None] = field(default_factory=dict)
     children: dict[str, tuple[str, ...]] = field(default_factory=dict)
+    nodes: array[int] = field(default_factory=lambda: array("q"))
 
     def top(self, path: str) -> str:
         """The top object that `path` lies under (`path` itself when it is one)."""
@@ -153,6 +155,7 @@ class _Builder:
         self._owners[index] = reference
         node = self._nodes[index]
         graph = self._graph
+        graph.nodes.append(index)
         graph.names[path] = self._name(index)
         graph.kinds[path] = node_kind(node, self._lod_names)
         graph.parents[path] = parent

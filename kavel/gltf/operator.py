@@ -7,13 +7,17 @@ import os
 import re
 from collections.abc import Callable, Iterator
 from contextlib import contextmanager
-from typing import Any, ClassVar
+from typing import TYPE_CHECKING, Any, ClassVar
 
 import core
 from kavel.errors import SceneError
 from kavel.gltf.container import SceneFile
 from kavel.gltf.graph import SceneGraph, build_graph
 from kavel.gltf.paths import name_of
+
+if TYPE_CHECKING:
+    from kavel.gltf.view import GltfScene
+    from kavel.view import Selection
 
 _EXTRAS_KEY = "kavel"
 _Type = core.Constants.Scene.Type
@@ -63,6 +67,9 @@ class GltfOperator(core.Scene.Operator):
         self._graph = SceneGraph()
         self._types: dict[str, str] = {}
         self._selection: list[str] = []
+        #: What checks selected last, elements included, for a report to show.
+        self.selections: list[Selection] = []
+        self._view: GltfScene | None = None
         self._filedata: Any = None
         self._scene_opened: list[Callable[[], Any]] = []
         self._shutdown: list[Callable[[], Any]] = []
@@ -82,20 +89,24 @@ class GltfOperator(core.Scene.Operator):
         graph = build_graph(file.document, path, self._lod_names)
         self._file, self._graph = file, graph
         self._types = {path: self.TYPE_MAPPING[kind] for path, kind in graph.kinds.items()}
-        self._selection = []
+        self._selection, self.selections = [], []
+        self._view = None
         self._filedata, self.filedata_problem = self._read_filedata(file)
         for function in list(self._scene_opened):
             function()
 
     def save(self) -> None:
-        """Write the open file with the data embedded in it.
+        """Write the open file with the data embedded in it, and with what checks changed.
 
         Errors: SceneError when no scene is open, or the file cannot be written; it then stays as it
         was.
         """
         if self._file is None:
             raise SceneError("", "no scene is open")
-        self._file.save()
+        if self._view is None:
+            self._file.save()
+        else:
+            self._view.save()
 
     def shutdown(self) -> None:
         """Tell the registered handlers that the application is about to close."""
@@ -105,6 +116,21 @@ class GltfOperator(core.Scene.Operator):
     @property
     def graph(self) -> SceneGraph:
         return self._graph
+
+    @property
+    def view(self) -> GltfScene:
+        """The open scene as checks use it; another one for each scene that is opened.
+
+        Errors: SceneError when no scene is open.
+        """
+        if self._file is None:
+            raise SceneError("", "no scene is open")
+        if self._view is None:
+            # Numerics and image formats are loaded where they are needed; a scan needs neither.
+            from kavel.gltf.view import GltfScene
+
+            self._view = GltfScene(self._file, self)
+        return self._view
 
     def get_current_file(self) -> str | None:
         return os.path.abspath(self._file.path) if self._file else None
@@ -139,15 +165,17 @@ class GltfOperator(core.Scene.Operator):
 
     def select(self, *paths: str) -> None:
         """Paths of objects that are not there are left out, and repeated ones count once."""
+        self.selections = []
         self._selection = [path for path in dict.fromkeys(paths) if path in self._types]
 
     @contextmanager
     def selection_manager(self) -> Iterator[None]:
-        selection = self._selection
+        selection, selections = self._selection, self.selections
         try:
             yield
         finally:
             self.select(*selection)
+            self.selections = selections
 
     # Events
 

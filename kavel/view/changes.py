@@ -20,27 +20,39 @@ def transform_changes(before: Transform, after: Transform) -> list[str]:
 
 
 def mesh_changes(before: Mesh | None, after: Mesh | None) -> list[str]:
-    """Which parts of a mesh differ; ["mesh"] when only one of the two is there."""
+    """Which parts of a mesh differ: "points", "faces", "normals", "UV sets", "materials"; or "mesh"
+    when only one of the two is there.
+
+    What belongs to corners and faces is compared only between the same number of faces: where some
+    were removed, "faces" says it.
+    """
     if before is after:
         return []
     if before is None or after is None:
         return ["mesh"]
-    faces = _equal(before.corners, after.corners) and _equal(before.offsets, after.offsets)
-    uv_sets = list(before.uv_sets) == list(after.uv_sets) and all(
-        _equal(values, after.uv_sets[name]) for name, values in before.uv_sets.items()
-    )
-    same = {
-        "points": _equal(before.points, after.points),
-        "faces": faces,
-        "normals": _equal(before.normals, after.normals),
-        "UV sets": uv_sets,
-        "materials": _equal(before.materials, after.materials) and before.slots == after.slots,
-    }
-    return [part for part, equal in same.items() if not equal]
+    same_faces = _equal(before.corners, after.corners) and _equal(before.offsets, after.offsets)
+    differ = {"points": not _equal(before.points, after.points), "faces": not same_faces}
+    if _equal(before.offsets, after.offsets):
+        # A face that was turned round keeps its values, at corners in another order.
+        first, second = (_order(mesh) for mesh in (before, after))
+        names = list(dict.fromkeys([*before.uv_sets, *after.uv_sets]))
+        differ["normals"] = not _equal(before.normals, after.normals, first, second)
+        differ["UV sets"] = list(before.uv_sets) != list(after.uv_sets) or not all(
+            _equal(before.uv_sets[name], after.uv_sets[name], first, second) for name in names
+        )
+        differ["materials"] = not _equal(before.materials, after.materials)
+    differ["materials"] = differ.get("materials", False) or before.slots != after.slots
+    return [part for part, changed in differ.items() if changed]
 
 
-def _equal(before: Any, after: Any) -> bool:
+def _order(mesh: Mesh) -> Any:
+    """(C,) the corners, face after face, sorted by their point within each."""
+    return np.lexsort((mesh.corners, mesh.corner_faces))
+
+
+def _equal(before: Any, after: Any, first: Any = slice(None), second: Any = slice(None)) -> bool:
     if before is None or after is None:
         return before is after
     # A value that is no number is equal to itself here: it did not change.
-    return bool(np.array_equal(before, after, equal_nan=before.dtype.kind == "f"))
+    numbers = before.dtype.kind == "f"
+    return bool(np.array_equal(before[first], after[second], equal_nan=numbers))

@@ -1,8 +1,11 @@
-"""The store of usage records, as far as it reads and collects."""
+"""The store of usage records: collecting, sharing one file, exchanging with a server."""
 
 from __future__ import annotations
 
 import json
+import subprocess
+import sys
+import textwrap
 import time
 from pathlib import Path
 from types import SimpleNamespace
@@ -42,7 +45,7 @@ def test_records_have_their_keys_in_order() -> None:
 
 
 @pytest.mark.parametrize(
-    ("content", "kept"),
+    ("text", "kept"),
     [
         (None, False),
         ("{", False),
@@ -52,26 +55,231 @@ def test_records_have_their_keys_in_order() -> None:
         ('{"version": 1, "validate": [{"timestamp": 1.0}], "checks": 5}', True),
     ],
 )
-def test_unusable_files_count_as_empty(tmp_path: Path, content: str | None, kept: bool) -> None:
+def test_unusable_files_count_as_empty(tmp_path: Path, text: str | None, kept: bool) -> None:
     path = tmp_path / "statistics.json"
-    if content is not None:
-        path.write_text(content, encoding="utf-8")
+    if text is not None:
+        path.write_text(text, encoding="utf-8")
     data = store(path)._data
     assert data == ({**EMPTY, "validate": [{"timestamp": 1.0}]} if kept else EMPTY)
-    if content == "{":
+    if text == "{":
         assert not path.exists()
         assert next((tmp_path / ".corrupted").iterdir()).read_text(encoding="utf-8") == "{"
-    elif content is not None:
+    elif text is not None:
         json.loads(path.read_text(encoding="utf-8"))
 
 
-def test_added_records_are_bounded_and_typed(tmp_path: Path) -> None:
+def checks(*times: float) -> list[dict[str, Any]]:
+    return [{"name": "UVs", "result": "pass", "timestamp": time, "speed": 0.5} for time in times]
+
+
+def record(time: float) -> Any:
+    return SimpleNamespace(key="checks", data=checks(time)[0])
+
+
+def content(path: Path) -> Any:
+    return json.loads(path.read_text(encoding="utf-8"))
+
+
+def test_added_records_are_bounded_and_typed(
+    tmp_path: Path, caplog: pytest.LogCaptureFixture
+) -> None:
     made = store(tmp_path / "statistics.json")
-    for number in range(100_001):
-        made.add(SimpleNamespace(key="checks", data={"timestamp": float(number)}))
+    assert made.maximum_records == 100_000
+    for number in range(100_003):
+        made.add(record(float(number)))
     kept = made._data["checks"]
-    assert len(kept) <= 100_000 and kept[-1] == {"timestamp": 100_000.0}
-    with pytest.raises(ValueError, match="no records"):
-        made.add(Type._Record())
-    with pytest.raises(NotImplementedError, match="write"):
-        made.write()
+    assert (len(kept), kept[0], kept[-1]) == (100_000, *checks(3.0, 100_002.0))
+
+    class Renamed(Type.Checks):
+        @property
+        def data(self) -> Any:
+            return {"odd": [1, None, "\ud800"]}
+
+    for added in (Type._Record(), object(), SimpleNamespace(key="checks", data={1})):
+        made.add(added)
+    made.add(Renamed("UVs", "pass", 1.0))
+    made.add(Type.Validate(2.0, "Hero"))
+    finish_log()
+    # The three misfits are logged, not raised, and nothing of them is kept.
+    assert len(caplog.records) == 3
+    assert made._data["checks"][-1] == {"odd": [1, None, "\ud800"]}
+    assert [entry["project"] for entry in made._data["validate"]] == ["Hero"]
+
+
+def finish_log() -> None:
+    for thread in list(core._log_threads):
+        thread.join()
+
+
+def test_two_stores_of_one_file_lose_and_double_nothing(tmp_path: Path) -> None:
+    path = tmp_path / "statistics.json"
+    path.write_text(json.dumps({"version": 1, "checks": checks(1.0, 1.0), "note": ["\u0416"]}))
+    one, other = store(path), store(path)
+    one.add(record(3.0))
+    other.add(record(2.0))
+    for _ in range(2):
+        one.write()
+        other.write()
+    expected = checks(1.0, 1.0, 2.0, 3.0)
+    # In order of time, whoever came first; what else stands in the file stays.
+    assert content(path)["checks"] == other._data["checks"] == expected
+    assert content(path)["note"] == ["\u0416"]
+    assert path.read_text(encoding="utf-8").startswith('{\n  "version": 1,\n  "validate": [],')
+
+    # The other one's records survive our clearing, and what we cleared does not come back.
+    other.add(record(4.0))
+    one.write()
+    one._clear()
+    one.add(record(5.0))
+    one.write()
+    other.write()
+    assert content(path)["checks"] == other._data["checks"] == checks(4.0, 5.0)
+
+
+PROCESS = """
+    import sys
+    from types import SimpleNamespace
+    sys.path[:] = {path!r}
+    import core
+    store = core._Statistics(SimpleNamespace(get_statistics_file=lambda: {file!r}))
+    for turn in range(3):
+        for number in range(50):
+            store.add(core._Statistics.Type.Checks("{name}", str(turn * 50 + number), 0.1))
+        store.write()
+"""
+
+
+def test_processes_writing_at_once_lose_and_double_nothing(tmp_path: Path) -> None:
+    path = tmp_path / "statistics.json"
+    runs = []
+    for name in "ABC":
+        script = PROCESS.format(path=sys.path, file=str(path), name=name)
+        command = [sys.executable, "-c", textwrap.dedent(script)]
+        runs.append(subprocess.Popen(command, stderr=subprocess.PIPE))
+    assert [(run.communicate(timeout=60)[1], run.returncode) for run in runs] == [(b"", 0)] * 3
+    found = sorted((entry["name"], int(entry["result"])) for entry in content(path)["checks"])
+    assert found == [(name, number) for name in "ABC" for number in range(150)]
+
+
+@pytest.mark.parametrize(
+    ("old", "replaced", "message"),
+    [
+        (None, True, ""),
+        ("[1]", True, ""),
+        ('{"version": 0, "checks": [1]}', True, ""),
+        ('{"checks": [1]}', True, ""),
+        ('{"version": 2, "checks": [1]}', False, "Incompatible Statistics Version - "),
+        ("{", True, "JSONDecodeError: "),
+    ],
+)
+def test_files_that_changed_meanwhile(
+    tmp_path: Path,
+    caplog: pytest.LogCaptureFixture,
+    old: str | None,
+    replaced: bool,
+    message: str,
+) -> None:
+    path = tmp_path / "statistics.json"
+    made = store(path)
+    made.add(record(1.0))
+    if old is not None:
+        path.write_text(old, encoding="utf-8")
+    made.write()
+    assert content(path) == ({**EMPTY, "checks": checks(1.0)} if replaced else json.loads(str(old)))
+    finish_log()
+    assert [entry.getMessage()[: len(message)] for entry in caplog.records] == [message] * bool(
+        message
+    )
+    if old == "{":
+        assert next((tmp_path / ".corrupted").iterdir()).read_text(encoding="utf-8") == "{"
+
+
+def test_failed_writing_keeps_the_records(tmp_path: Path, caplog: pytest.LogCaptureFixture) -> None:
+    made = store(tmp_path / "missing" / "statistics.json")
+    made.add(record(1.0))
+    made.write()
+    assert made._data["checks"] == checks(1.0)
+    assert not made._mutex_edit.locked()
+    finish_log()
+    assert "FileNotFoundError: " in caplog.text
+    (tmp_path / "missing").mkdir()
+    made.maximum_records = 2
+    made.add(record(3.0))
+    made.add(record(2.0))
+    made.write()
+    assert content(tmp_path / "missing" / "statistics.json")["checks"] == checks(2.0, 3.0)
+
+
+def test_merging_by_hand_edits_the_map_in_place(tmp_path: Path) -> None:
+    made = store(tmp_path / "statistics.json")
+    made.add(record(2.0))
+    edited = {"version": 1, "checks": checks(1.0)}
+    made._extend(edited)
+    assert edited == {**EMPTY, "checks": checks(1.0, 2.0)}
+    assert made._data["checks"] == checks(2.0)
+
+
+def test_requests_carry_user_and_records(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> None:
+    monkeypatch.delenv("USERNAME", raising=False)
+    made = store(tmp_path / "statistics.json")
+    assert made.create_http_request().username == ""
+    monkeypatch.setenv("USERNAME", "Anna Ж")
+    made.add(record(1.0))
+    made.add(SimpleNamespace(key="validate", data={"project": "\ud800", "timestamp": 1}))
+    request = made.create_http_request()
+    made.add(record(2.0))
+    assert request.headers == {"Content-type": "application/json"}
+    assert (request.username, request.contents["checks"]) == ("Anna Ж", checks(1.0))
+    assert json.loads(bytes(request)) == {
+        "username": request.username,
+        "contents": request.contents,
+    }
+    assert "Anna Ж" in str(request)
+    given = core._Statistics.HttpRequest({"a": core._Str("b")}, "me")
+    assert json.loads(str(given)) == {"username": "me", "contents": {"a": "b"}}
+
+
+def broken_response() -> Any:
+    class Broken:
+        @property
+        def status(self) -> int:
+            raise OSError("closed")
+
+    return Broken()
+
+
+@pytest.mark.parametrize(
+    ("response", "accepted"),
+    [
+        (SimpleNamespace(status=200), True),
+        (SimpleNamespace(status=204, code=200), False),
+        (SimpleNamespace(getcode=lambda: 200), True),
+        (SimpleNamespace(code=200), True),
+        (SimpleNamespace(status=None, code=500), False),
+        (object(), False),
+        (broken_response(), False),
+    ],
+)
+def test_only_accepted_responses_clear(tmp_path: Path, response: Any, accepted: bool) -> None:
+    path = tmp_path / "statistics.json"
+    made = store(path)
+    made.add(record(1.0))
+    made.write()
+    made.create_http_request()
+    # Added after the request was built: not sent yet.
+    made.add(record(2.0))
+    wrapped = core._Statistics.HttpResponse(response)
+    assert wrapped.accepted is accepted
+    made.accept_http_response(wrapped, False)
+    assert made._data["checks"] == checks(1.0, 2.0)
+    for _ in range(2):
+        made.accept_http_response(response, True)
+    assert made._data["checks"] == (checks(2.0) if accepted else checks(1.0, 2.0))
+    assert content(path)["checks"] == (checks(2.0) if accepted else checks(1.0))
+
+
+def test_responses_without_a_request_clear_everything(tmp_path: Path) -> None:
+    made = store(tmp_path / "statistics.json")
+    made.add(record(1.0))
+    made.accept_http_response(SimpleNamespace(status=200), True)
+    assert made._data == EMPTY
