@@ -145,7 +145,7 @@ namespace {
 
 /// The types that an object must have to stand for the ghost; without any it is the scene root.
 std::vector<std::string> ghost_types(const PatternRule& rule) {
-  if (!rule.config().types.empty()) return rule.config().types;
+  if (!rule.types()->items.empty()) return rule.types()->items;
   return {std::string(facade::type::kSceneRoot)};
 }
 

@@ -60,7 +60,7 @@ class PatternRule final : public runtime::Object {
     return definitions_;
   }
   [[nodiscard]] const Value& checklist() const noexcept { return checklist_; }
-  /// The types as a list that others hold.
+  /// The types that it accepts, a list that others hold; `config` has none.
   [[nodiscard]] const Ref<List<std::string>>& types() const noexcept { return types_; }
 
   /// Equality of stamp, name, expression, types (in order) and range.

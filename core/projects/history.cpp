@@ -1,7 +1,6 @@
 #include "core/projects/history.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <string>
 
@@ -15,25 +14,8 @@ using foundation::Json;
 using runtime::Ref;
 using Entry = History::Entry;
 
-std::string_view stripped(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\n\r\f\v";
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return "";
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
-std::optional<double> read_real(std::string_view text) {
-  text = stripped(text);
-  if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
-  double value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  // Out of range still is a number, only none that a timestamp could be.
-  if (end != text.data() + text.size() || text.empty()) return std::nullopt;
-  return error == std::errc() ? value : HUGE_VAL;
-}
-
 std::optional<double> to_real(const Json& value) {
-  if (value.text() != nullptr) return read_real(*value.text());
+  if (value.text() != nullptr) return runtime::services().unicode->real_number(*value.text());
   if (const bool* boolean = value.boolean()) return *boolean ? 1.0 : 0.0;
   if (value.big_integer() != nullptr) return HUGE_VAL;
   return value.number();

@@ -53,17 +53,24 @@ class Encoder {
   };
 
   Value tree(const JointRef& root) {
-    std::unordered_set<const Joint*> inner;
+    JointWay way;
+    // Without a joint where the way below the last one ends.
     std::vector<Level> pending;
     const Value map = joint_map(root, pending);
     while (!pending.empty()) {
       const Level level = std::move(pending.back());
       pending.pop_back();
-      // A tree that a host has closed to a ring is cut where it meets itself.
-      if (!inner.insert(level.joint.get()).second) continue;
+      if (!level.joint) {
+        way.leave();
+        continue;
+      }
       const auto items = level.joint->items();
-      for (const JointRef& child : std::vector<JointRef>(items.begin(), items.end())) {
-        data_.append(level.list, joint_map(child, pending));
+      const std::vector<JointRef> children(items.begin(), items.end());
+      if (!way.enter(*level.joint)) continue;
+      pending.emplace_back();
+      for (const JointRef& child : children) {
+        // Left out as `flatten` does.
+        if (!way.contains(*child)) data_.append(level.list, joint_map(child, pending));
       }
     }
     return map;

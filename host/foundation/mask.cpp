@@ -17,7 +17,9 @@ void bind_type_mapping(py::module_& module) {
       plain_class(module, "TypeMapping", "Class wrapper to translate from dcc spec.");
   method(
       mapping, "__init__",
-      [](const py::object& self, const py::dict& table) {
+      [](const py::object& self, const py::object& given) {
+        // Any mapping: a host's table may be a read-only view.
+        const py::dict table(given);
         const py::object unify = core("_str");
         py::dict unified;
         for (const auto& [key, value] : table) unified[unify(key)] = unify(value);

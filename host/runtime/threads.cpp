@@ -24,7 +24,12 @@ class InterpreterLock final : public runtime::Lock {
       leave_when_ending();
     }
   }
-  bool try_acquire() override { return from_value(acquire_)(false).cast<bool>(); }
+  bool try_acquire() override {
+    PyObject* const result = PyObject_CallOneArg(static_cast<PyObject*>(acquire_.get()), Py_False);
+    if (result == nullptr) throw py::error_already_set();
+    Py_DECREF(result);
+    return result == Py_True;
+  }
   void release() override { run(release_); }
   [[nodiscard]] Value value() const override { return lock_; }
 

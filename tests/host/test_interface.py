@@ -6,6 +6,7 @@ import operator
 import subprocess
 import sys
 import textwrap
+import threading
 from pathlib import Path
 from typing import Any
 
@@ -78,6 +79,19 @@ def test_log_threads_do_not_disturb_the_end(script: str) -> None:
     assert (ended.returncode, ended.stderr) == (0, "")
     # What is logged after the interpreter took its modules down may be lost.
     assert "entry 0" in ended.stdout.splitlines() or "__del__" in script
+
+
+def test_an_interrupt_while_logging_passes(monkeypatch: pytest.MonkeyPatch) -> None:
+    start, interrupts = threading.Thread.start, [KeyboardInterrupt()]
+
+    def interrupted(thread: threading.Thread) -> None:
+        if interrupts:
+            raise interrupts.pop()
+        start(thread)
+
+    monkeypatch.setattr(threading.Thread, "start", interrupted)
+    with pytest.raises(KeyboardInterrupt):
+        core.Logger.info("never written")
 
 
 OPERATOR = """

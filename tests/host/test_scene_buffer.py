@@ -364,6 +364,32 @@ def test_is_match_compares_counts_below_each_object() -> None:
         made.buffer.is_match("/Car")
 
 
+def test_a_joint_that_stands_twice_is_kept_twice() -> None:
+    twice = joint("twice", joint("leaf"))
+    bucket = Bucket(joint("root", twice, twice))
+    names = [each.name for each in bucket.get_joints()]
+    assert names == ["root", "twice", "leaf", "twice", "leaf"]
+    (encoded,) = stage().buffer.encode([bucket])
+    assert [len(child["children"]) for child in encoded["joint"]["children"]] == [1, 1]
+
+
+@pytest.mark.parametrize("looked_at", [(), ("get",), ("get", "incompatibles")])
+def test_incompatible_buckets_are_collected(looked_at: tuple[str, ...]) -> None:
+    made = stage()
+    made.host.postscript_scan_append = lambda each: setattr(each, "stage", made)
+    assert made.scan("/Car")
+    for name in looked_at:
+        found = getattr(made.buffer, name)
+        made.kept = found() if callable(found) else found
+    made.hierarchy.pattern.set(record_of(item("other", "Other")))
+    made.hierarchy.pattern.kept = made.hierarchy.pattern.get()
+    made.buffer.validate()
+    gone = weakref.ref(made.buffer)
+    del made, found
+    gc.collect()
+    assert gone() is None
+
+
 def test_buffer_and_host_are_collected_together() -> None:
     made: Any = stage()
     made.scan("/Car")
