@@ -38,6 +38,7 @@ void bind_api(py::module_& module);
 /// Defines the scene component in the class `Api`.
 void bind_scene_component(py::handle api);
 void bind_checks(py::module_& module);
+void bind_queue(py::handle scope);
 void bind_export_model(py::module_& module);
 void bind_validator(py::module_& module);
 void bind_exporter(py::module_& module);

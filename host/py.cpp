@@ -68,6 +68,24 @@ class NoCollection {
   NoCollection& operator=(const NoCollection&) = delete;
 };
 
+/// Whether the interpreter's own traversal of a derived class has shown the attributes already, as
+/// it does where it gives such a class a place for them that differs from the bound class's.
+bool shows_attributes(PyTypeObject* type) {
+  PyTypeObject* bound = type;
+  while (bound->tp_traverse != traverse) bound = bound->tp_base;
+  return bound->tp_dictoffset != type->tp_dictoffset;
+}
+
+int visit_attributes(PyObject* self, visitproc visit, void* arg) {
+#if PY_VERSION_HEX >= 0x030D0000
+  return PyObject_VisitManagedDict(self, visit, arg);
+#else
+  PyObject** const attributes = _PyObject_GetDictPtr(self);
+  if (attributes != nullptr) Py_VISIT(*attributes);
+  return 0;
+#endif
+}
+
 foundation::Json json_at(py::handle object, int depth);
 
 foundation::Json json_map(py::handle object, int depth) {
@@ -177,12 +195,9 @@ py::object from_json(const foundation::Json& json) {
 }
 
 int traverse(PyObject* self, visitproc visit, void* arg) {
-#if PY_VERSION_HEX >= 0x030D0000
-  if (const int result = PyObject_VisitManagedDict(self, visit, arg)) return result;
-#else
-  PyObject** const attributes = _PyObject_GetDictPtr(self);
-  if (attributes != nullptr) Py_VISIT(*attributes);
-#endif
+  if (!shows_attributes(Py_TYPE(self))) {
+    if (const int result = visit_attributes(self, visit, arg)) return result;
+  }
   Py_VISIT(Py_TYPE(self));
   if (Object* object = content(self)) {
     return Traversal(visit, arg).run(*object);

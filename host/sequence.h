@@ -218,12 +218,13 @@ void bind_changes(py::class_<runtime::List<T>>& list) {
 
 /// Defines the class of live lists of `T` under `name`.
 template <class T>
-void bind_list(py::handle scope, const char* name, const char* doc) {
+py::class_<runtime::List<T>> bind_list(py::handle scope, const char* name, const char* doc) {
   auto list = define<runtime::List<T>>(scope, name, doc);
   detail::bind_access<T>(list);
   detail::bind_operators<T>(list);
   detail::bind_changes<T>(list);
   add_sequence_mixins(list);
+  return list;
 }
 
 }  // namespace kavel::host

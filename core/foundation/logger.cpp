@@ -11,6 +11,12 @@ void write(runtime::LogLevel level, const std::string& message) {
   runtime::services().log->write(level, message);
 }
 
+std::string entry_of(const runtime::FaultReport& report) {
+  std::string entry = report.class_name + ": " + report.message;
+  if (!report.traceback.empty()) entry += "\n" + report.traceback;
+  return entry;
+}
+
 }  // namespace
 
 void log_debug(const std::string& message) { write(runtime::LogLevel::debug, message); }
@@ -21,9 +27,17 @@ void log_error(const std::string& message) { write(runtime::LogLevel::error, mes
 void log_exception() {
   const auto report = runtime::services().faults->report(std::current_exception());
   if (!report) throw;
-  std::string entry = report->class_name + ": " + report->message;
-  if (!report->traceback.empty()) entry += "\n" + report->traceback;
-  log_error(entry);
+  log_error(entry_of(*report));
+}
+
+void log_foreign_exception() {
+  const auto report = runtime::services().faults->report_foreign(std::current_exception());
+  if (!report) throw;
+  try {
+    log_error(entry_of(*report));
+  } catch (...) {
+    if (!runtime::services().faults->report_foreign(std::current_exception())) throw;
+  }
 }
 
 }  // namespace kavel::foundation

@@ -30,4 +30,20 @@ bool guarded(Work&& work) {
   }
 }
 
+/// `log_exception` for code that may try to leave the program, such as a check: only an interrupt
+/// and the end of a generator are thrown on. A failing log is no failure of that code.
+void log_foreign_exception();
+
+/// `guarded` for such code.
+template <class Work>
+bool guarded_foreign(Work&& work) {
+  try {
+    std::forward<Work>(work)();
+    return true;
+  } catch (...) {
+    log_foreign_exception();
+    return false;
+  }
+}
+
 }  // namespace kavel::foundation

@@ -21,6 +21,10 @@ class Faults {
   /// Describes `error`; nothing for what must not be caught: an interrupt, the end of a generator
   /// and the interpreter's exit.
   [[nodiscard]] virtual std::optional<FaultReport> report(const std::exception_ptr& error) = 0;
+  /// The same for code that must not take the program down: nothing only for an interrupt and the
+  /// end of a generator.
+  [[nodiscard]] virtual std::optional<FaultReport> report_foreign(
+      const std::exception_ptr& error) = 0;
   /// Whether `error` is an instance of the interpreter's exception class of that name among its
   /// built-in ones ("FileNotFoundError", "OSError", "UnicodeDecodeError", "RecursionError").
   [[nodiscard]] virtual bool is(const std::exception_ptr& error, const char* class_name) = 0;

@@ -1,6 +1,7 @@
 // What the core asks of the host's operator. Its errors reach the caller untouched.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <span>
@@ -66,6 +67,12 @@ class OperatorPort {
   [[nodiscard]] virtual std::vector<std::string> get_selection() = 0;
   [[nodiscard]] virtual std::vector<std::string> get_selection_roots() = 0;
   virtual void select(std::span<const std::string> paths) = 0;
+
+  /// Runs `body` inside the operator's scope that keeps the selection. An error of the body leaves
+  /// it unless the scope takes it.
+  virtual void keep_selection(const std::function<void()>& body) = 0;
+  /// Nothing while the scene has no file.
+  [[nodiscard]] virtual std::optional<std::string> get_current_file() = 0;
 
   /// The embedded data, an empty value when there is none or it is empty.
   [[nodiscard]] virtual runtime::Value query_filedata() = 0;

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "host/errors.h"
 #include "host/runtime/ending.h"
 
 namespace kavel::host {
@@ -28,6 +29,22 @@ py::object call_operation(py::handle object, const OperationName& name,
   });
   if (result == nullptr) throw py::error_already_set();
   return py::reinterpret_steal<py::object>(result);
+}
+
+void with(const py::object& manager, const std::function<void()>& body) {
+  const py::object type = py::type::of(manager);
+  const py::object leave = type.attr("__exit__");
+  type.attr("__enter__")(manager);
+  try {
+    body();
+  } catch (...) {
+    const py::object error = exception_object(std::current_exception());
+    const py::object taken =
+        leave(manager, py::type::of(error), error, py::getattr(error, "__traceback__", py::none()));
+    if (truth_of(taken)) return;
+    throw;
+  }
+  leave(manager, py::none(), py::none(), py::none());
 }
 
 void refuse_result(const OperationName& name, py::handle result, const char* expected) {

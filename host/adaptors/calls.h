@@ -3,6 +3,7 @@
 #pragma once
 
 #include <deque>
+#include <functional>
 #include <initializer_list>
 
 #include "host/py.h"
@@ -31,6 +32,10 @@ class OperationName {
                                                           py::handle result);
 /// The result as texts, from any iterable but a text; empty for none.
 [[nodiscard]] std::vector<std::string> texts_of(const OperationName& name, py::handle result);
+
+/// Runs `body` as the interpreter's `with` statement would: an error of the body is shown to the
+/// manager, and leaves unless the manager takes it.
+void with(const py::object& manager, const std::function<void()>& body);
 
 /// The bytes of texts without a copy where the interpreter keeps them as UTF-8; the rest is kept
 /// here until `clear`.

@@ -43,6 +43,11 @@ class HostOperator final : public scene::OperatorPort {
     host().attr("select")(*arguments);
   }
 
+  void keep_selection(const std::function<void()>& body) override {
+    with(ask("selection_manager", {}), body);
+  }
+  std::optional<std::string> get_current_file() override { return text("get_current_file", {}); }
+
   Value query_filedata() override {
     const py::object data = ask("query_filedata", {});
     return truth_of(data) ? to_value(data) : Value();

@@ -1,6 +1,6 @@
+#include "core/checks/block.h"
 #include "core/checks/check_list.h"
 #include "core/checks/classes.h"
-#include "core/checks/queue.h"
 #include "core/foundation/errors.h"
 #include "host/bindings.h"
 #include "host/classes.h"
@@ -10,7 +10,6 @@ namespace {
 
 using checks::CheckList;
 using checks::Classes;
-using checks::Queue;
 
 /// An argument that may be none, as the core's empty value.
 Value optional(const py::object& object) { return object.is_none() ? Value() : to_value(object); }
@@ -28,9 +27,8 @@ void bind_base(const py::object& scope) {
   base.attr("could_be_fixed") = false;
   base.attr("could_be_selected") = false;
   static_method(
-      base, "parameters",
-      []() -> py::object { throw foundation::not_implemented("a block of check parameters"); },
-      "The description of the check's parameters. Errors: not implemented in this version.");
+      base, "parameters", [] { return runtime::make<checks::Block>(); },
+      "The description of the check's parameters, a new `Parameters.Block`; empty by default.");
   abstract_methods(base, {{"check",
                            "check(path, parameters): examines the object at the scene path; raises "
                            "`Error.ValidationError` when it finds an issue."}});
@@ -97,18 +95,6 @@ void bind_check_list(const py::object& scope) {
   list.def_property_readonly(
       "categories", [](const CheckList& self) { return py::iter(expose(self.categories)); },
       "An iterator over the categories.");
-}
-
-void bind_queue(const py::object& scope) {
-  auto queue = define<Queue>(scope, "_Queue", "The tasks of the last validation, in order.");
-  define_init(queue, [] { return new Queue(); });
-  queue.def("add", &Queue::add, py::arg("task"), "Appends a task.");
-  queue.def("clear", &Queue::clear, "Removes every task; the list object stays the same.");
-  queue.def("is_empty", &Queue::is_empty, "Whether there are no tasks.");
-  queue.def("__len__", [](const Queue& self) { return self.tasks->items.size(); });
-  queue.def("__iter__", [](const Queue& self) { return py::iter(expose(self.tasks)); });
-  queue.def_property_readonly(
-      "_tasks", [](const Queue& self) { return self.tasks; }, "The tasks, a live list.");
 }
 
 }  // namespace

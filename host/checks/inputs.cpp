@@ -7,8 +7,8 @@ namespace kavel::host {
 namespace {
 
 /// The bound class of the core's own type behind `input`.
-PyTypeObject* own_class(const Input& input) {
-  return py::detail::get_type_info(typeid(input), true)->type;
+const py::detail::type_info* own_class(const Input& input) {
+  return py::detail::get_type_info(typeid(input), true);
 }
 
 /// A copy whose class is that of `self`, with copies of the attributes that it carries.
@@ -16,9 +16,10 @@ py::object clone_of(const py::object& self) {
   auto& input = self.cast<Input&>();
   const Ref<Input> copy = input.own_clone();
   PyTypeObject* type = Py_TYPE(self.ptr());
-  if (type == own_class(input)) return expose(copy);
+  const py::detail::type_info* own = own_class(input);
+  if (type == own->type) return expose(copy);
   auto made = py::reinterpret_steal<py::object>(py::detail::make_new_instance(type));
-  auto place = reinterpret_cast<py::detail::instance*>(made.ptr())->get_value_and_holder();
+  auto place = reinterpret_cast<py::detail::instance*>(made.ptr())->get_value_and_holder(own);
   adopt(place, copy.get());
   if (py::hasattr(self, "__dict__")) made.attr("__dict__").attr("update")(self.attr("__dict__"));
   return made;
@@ -65,7 +66,7 @@ Ref<Input> to_input(py::handle object) {
   static const DerivedInput derived;
   if (!py::isinstance<Input>(object)) return nullptr;
   auto input = object.cast<Ref<Input>>();
-  if (Py_TYPE(object.ptr()) != own_class(*input)) input->set_overrides(&derived);
+  if (Py_TYPE(object.ptr()) != own_class(*input)->type) input->set_overrides(&derived);
   return input;
 }
 

@@ -16,6 +16,7 @@ void bind_named_buffer(py::module_& module) {
   const py::object buffer = plain_class(
       structure, "NamedBuffer", "A list with a name, which a check fills with what it finds.",
       py::make_tuple(list));
+  buffer.attr("name") = "";
   method(
       buffer, "__init__",
       [](const py::object& self, const py::object& name, const py::object& items) {

@@ -1,5 +1,7 @@
 #include "core/checks/validator.h"
 
+#include "core/checks/check_list.h"
+#include "host/adaptors/validator_api.h"
 #include "host/bindings.h"
 
 namespace kavel::host {
@@ -24,6 +26,43 @@ void bind_workspace_list(const py::object& scope) {
       "workspace", [](const Ref<WorkspaceCheckList>& self) { return self; }, "The list itself.");
 }
 
+void bind_planning(py::class_<Validator>& validator) {
+  validator.def(
+      "_plan_checks",
+      [](Validator& self, int mode) {
+        const bool is_known = mode == static_cast<int>(facade::CheckMode::selection) ||
+                              mode == static_cast<int>(facade::CheckMode::project);
+        self.plan(is_known ? std::optional(static_cast<facade::CheckMode>(mode)) : std::nullopt);
+      },
+      py::arg("mode"),
+      "Replaces the queue by what one of `Constants.Check.Mode` plans; by nothing for others.");
+  validator.def("_plan_selection_checks", &Validator::plan_selection,
+                "Adds a task for the scene and one for each selected object.");
+  validator.def("_plan_project_checks", &Validator::plan_project,
+                "Adds a task for the scene and one for each object of the ticked hierarchies whose "
+                "rule has checks.");
+}
+
+void bind_fields(py::class_<Validator>& validator) {
+  validator.def_property_readonly("checklist", &Validator::checklist,
+                                  "The check list of the user's settings.");
+  for (const char* name : {"queue", "_queue"}) {
+    validator.def_property_readonly(
+        name, [](const Validator& self) { return self.queue; },
+        "The tasks of the last validation.");
+  }
+  validator.def_property_readonly(
+      "_api", [](const Validator& self) { return self.port().object(); }, "The facade.");
+  validator.def_property_readonly(
+      "_op", [](const Validator& self) { return self.shared().operator_object; },
+      "The scene operator.");
+  validator.def_property_readonly(
+      "_hierarchy", [](const Validator& self) { return self.shared().hierarchy; },
+      "The hierarchy matcher.");
+  validator.def_property_readonly(
+      "_buffer", [](const Validator& self) { return self.shared().buffer; }, "The scene buffer.");
+}
+
 }  // namespace
 
 void bind_validator(py::module_& module) {
@@ -32,34 +71,25 @@ void bind_validator(py::module_& module) {
   bind_workspace_list(validator);
   define_init(
       validator,
-      [](const py::object& facade, Value operator_object, const py::object& classes,
-         Value hierarchy, Value buffer) {
+      [](const py::object& facade, const py::object& operator_object, const py::object& classes,
+         const py::object& hierarchy, const Ref<scene::Buffer>& buffer) {
         const py::object list = py::type::of<WorkspaceCheckList>()(facade, classes);
-        return new Validator(
-            {to_value(facade), std::move(operator_object), std::move(hierarchy), std::move(buffer)},
-            list.cast<Ref<WorkspaceCheckList>>());
+        return new Validator(validator_api(facade, operator_object, classes),
+                             {.operator_object = to_value(operator_object),
+                              .hierarchy = to_value(hierarchy),
+                              .pattern = to_value(hierarchy.attr("pattern")),
+                              .buffer = buffer},
+                             to_value(list));
       },
       py::arg("api"), py::arg("operator"), py::arg("classes"), py::arg("hierarchy"),
       py::arg("buffer"), "Keeps the shared objects; called by `Api`.");
   validator.def("start", &Validator::start,
-                "Runs one validation. Errors: not implemented in this version.");
-  validator.def_property_readonly(
-      "checklist", [](const Validator& self) { return self.checklist; },
-      "The check list of the user's settings.");
-  for (const char* name : {"queue", "_queue"}) {
-    validator.def_property_readonly(
-        name, [](const Validator& self) { return self.queue; },
-        "The tasks of the last validation.");
-  }
-  const auto shared = [&validator](const char* name, Value Validator::Shared::*member,
-                                   const char* doc) {
-    validator.def_property_readonly(
-        name, [member](const Validator& self) { return self.shared().*member; }, doc);
-  };
-  shared("_api", &Validator::Shared::api, "The facade.");
-  shared("_op", &Validator::Shared::operator_object, "The scene operator.");
-  shared("_hierarchy", &Validator::Shared::hierarchy, "The hierarchy matcher.");
-  shared("_buffer", &Validator::Shared::buffer, "The scene buffer.");
+                "Runs one validation in the mode of the settings, with the selection kept.\n\n"
+                "An interrupt ends it, with what was found so far in the queue. Called by a check, "
+                "it does nothing.\n"
+                "Errors: what the operator raises; none of a check's own.");
+  bind_planning(validator);
+  bind_fields(validator);
 }
 
 }  // namespace kavel::host

@@ -15,8 +15,7 @@ std::string stripped_traceback(py::error_already_set& error) {
   return from_text(py::str("").attr("join")(lines).attr("strip")("\n"));
 }
 
-std::optional<runtime::FaultReport> describe(py::error_already_set& error) {
-  if (!error.matches(PyExc_Exception)) return std::nullopt;
+runtime::FaultReport describe(py::error_already_set& error) {
   runtime::FaultReport report;
   report.class_name = from_text(error.type().attr("__name__"));
   try {
@@ -32,20 +31,15 @@ std::optional<runtime::FaultReport> describe(py::error_already_set& error) {
 class InterpreterFaults final : public runtime::Faults {
  public:
   std::optional<runtime::FaultReport> report(const std::exception_ptr& error) override {
-    try {
-      std::rethrow_exception(error);
-    } catch (py::error_already_set& raised) {
-      return describe(raised);
-    } catch (const foundation::Error& raised) {
-      return runtime::FaultReport{from_text(error_class(raised.kind()).attr("__name__")),
-                                  raised.what(), ""};
-    } catch (const py::builtin_exception& raised) {
-      return runtime::FaultReport{"TypeError", raised.what(), ""};
-    } catch (const std::bad_alloc& raised) {
-      return runtime::FaultReport{"MemoryError", raised.what(), ""};
-    } catch (const std::exception& raised) {
-      return runtime::FaultReport{"RuntimeError", raised.what(), ""};
-    }
+    return report_unless(error, [](const py::error_already_set& raised) {
+      return !raised.matches(PyExc_Exception);
+    });
+  }
+
+  std::optional<runtime::FaultReport> report_foreign(const std::exception_ptr& error) override {
+    return report_unless(error, [](const py::error_already_set& raised) {
+      return raised.matches(PyExc_KeyboardInterrupt) || raised.matches(PyExc_GeneratorExit);
+    });
   }
 
   bool is(const std::exception_ptr& error, const char* class_name) override {
@@ -58,6 +52,26 @@ class InterpreterFaults final : public runtime::Faults {
       return PyObject_IsSubclass(error_class(raised.kind()).ptr(), expected.ptr()) == 1;
     } catch (...) {
       return false;
+    }
+  }
+
+ private:
+  template <class Test>
+  std::optional<runtime::FaultReport> report_unless(const std::exception_ptr& error, Test passes) {
+    try {
+      std::rethrow_exception(error);
+    } catch (py::error_already_set& raised) {
+      if (passes(raised)) return std::nullopt;
+      return describe(raised);
+    } catch (const foundation::Error& raised) {
+      return runtime::FaultReport{from_text(error_class(raised.kind()).attr("__name__")),
+                                  raised.what(), ""};
+    } catch (const py::builtin_exception& raised) {
+      return runtime::FaultReport{"TypeError", raised.what(), ""};
+    } catch (const std::bad_alloc& raised) {
+      return runtime::FaultReport{"MemoryError", raised.what(), ""};
+    } catch (const std::exception& raised) {
+      return runtime::FaultReport{"RuntimeError", raised.what(), ""};
     }
   }
 };

@@ -20,14 +20,16 @@ class Values:
     names the parameter, for a text that is not a regular expression.
     """
 
-    def __init__(self, inputs: Iterable[Any]) -> None:
-        self._inputs = inputs
+    def __init__(self, task: Any) -> None:
+        """`task` is a `core.Parameters.Block.Task`."""
+        self._task = task
 
     def __getattr__(self, name: str) -> Any:
-        for item in self._inputs:
-            if item.attr == name:
-                return _plain(item)
-        raise AttributeError(f"the check has no parameter {name!r}")
+        try:
+            item = self._task[name]
+        except KeyError:
+            raise AttributeError(f"the check has no parameter {name!r}") from None
+        return _plain(item)
 
 
 def _plain(item: Any) -> Any:

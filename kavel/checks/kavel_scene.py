@@ -42,7 +42,7 @@ class SceneFile(SceneCheck):
                 ),
                 core.Parameters.RegEx(
                     "file_name",
-                    r"(?!(untitled|unnamed|scene|new)[ ._-]?\d*$).+",
+                    r"(?!(untitled|unnamed|new|new scene)[ ._-]?\d*$).+",
                     label="File name",
                     help_text="Must match the whole file name, without folder and ending, in small "
                     "letters.",

@@ -34,7 +34,7 @@ class Accessors:
         accessor = look.entry("accessors", index, place)
         spot = f"accessors[{index}]"
         kind = self._kind(accessor, spot)
-        width = WIDTHS.get(accessor.get("type", ""), 0)
+        width = WIDTHS.get(str(accessor.get("type")), 0)
         if not width:
             raise look.error(f"{spot}.type", f"{accessor.get('type')!r} is not supported here")
         count = look.integer(accessor, "count", spot, low=1)

@@ -26,7 +26,7 @@ def carried(old: Mesh, new: Mesh) -> Mesh:
     Errors: ValueError for arrays that do not fit together, or for an edit that cannot be stored.
     """
     new = rounded(new.checked())
-    if new.face_count and set(np.unique(new.face_sizes)) != {3}:
+    if not (new.face_sizes == 3).all():
         raise ValueError("the file's format holds triangles only")
     _require_names(old, new)
     materials = _slot_materials(old, new)
@@ -123,15 +123,13 @@ class _Carrier:
         old_part = self._handles.faces[self._sources[::3] // 3]
         slots = self._new.materials
         slot = np.full(len(old_part), -1, np.int64) if slots is None else slots
-        pairs, first, group = np.unique(
-            np.stack([old_part, slot]), axis=1, return_index=True, return_inverse=True
-        )
-        group = group.ravel()
+        width = len(self._materials) + 1
+        pairs = old_part * width + slot + 1
         merged: dict[tuple[int, int | None], list[Indices]] = {}
-        for number in range(len(first)):
-            place, index = int(pairs[0, number]), int(pairs[1, number])
-            key = (place, None if index < 0 else self._materials[index])
-            merged.setdefault(key, []).append(np.flatnonzero(group == number))
+        for pair in np.unique(pairs).tolist():
+            part, place = divmod(pair, width)
+            key = (part, self._materials[place - 1] if place else None)
+            merged.setdefault(key, []).append(np.flatnonzero(pairs == pair))
         owners = [part for part, _ in merged]
         return [
             _Group(
@@ -150,13 +148,16 @@ class _Carrier:
         corners = _corners_of(group.faces)
         vertices = self._vertices[corners]
         points = self._new.corners[corners]
-        values = [vertices, points, *self._values(corners)]
-        first, rows = unique_rows(*values)
-        split = len(first) > len(np.unique(vertices))
+        values = [points, *self._values(corners)]
+        split = any(_differ(vertices, array) for array in values)
         if self._same_points and group.whole and not split:
             places = old.points.copy()
             places[vertices] = points
             return Part(old.primitive, group.material, old.sources, places), vertices
+        if split:
+            first, rows = unique_rows(vertices, *values)
+        else:
+            _, first, rows = np.unique(vertices, return_index=True, return_inverse=True)
         kept, kept_points = self._kept(group)
         sources = np.concatenate([old.sources[vertices[first]], old.sources[kept]])
         places = np.concatenate([points[first], kept_points])
@@ -226,24 +227,35 @@ def _flat(faces: Indices, turned: Indices) -> Indices:
 def _recognised(before: Reals, after: Reals) -> Indices:
     """For each of the faces `after`, (F, 3, 3) of positions, the face in `before` with the same
     three; -1 when there is none. The second of equal faces is the second one there too."""
-    if not len(after):
-        return np.zeros(0, np.int64)
+    if not len(after) or not len(before):
+        return np.full(len(after), -1, np.int64)
     both = np.concatenate([before, after])
     _, corners = unique_rows(both.reshape(-1, 3))
     _, groups = unique_rows(np.sort(corners.reshape(-1, 3), axis=1))
-    known = groups[: len(before)]
-    there = {key: face for face, key in enumerate(_numbered(known))}
-    return np.array([there.get(key, -1) for key in _numbered(groups[len(before) :])], np.int64)
+    known, asked = groups[: len(before)], groups[len(before) :]
+    most = len(groups) + 1
+    keys, wanted = known * most + _occurrences(known), asked * most + _occurrences(asked)
+    order = np.argsort(keys)
+    places = np.searchsorted(keys, wanted, sorter=order)
+    places = order[np.minimum(places, len(keys) - 1)]
+    return np.where(keys[places] == wanted, places, -1)
 
 
-def _numbered(groups: Indices) -> list[tuple[int, int]]:
-    """Each group with how often it came before."""
-    seen: dict[int, int] = {}
-    result = []
-    for group in groups.tolist():
-        count = seen[group] = seen.get(group, -1) + 1
-        result.append((group, count))
+def _occurrences(groups: Indices) -> Indices:
+    """How often the group of each element came before it."""
+    order = np.argsort(groups, kind="stable")
+    ordered = groups[order]
+    starts = np.searchsorted(ordered, ordered)
+    result = np.empty(len(groups), np.int64)
+    result[order] = np.arange(len(groups)) - starts
     return result
+
+
+def _differ(vertices: Indices, values: npt.NDArray[Any]) -> bool:
+    """Whether corners at the same vertex have different values."""
+    last = np.zeros((vertices.max() + 1, *values.shape[1:]), values.dtype)
+    last[vertices] = values
+    return not np.array_equal(last[vertices], values)
 
 
 def _corners_of(faces: Indices) -> Indices:

@@ -61,29 +61,13 @@ class Draft:
         `like` is an accessor whose other fields, such as its name and whether it is normalized,
         the new one takes over.
         """
-        size = values.dtype.itemsize * values.shape[1]
-        stride = size if target == _INDICES else -(-size // 4) * 4
-        rows = np.zeros((len(values), stride), np.uint8)
-        rows[:, :size] = np.ascontiguousarray(values).view(np.uint8).reshape(len(values), size)
-        view: dict[str, Any] = {
-            "buffer": self._buffer(),
-            "byteOffset": self._start + len(self.data),
-            "byteLength": rows.size,
-        }
-        if stride != size:
-            view["byteStride"] = stride
-        view["target"] = target
-        self.data += rows.tobytes()
-        self.data += b"\0" * (-len(self.data) % 4)
-        views = self.document.setdefault("bufferViews", [])
-        views.append(view)
         accessor = {
             key: value
             for key, value in (like or {}).items()
             if key not in ("bufferView", "byteOffset", "sparse", "min", "max")
         }
         accessor.update(
-            bufferView=len(views) - 1,
+            bufferView=self._view(values, target),
             componentType=_CODES[values.dtype],
             count=len(values),
             type=_TYPES[values.shape[1]],
@@ -108,8 +92,25 @@ class Draft:
         buffers.append({"byteLength": len(self.data), "uri": uri})
         return b""
 
-    def _buffer(self) -> int:
-        return 0 if self._in_chunk else len(self.document.get("buffers", []))
+    def _view(self, values: npt.NDArray[Any], target: int) -> int:
+        """Add the bytes of (N, width) values and return the index of their buffer view."""
+        size = values.dtype.itemsize * values.shape[1]
+        stride = size if target == _INDICES else -(-size // 4) * 4
+        rows = np.zeros((len(values), stride), np.uint8)
+        rows[:, :size] = np.ascontiguousarray(values).view(np.uint8).reshape(len(values), size)
+        view: dict[str, Any] = {
+            "buffer": 0 if self._in_chunk else len(self.document.get("buffers", [])),
+            "byteOffset": self._start + len(self.data),
+            "byteLength": rows.size,
+        }
+        if stride != size:
+            view["byteStride"] = stride
+        view["target"] = target
+        self.data += rows.tobytes()
+        self.data += b"\0" * (-len(self.data) % 4)
+        views = self.document.setdefault("bufferViews", [])
+        views.append(view)
+        return len(views) - 1
 
 
 def encode_mesh(

@@ -47,11 +47,11 @@ class Materials:
     def uv_sets(self, index: Any, place: str) -> set[str]:
         """The names of the UV sets that the textures of a material are mapped with."""
         entry = self._lookup.entry("materials", index, place)
-        found = set()
-        for _, texture, _ in _textures(entry, f"materials[{index}]"):
-            number = texture.get("texCoord", 0)
-            moved = texture.get("extensions", {}).get("KHR_texture_transform", {})
-            found.add(f"TEXCOORD_{moved.get('texCoord', number)}")
+        look, found = self._lookup, set()
+        for _, texture, spot in _textures(entry, f"materials[{index}]"):
+            extensions = look.mapping(texture, "extensions", spot)
+            moved = look.mapping(extensions, "KHR_texture_transform", f"{spot}.extensions")
+            found.add(f"TEXCOORD_{moved.get('texCoord', texture.get('texCoord', 0))}")
         return found
 
     def _texture(self, reference: dict[str, Any], place: str) -> Image:
@@ -60,7 +60,9 @@ class Materials:
         spot = f"textures[{reference['index']}]"
         # A format that needs an extension stands beside the plain one, or in place of it.
         extensions = look.mapping(texture, "extensions", spot).values()
-        sources = [item["source"] for item in extensions if "source" in item]
+        sources = [
+            item["source"] for item in extensions if isinstance(item, dict) and "source" in item
+        ]
         source = sources[0] if sources else texture.get("source")
         if source is None:
             return Image(_name(texture, spot), missing=True)

@@ -220,7 +220,7 @@ class GltfScene:
         result = {}
         for path, node in self._nodes.items():
             mesh = self._lookup.document["nodes"][node].get("mesh")
-            found = words.get(node, []) + of_mesh.get(mesh, [])
+            found = words.get(node, []) + (of_mesh.get(mesh, []) if type(mesh) is int else [])
             if found:
                 result[path] = found
         return result
@@ -259,12 +259,16 @@ class GltfScene:
         return self._lookup.document["nodes"][self._nodes[path]]  # type: ignore[no-any-return]
 
     def _mesh_index(self, path: str) -> Any:
-        return self._node(path).get("mesh")
+        """Errors: SceneError when the node's mesh is none of the file's."""
+        node = self._node(path)
+        if "mesh" not in node:
+            return None
+        self._lookup.entry("meshes", node["mesh"], f"nodes[{self._nodes[path]}].mesh")
+        return node["mesh"]
 
     def _stored_mesh(self, index: int, path: str) -> Mesh:
-        place = f"nodes[{self._nodes[path]}].mesh"
-        self._lookup.entry("meshes", index, place)
         if index not in self._meshes:
+            place = f"nodes[{self._nodes[path]}].mesh"
             self._meshes[index] = self._reader.read(index, place)
         return self._meshes[index]
 

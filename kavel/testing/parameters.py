@@ -59,15 +59,15 @@ def _data(place: str, item: Any, value: Any) -> Any:
     if isinstance(item, kinds.TextMatchList):
         return [{"text": _of(place, text, str)} for text in _items(place, value)]
     if isinstance(item, kinds.IntSliceList):
-        pairs = [tuple(_items(place, pair)) for pair in _items(place, value)]
-        return [
-            {"start": _bound(place, start), "stop": _bound(place, stop)} for start, stop in pairs
-        ]
+        return [_slice(place, pair) for pair in _items(place, value)]
     return value  # an input of the author's own: its stored form
 
 
-def _bound(place: str, value: Any) -> dict[str, Any]:
-    return {"value": _of(place, value, int)}
+def _slice(place: str, pair: Any) -> dict[str, Any]:
+    bounds = [_of(place, bound, int) for bound in _items(place, pair)]
+    if len(bounds) != 2:
+        raise ValueError(f"{place}: {pair!r} is no pair")
+    return {"start": {"value": bounds[0]}, "stop": {"value": bounds[1]}}
 
 
 def _choice(place: str, box: Any, value: Any) -> Any:

@@ -2,12 +2,11 @@
 
 from __future__ import annotations
 
-from collections.abc import Mapping, Sequence
+from collections.abc import Sequence
 from dataclasses import dataclass, replace
 from typing import Any
 
 import numpy as np
-import numpy.typing as npt
 
 import core
 from kavel.testing.operator import MemoryOperator
@@ -90,12 +89,6 @@ class MemoryScene(MemoryOperator):
         path: str,
         mesh: Mesh | None = None,
         *,
-        points: npt.ArrayLike | None = None,
-        faces: Sequence[Sequence[int]] = (),
-        normals: Any = None,
-        uv_sets: Mapping[str, Any] | None = None,
-        materials: npt.ArrayLike | None = None,
-        slots: Sequence[Any] = (),
         mesh_of: str | None = None,
         name: str | None = None,
         type: str = "",
@@ -104,34 +97,27 @@ class MemoryScene(MemoryOperator):
         scale: Sequence[float] = (1.0, 1.0, 1.0),
         sheared: bool = False,
         deformed: bool = False,
+        **parts: Any,
     ) -> MemoryScene:
         """Add an object and return the scene.
 
-        Its mesh is `mesh`, or made from `points`, `faces` and what belongs to them (see
-        `kavel.testing.polygons`), or the one of the object `mesh_of`, then shared with it. `name`
-        is the shown name where it is not the last part of the path, as with siblings of one name.
+        Its mesh is `mesh`, or made of `parts` such as points=... and faces=..., which are those of
+        `kavel.testing.polygons`, or the one of the object `mesh_of`, then shared with it. `name` is
+        the shown name where it is not the last part of the path, as with siblings of one name.
         `type` is a unified type; without it, a mesh makes "mesh", children "transform", and neither
         "locator". `rotation` is a quaternion x, y, z, w. `deformed`: a skin or an animation depends
         on the object.
 
         Errors: ValueError for a path that is taken or malformed, an unknown type, a mesh given
-        twice, or parts of a mesh that do not fit together; KeyError when `mesh_of` is not there.
+        twice, or parts that do not fit together; KeyError when `mesh_of` is not there; TypeError
+        for parts that a mesh does not have.
         """
         self._require_free(path)
         if type and type not in _TYPES:
             raise ValueError(f"{type!r} is not one of the types {', '.join(map(str, _TYPES))}")
-        if points is not None and mesh is None:
-            mesh = polygons(points, faces, normals, uv_sets, materials, slots)
-        elif points is not None or len(faces):
-            raise ValueError(f"{path}: faces are given together with points, and without a mesh")
-        if mesh is not None and mesh_of is not None:
-            raise ValueError(
-                f"{path}: give a mesh of its own, or the object that it shares one with"
-            )
-        key = self._object(mesh_of).mesh if mesh_of is not None else None
-        if mesh is not None:
-            key = self._next_key = self._next_key + 1
-            self._meshes[key] = mesh.checked()
+        if parts and mesh is not None:
+            raise ValueError(f"{path}: {', '.join(parts)} and a mesh are given")
+        key = self._mesh_key(path, polygons(**parts) if parts else mesh, mesh_of)
         placed = _transform(translation, rotation, scale, sheared)
         parent, _, last = path.rpartition("/")
         if parent and parent not in self._objects:
@@ -144,7 +130,7 @@ class MemoryScene(MemoryOperator):
 
     def add_lods(
         self, path: str, levels: Sequence[Mesh], pattern: str = "{name}_LOD{level}"
-    ) -> Any:
+    ) -> MemoryScene:
         """Add a LOD group with one mesh object per level, finest first, and return the scene."""
         self.add(path, type=_Type.LodGroup)
         for level, mesh in enumerate(levels):
@@ -157,6 +143,15 @@ class MemoryScene(MemoryOperator):
         self._begin_edit(path)
         for other in [path, *(other for other in self._objects if other.startswith(f"{path}/"))]:
             del self._objects[other]
+
+    def _mesh_key(self, path: str, mesh: Mesh | None, mesh_of: str | None) -> int | None:
+        if mesh is None:
+            return None if mesh_of is None else self._object(mesh_of).mesh
+        if mesh_of is not None:
+            raise ValueError(f"{path}: give a mesh, or the object to share one with")
+        self._next_key += 1
+        self._meshes[self._next_key] = mesh.checked()
+        return self._next_key
 
     def _require_free(self, path: str) -> None:
         if not path or not all(path.split("/")):

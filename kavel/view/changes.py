@@ -34,7 +34,7 @@ def mesh_changes(before: Mesh | None, after: Mesh | None) -> list[str]:
     differ = {"points": not _equal(before.points, after.points), "faces": not same_faces}
     if _equal(before.offsets, after.offsets):
         # A face that was turned round keeps its values, at corners in another order.
-        first, second = (_order(mesh) for mesh in (before, after))
+        first, second = (slice(None) if same_faces else _order(mesh) for mesh in (before, after))
         names = list(dict.fromkeys([*before.uv_sets, *after.uv_sets]))
         differ["normals"] = not _equal(before.normals, after.normals, first, second)
         differ["UV sets"] = list(before.uv_sets) != list(after.uv_sets) or not all(

@@ -150,10 +150,10 @@ def record_of(*items: tuple[Any, ...]) -> SimpleNamespace:
 class Stage:
     """A host with everything that scans it; `events` notes the notifications that were fired."""
 
-    def __init__(self, host: MemoryHost, *items: tuple[Any, ...]) -> None:
+    def __init__(self, host: MemoryHost, *items: tuple[Any, ...], classes: Any = None) -> None:
         self.host = host
         self.virtual = core.Scene._Virtual(host)
-        self.hierarchy = core._Hierarchy(self.virtual, None)
+        self.hierarchy = core._Hierarchy(self.virtual, classes)
         self.hierarchy.pattern.set(record_of(*items))
         self.buffer = core.Scene._Buffer(host, self.virtual, self.hierarchy)
         self.callbacks = core._CallBacks()

@@ -143,7 +143,6 @@ def test_exporters_and_checks_are_passed_on(environment: Environment, tmp_path: 
 def test_what_this_version_does_not_do_says_so(environment: Environment, tmp_path: Path) -> None:
     api = core.Api(Host(), environment)
     for action in (
-        api.validator.start,
         api.export.start,
         lambda: api.export.project(str(tmp_path)),
         api.http.projects_request,

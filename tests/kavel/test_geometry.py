@@ -191,6 +191,30 @@ def test_overlaps_within_one_sheet(kind: str, scale: float) -> None:
     assert complete and found.tolist() == np.flatnonzero(expected).tolist()
 
 
+def test_a_large_face_beside_stacked_small_ones_is_left_out() -> None:
+    """Its box covers them all, but it lies on the other side of the diagonal."""
+    sheet = grid(14, 14).uv_sets["UVMap"]
+    half = np.stack([sheet[:, 0] * (1 - 0.95 * sheet[:, 1]), sheet[:, 1]], axis=1) * 0.9
+    uvs = np.concatenate([half, half * 0.99 + 0.001, [(1, 1), (0, 1), (1, 0)]])
+    shapes = np.split(uvs, np.arange(4, len(uvs), 4))
+    rows = np.split(np.arange(len(uvs)), np.arange(4, len(uvs), 4))
+    mesh = polygons(np.zeros((len(uvs), 3)), [row.tolist() for row in rows])
+    found, _ = overlap.overlapping_faces(mesh, uvs, 1e-9)
+    one, other = shapes[:196], shapes[196:392]
+    exact = [any(convex_overlap(a, b) for b in other) for a in one]
+    exact += [any(convex_overlap(a, b) for a in one) for b in other]
+    assert len(found) > 300 and found.tolist() == np.flatnonzero(exact).tolist()
+
+
+def test_what_a_face_does_to_itself_is_left_out() -> None:
+    crossed = np.array([(0, 0), (1, 1), (1, 0), (0, 1)] * 3, dtype=float)
+    crossed[4:8] += (1, 0)
+    crossed[8:] = crossed[:4] + (0.1, 3)
+    rows = np.arange(12).reshape(-1, 4).tolist()
+    found, _ = overlap.overlapping_faces(polygons(np.zeros((12, 3)), rows), crossed, 1e-6)
+    assert not len(found)
+
+
 def test_the_work_on_overlaps_is_bounded() -> None:
     shapes = np.random.default_rng(1).random((1500, 2))
     soup = polygons(np.zeros((1500, 3)), np.arange(1500).reshape(-1, 3).tolist())
@@ -227,6 +251,8 @@ def test_areas_are_independent_of_size_and_place(scale: float, offset: float) ->
     moved = Mesh((base.points + offset) * scale, base.corners, base.offsets)
     assert not len(faces.zero_area_faces(moved))
     assert faces.areas(moved) == pytest.approx([scale**2] * 6, rel=1e-6)
+    far = Mesh((base.points + offset * 1000) * scale, base.corners, base.offsets)
+    assert faces.areas(far) == pytest.approx([scale**2] * 6, rel=1e-6)
 
 
 def test_degenerate_faces() -> None:
@@ -246,6 +272,24 @@ def test_normals_are_smooth_below_the_crease_angle_and_hard_above() -> None:
     smooth = editing.computed_normals(cube, 100)
     outward = cube.points[cube.corners] / np.linalg.norm(cube.points[cube.corners], axis=1)[:, None]
     assert smooth == pytest.approx(outward)
+    # A gentle bend, with the second face wound the other way, and a sharp one.
+    bent = polygons(
+        [
+            (0, 0, 0),
+            (0, 0, 1),
+            (1, 0, 0),
+            (1, 0, 1),
+            (2, 0.3, 0),
+            (2, 0.3, 1),
+            (2, 3, 0),
+            (2, 3, 1),
+        ],
+        [(0, 1, 3, 2), (2, 4, 5, 3), (4, 5, 7, 6)],
+    )
+    corners = editing.computed_normals(bent, 60).reshape(3, 4, 3)
+    lone = np.array([(0, 1, 0), (0.3, -1, 0), (-1, 0, 0)]) / [[1], [np.hypot(0.3, 1)], [1]]
+    assert corners[0, 0] == pytest.approx(lone[0]) and corners[2, 0] == pytest.approx(lone[2])
+    assert corners[1, 1] == pytest.approx(lone[1])
     spoilt = editing.computed_normals(polygons([(np.nan, 0, 0)] * 3, [(0, 1, 2)]), 60)
     assert spoilt.tolist() == [[0, 0, 1]] * 3
 

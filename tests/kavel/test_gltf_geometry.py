@@ -319,6 +319,8 @@ BAD: list[tuple[Callable[[dict[str, Any]], Any], str]] = [
         r"accessors\[2\]: refers to vertex 3, and there are 3",
     ),
     (put("accessors", 0, "componentType", 5124), "5124 is no component type"),
+    (put("accessors", 0, "type", ["VEC3"]), "'VEC3'. is not supported here"),
+    (put("nodes", 0, "mesh", [0]), r"nodes\[0\].mesh: is not an index"),
     (put("accessors", 0, "type", "VEC9"), "'VEC9' is not supported here"),
     (put("accessors", 0, "byteOffset", -4), r"byteOffset: is not a whole number of at least 0"),
     (put("accessors", 0, "sparse", {"count": 1}), r"sparse.indices.componentType"),

@@ -348,7 +348,7 @@ def test_an_edit_is_saved_and_nothing_else(
     again = view_of(file)
     saved = again.mesh("/body")
     assert saved is not None and shown(saved) == shown(edited)
-    assert again.mesh("/other") and shown(again.mesh("/other")) == shown(view.mesh("/other"))  # type: ignore[arg-type]
+    assert again.mesh("/other") and shown(again.mesh("/other")) == shown(view.mesh("/other"))
     require_kept(content, file, scene, form)
     if beside:
         assert Path(beside).read_bytes() == bytes(scene.data)
@@ -387,7 +387,7 @@ def require_following(file: str, mesh: Mesh, name: str) -> None:
         place = (np.array(position) - 0.1) / 2 if name in ("moved", "everything") else position
         if name == "merged points" and joints[0] == 3:
             place = QUAD[3]  # it stands at the point that it was merged with now
-        vertex = QUAD.index(tuple(int(round(float(value))) for value in place))  # type: ignore[arg-type]
+        vertex = QUAD.index(tuple(int(round(float(value))) for value in place))
         assert joints[0] == vertex and colour == [vertex * 60, vertex * 60 + 20, vertex * 60 + 40]
 
 
@@ -398,9 +398,9 @@ def test_edits_build_on_each_other_and_can_be_taken_back(write: Writer) -> None:
     before = view.mesh("/body")
     assert before is not None
     view.set_mesh("/body", without_isolated(before))
-    view.set_mesh("/body", normals_per_face(view.mesh("/body")))  # type: ignore[arg-type]
+    view.set_mesh("/body", normals_per_face(view.mesh("/body")))
     middle = view.snapshot()
-    view.set_mesh("/body", moved(taken(view.mesh("/body"), [0, 1, 2, 3], [3])))  # type: ignore[arg-type]
+    view.set_mesh("/body", moved(taken(view.mesh("/body"), [0, 1, 2, 3], [3])))
     view.set_transform("/other", replace(view.transform("/other"), scale=np.full(3, 2.0)))
     assert view.changes(middle) == {"/body": ["points", "faces"], "/other": ["transform"]}
     last, edited = view.snapshot(), view.mesh("/body")
@@ -428,7 +428,7 @@ def test_saving_twice(write: Writer) -> None:
         view.save()
     reopened = view_of(file).mesh("/body")
     assert reopened is not None and view.is_saved
-    assert shown(reopened) == shown(view.mesh("/body"))  # type: ignore[arg-type]
+    assert shown(reopened) == shown(view.mesh("/body"))
     assert np.allclose(reopened.points[0], (np.array(QUAD[0]) * 2 + 0.1) * 2 + 0.1)
     for stale in (view.restore, view.changes):
         with pytest.raises(ValueError, match="saved since the snapshot"):

@@ -1,0 +1,157 @@
+"""The checks of the scene as a whole, of objects, of levels of detail and of a project's limits."""
+
+from __future__ import annotations
+
+from typing import Any
+
+import numpy as np
+import pytest
+
+from kavel.checks.kavel_lod import LodNames, LodNumbering, LodTriangles
+from kavel.checks.kavel_project import BoundingSize, ForbiddenNames, TextureBudget, TriangleBudget
+from kavel.checks.kavel_scene import SceneFile, SceneUnit, SceneUpAxis
+from kavel.testing import MemoryScene, assert_finds, assert_passes, box, grid, select
+from kavel.view import Image, Material
+
+FILE = "/project/scene.mem"
+
+
+@pytest.mark.parametrize(
+    ("check", "scene", "values", "message"),
+    [
+        (SceneFile, {}, {}, ""),
+        (SceneFile, {"file": ""}, {}, "never been saved"),
+        (SceneFile, {"file": "/a/Untitled 2.blend"}, {}, '"Untitled 2" does not follow'),
+        (SceneFile, {"file": "/a/newspaper.blend"}, {}, ""),
+        (SceneFile, {"is_saved": False}, {}, "changes that are not saved"),
+        (SceneFile, {"is_saved": False}, {"changes": False}, ""),
+        (SceneFile, {}, {"file_name": r"[a-z]+_v\d+"}, "convention"),
+        (SceneFile, {"file": "/a/Hero_v12.ma"}, {"file_name": r"[a-z]+_v\d+"}, ""),
+        (SceneUnit, {}, {}, ""),
+        (SceneUnit, {"unit": 0.01}, {}, "is centimetre, not metre"),
+        (SceneUnit, {"unit": 0.3}, {"unit": "foot"}, "is 0.3 metres, not foot"),
+        (SceneUnit, {"unit": 0.3048000001}, {"unit": "foot"}, ""),
+        (SceneUpAxis, {}, {}, ""),
+        (SceneUpAxis, {"up_axis": "z"}, {}, "Z points up, not Y"),
+        (SceneUpAxis, {"up_axis": "z"}, {"axis": "z"}, ""),
+    ],
+)
+def test_scene(check: Any, scene: Any, values: Any, message: str) -> None:
+    options = {"scene": MemoryScene(**scene), "parameters": values}
+    if message:
+        assert_finds(check, **options, count=1, message=message)
+    else:
+        assert_passes(check, **options)
+
+
+def lods(*sides: int, pattern: str = "{name}_LOD{level}") -> MemoryScene:
+    """A LOD group with a sheet of side * side quads for each level."""
+    return MemoryScene().add_lods("head", [grid(side, side) for side in sides], pattern)
+
+
+def group(*names: str) -> MemoryScene:
+    """A plain group with one sheet of each name, each with a quarter of the quads."""
+    scene = MemoryScene().add("body")
+    for level, name in enumerate(names):
+        side = 2 ** (len(names) - level)
+        scene.add(f"body/{name}", grid(side, side))
+    return scene
+
+
+@pytest.mark.parametrize(
+    ("check", "scene", "values", "items"),
+    [
+        (LodTriangles, lods(8, 4, 2), {}, None),
+        (LodTriangles, lods(8, 4, 4, 8), {}, ["head/head_LOD2", "head/head_LOD3"]),
+        (LodTriangles, lods(8, 4), {"share": 0.2}, ["head/head_LOD1"]),
+        (LodTriangles, lods(8, 4), {"share": 0.25}, None),
+        # Without numbers in the names, the order in the group counts.
+        (LodTriangles, lods(4, 8, pattern="{level} {name}"), {}, ["head/1 head"]),
+        # A level may consist of several objects.
+        (LodTriangles, group("a_LOD0", "b_LOD0", "a_LOD1", "b_LOD1"), {}, None),
+        (LodTriangles, group("b_lod1", "b_lod0"), {}, ["body/b_lod1"]),
+        (LodTriangles, group("hat", "coat"), {}, None),
+        (LodNumbering, lods(4, 3, 2), {}, None),
+        (LodNumbering, group("a_LOD0", "a_LOD3"), {}, [1, 2]),
+        (LodNumbering, group("a_LOD1", "a_LOD2"), {}, [0]),
+        (LodNumbering, group("a_LOD1", "a_LOD2"), {"first": 1}, None),
+        (LodNumbering, group("a_LOD0", "a_LOD1"), {"first": 1}, [0]),
+        (LodNumbering, group("hat", "coat"), {}, None),
+        (LodNumbering, lods(3, 2, pattern="{level} {name}"), {"first": 1}, None),
+        (LodNames, lods(4, 2), {}, None),
+        (LodNames, group("a_LOD0", "a-lod1", "hat"), {}, ["body/a-lod1", "body/hat"]),
+        (LodNames, group("a_LOD0").add("body/bones"), {}, None),
+        (LodNames, group("hat", "coat"), {}, None),
+        (LodNames, group("a.1"), {"level": r"\.(\d)$", "name": r"a\.\d"}, None),
+    ],
+)
+def test_levels_of_detail(check: Any, scene: Any, values: Any, items: Any) -> None:
+    options = {"scene": scene, "parameters": values}
+    if items is None:
+        assert_passes(check, scene.paths()[0], **options)
+    else:
+        assert_finds(check, scene.paths()[0], **options, items=items)
+
+
+@pytest.mark.parametrize("level", ["lod", "lod(.+)$", "lod(\\d+"])
+def test_a_bad_level_expression_is_named(level: str) -> None:
+    scene = group("a_lodx")
+    outcome = assert_finds(LodNumbering, "body", scene=scene, status="error", level=level)
+    assert repr(level) in outcome.errors
+
+
+def test_a_huge_level_number_does_not_list_millions() -> None:
+    outcome = assert_finds(LodNumbering, "body", scene=group("a_LOD0", "a_LOD20240101"), count=99)
+    assert len(outcome.message) < 100
+
+
+WOOD = Material("wood", {"base color": Image("wood.png", 1000, 1000), "normal": Image("n", 10, 10)})
+OAK = Material("oak", {"base color": Image("wood.png", 1000, 1000)})
+
+
+def crowd() -> MemoryScene:
+    scene = MemoryScene().add("a", grid(2, 2, slots=[WOOD])).add("b", box(slots=[OAK]))
+    return scene.add("c", mesh_of="b", translation=(5, 0, 0), scale=(2, 3, 4))
+
+
+@pytest.mark.parametrize(
+    ("check", "path", "values", "items", "message"),
+    [
+        (TriangleBudget, None, {"scene": 32, "object": 12}, None, ""),
+        (TriangleBudget, None, {"scene": 31}, [FILE], "The scene has 32 triangles, allowed are 31"),
+        (TriangleBudget, None, {"object": 10}, ["b", "c"], "2 objects with more than 10 triangles"),
+        (TriangleBudget, None, {"scene": 8, "object": 8}, ["b", "c"], "the scene has 32"),
+        (TextureBudget, None, {"count": 2, "megapixels": 2}, None, ""),
+        (TextureBudget, None, {"count": 1}, ["wood.png", "n"], "2 textures, allowed are 1"),
+        (TextureBudget, None, {"megapixels": 1}, ["wood.png", "n"], "1.0 million pixels"),
+        (ForbiddenNames, "a", {}, None, ""),
+        (ForbiddenNames, "a", {"parts": ["b", "A"]}, ["a"], 'The name "a" contains "a"'),
+        (ForbiddenNames, "a", {"parts": ["A"], "ignore_case": False}, None, ""),
+        (ForbiddenNames, "a", {"parts": [""]}, None, ""),
+        (BoundingSize, "c", {"smallest": 4, "largest": 4}, None, ""),
+        (BoundingSize, "c", {"largest": 3.9}, ["c"], "is 4 m large, at most 3.9 m"),
+        (BoundingSize, "b", {"smallest": 1.1}, ["b"], "is 1 m large, at least 1.1 m"),
+    ],
+)
+def test_project(check: Any, path: Any, values: Any, items: Any, message: str) -> None:
+    options = {"scene": crowd(), "parameters": values}
+    if items is None:
+        assert_passes(check, path, **options)
+    else:
+        assert_finds(check, path, **options, items=items, message=message)
+
+
+def test_sizes_include_what_is_below_and_leave_out_what_is_no_number() -> None:
+    scene = MemoryScene().add("top", translation=(100, 0, 0)).add("top/a", box())
+    scene.add("top/b", box(), translation=(9, 0, 0)).add("top/c")
+    scene.add("top/d", points=[(np.nan, 0, 0), (np.inf, 0, 0), (0, 0, 0)], faces=[(0, 1, 2)])
+    assert_passes(BoundingSize, "top", scene=scene, smallest=10, largest=10)
+    assert_passes(BoundingSize, "top/c", scene=scene, smallest=10)
+
+
+def test_a_scene_wide_check_selects_the_objects() -> None:
+    scene = crowd()
+    outcome = assert_finds(TriangleBudget, scene=scene, object=10)
+    assert outcome.selectable
+    select(outcome)
+    assert [selection.path for selection in scene.selections] == ["b", "c"]

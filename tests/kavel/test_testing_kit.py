@@ -1,0 +1,417 @@
+"""The test kit for authors of checks: scenes in memory, runs, and assertions that can fail."""
+
+from __future__ import annotations
+
+import subprocess
+import sys
+from collections.abc import Iterator
+from dataclasses import replace
+from typing import Any
+
+import numpy as np
+import pytest
+from geometry import CORNERS, QUAD, Scene
+
+import core
+from kavel import testing as kit
+from kavel.gltf.operator import GltfOperator
+from kavel.testing import MemoryScene, box, grid, polygons
+from kavel.view import EditableScene, Material, Selection, Transform, current, use
+
+Inputs = core.Parameters
+UNIT = np.array([0.0, 0.0, 0.0, 1.0])
+
+
+class Base(core.Check.Base):
+    """What the checks below have in common."""
+
+    class_id = short_name = long_name = "kit"
+    description = "a check of the tests"
+    category = core.Constants.Check.Category.Mesh
+    sort_index = 0
+    scene_oriented = False
+    mask = None
+
+    def found(self, *items: Any) -> None:
+        self.result.extend(items)
+        raise core.Error.ValidationError
+
+    def result_message(self) -> str:
+        return f"{self.result.length} things"
+
+
+class Low(Base):
+    """Finds points below a height; its fix lifts them."""
+
+    lift = True
+
+    @staticmethod
+    def parameters() -> Any:
+        return core.Parameters.Block([core.Parameters.FloatRange("height", value=0.0)])
+
+    def check(self, path: str, parameters: Any) -> None:
+        (height,) = (item.value for item in parameters)
+        mesh = current().mesh(path)
+        assert mesh is not None
+        low = np.flatnonzero(mesh.points[:, 1] < height)
+        if len(low):
+            self.could_be_fixed = self.could_be_selected = True
+            self.found(*low)
+
+    def fix_result(self, path: str, parameters: Any) -> None:
+        (height,) = (item.value for item in parameters)
+        mesh = current().mesh(path)
+        assert mesh is not None
+        points = mesh.points.copy()
+        points[:, 1] = np.maximum(points[:, 1], height)
+        current().set_mesh(path, replace(mesh, points=points))
+
+    def select_result(self) -> None:
+        current().select([Selection("body", "points", np.array(list(self.result)))])
+
+
+class Idle(Low):
+    """Its fix does nothing."""
+
+    def fix_result(self, path: str, parameters: Any) -> None:
+        pass
+
+
+class Raising(Low):
+    """Its fix repairs the mesh and then fails."""
+
+    def fix_result(self, path: str, parameters: Any) -> None:
+        super().fix_result(path, parameters)
+        raise RuntimeError("after the work")
+
+
+class Growing(Low):
+    """Its fix moves everything up a little more each time."""
+
+    def fix_result(self, path: str, parameters: Any) -> None:
+        mesh = current().mesh(path)
+        assert mesh is not None
+        current().set_mesh(path, replace(mesh, points=mesh.points + (0, 1, 0)))
+
+
+class Meddling(Low):
+    """Moves the object that it is to check, and passes."""
+
+    def check(self, path: str, parameters: Any) -> None:
+        old = current().transform(path)
+        current().set_transform(path, replace(old, translation=old.translation + 1))
+
+
+class Grabbing(Low):
+    """Changes the selection while it checks."""
+
+    def check(self, path: str, parameters: Any) -> None:
+        current().select([Selection(path)])
+
+
+class Writing(Low):
+    """Writes into the arrays that it is shown."""
+
+    def check(self, path: str, parameters: Any) -> None:
+        mesh = current().mesh(path)
+        assert mesh is not None
+        mesh.points[0] = 7
+
+
+class Everything(Base):
+    """Reports its parameters."""
+
+    @staticmethod
+    def parameters() -> Any:
+        items = [Inputs.ComboBox.Item("up", "Upwards"), Inputs.ComboBox.Item("down", "Downwards")]
+        pair = Inputs.IntSlice(Inputs.IntRange("start"), Inputs.IntRange("stop"))
+        return Inputs.Block(
+            [
+                Inputs.IntRange("count"),
+                Inputs.FloatRange("scene"),
+                Inputs.Switch("strict"),
+                Inputs.RegEx("names"),
+                Inputs.ComboBox("way", items),
+                Inputs.TextInputList("banned", [Inputs.TextInput("old", True)]),
+                Inputs.TextMatchList("wanted", []),
+                Inputs.IntSliceList("slices", pair, []),
+            ]
+        )
+
+    def check(self, path: str, parameters: Any) -> None:
+        self.found(parameters.state)
+
+
+class OfScene(Base):
+    scene_oriented = True
+
+    def check(self, path: str, parameters: Any) -> None:
+        self.found(path)
+
+
+@pytest.fixture
+def scene() -> Iterator[MemoryScene]:
+    scene = MemoryScene().add("body", box())
+    with use(scene):
+        yield scene
+
+
+def test_a_scene_in_memory() -> None:
+    with pytest.raises(LookupError):
+        current()
+    scene = (
+        MemoryScene(file="", unit=0.01, up_axis="z")
+        .add("hero/body", box(slots=["cloth"]), translation=(1, 0, 0))
+        .add("hero/twin", mesh_of="hero/body", name="body", deformed=True)
+        .add("hero/empty")
+        .add("rest", points=[(0, 0, 0), (1, 0, 0), (0, 1, 0)], faces=[(0, 1, 2)])
+        .add_lods("hero/head", [grid(4, 4), grid()])
+        .add("hero/body/socket", translation=(0, 2, 0), scale=(1, 2, 1))
+    )
+    view: EditableScene = scene
+    assert (view.file, view.is_saved, view.unit, view.up_axis) == ("", False, 0.01, "z")
+    lods = ["hero/head/head_LOD0", "hero/head/head_LOD1"]
+    expected = ["hero", "hero/body", "hero/body/socket", "hero/twin", "hero/empty", "hero/head"]
+    assert view.paths() == [*expected, *lods, "rest"]
+    assert [view.type(path) for path in view.paths()] == [
+        "transform", "mesh", "locator", "mesh", "locator", "lodGroup", "mesh", "mesh", "mesh"
+    ]  # fmt: skip
+    assert (view.name("hero/twin"), view.parent("hero/twin")) == ("body", "hero")
+    assert view.shares_mesh("hero/body") and not view.shares_mesh("rest")
+    assert view.is_deformed("hero/twin") and not view.is_deformed("hero/body")
+    assert view.world_matrix("hero/body/socket")[:3, 3].tolist() == [1, 2, 0]
+    assert view.mesh("hero/twin") is view.mesh("hero/body")
+    assert [slot.name for slot in view.mesh("hero/body").slots] == ["cloth"]
+    for refused, message in [
+        (lambda: scene.add("rest"), "is there already"),
+        (lambda: scene.add("/rest"), "is no path"),
+        (lambda: scene.add("a", type="nurbs"), "'nurbs' is not one of the types"),
+        (lambda: scene.add("a", box(), mesh_of="rest"), "give a mesh, or"),
+        (lambda: scene.add("a", box(), points=[]), "points and a mesh are given"),
+        (lambda: scene.add("a", points=[(0, 0, 0)], faces=[(0, 0, 1)]), "corners refer to 1"),
+        (lambda: scene.add("a", points=[(0, 0, 0)], faces=[(0, 0)]), "less than 3 corners"),
+        (lambda: scene.add("a", rotation=(0, 0, 1)), "a rotation is 4 numbers"),
+        (lambda: MemoryScene(up_axis="w"), "the up axis"),
+        (lambda: MemoryScene(unit=0), "positive length"),
+        (lambda: scene.set_mesh("hero", box()), "has no mesh"),
+        (lambda: scene.save(), "no file"),
+    ]:
+        with pytest.raises(ValueError, match=message):
+            refused()
+    with pytest.raises(KeyError, match="no object at 'gone'; there are hero, hero/body"):
+        view.mesh("gone")
+
+
+def test_edits_of_a_scene_in_memory() -> None:
+    scene = MemoryScene().add("a", box()).add("b", mesh_of="a").add("c/d")
+    start, mesh = scene.snapshot(), scene.mesh("a")
+    assert mesh is not None
+    turned = replace(mesh, corners=mesh.corners.reshape(-1, 4)[:, ::-1].ravel())
+    scene.set_mesh("b", replace(turned, slots=[Material("gold")]))
+    scene.set_transform("c/d", Transform(np.ones(3), UNIT, np.ones(3)))
+    scene.remove("c")
+    assert scene.changes() == scene.changes(start) == {
+        "a": ["faces", "UV sets", "materials"],
+        "b": ["faces", "UV sets", "materials"],
+        "c": ["removed"],
+        "c/d": ["removed"],
+    }  # fmt: skip
+    assert not scene.is_saved
+    scene.restore(start)
+    assert scene.changes() == {} and scene.is_saved and scene.mesh("a") is mesh
+
+
+def test_the_shapes_have_no_fault() -> None:
+    for mesh, closed in ((box(1, 2, 3, centre=(4, 5, 6)), True), (grid(3, 2), False)):
+        corners = mesh.points[mesh.corners].reshape(-1, 4, 3)
+        middle = mesh.points.mean(axis=0)
+        facing = np.cross(corners[:, 1] - corners[:, 0], corners[:, 2] - corners[:, 1])
+        assert mesh.normals is not None
+        assert ((facing * mesh.normals[::4]).sum(axis=1) > 0).all()
+        assert not closed or ((corners.mean(axis=1) - middle) * facing > -1e-9).all()
+        edges = np.stack([mesh.corners, mesh.corners[mesh.next_corners]], axis=1)
+        assert len(np.unique(edges, axis=0)) == len(edges)  # neighbours run the same way round
+        _, counts = np.unique(np.sort(edges, axis=1), axis=0, return_counts=True)
+        assert counts.max() == 2 and bool(counts.min() == 2) is closed
+        uvs = mesh.uv_sets["UVMap"]
+        assert uvs.min() >= 0 and uvs.max() <= 1 and len(np.unique(uvs, axis=0)) > 11
+    mixed = polygons(np.eye(4)[:, :3], [(0, 1, 2, 3), (0, 1, 2)], uv_sets={"m": np.zeros((7, 2))})
+    assert mixed.face_sizes.tolist() == [4, 3]
+
+
+def test_the_core_works_on_a_scene_in_memory(tmp_path: Any) -> None:
+    scene = MemoryScene(file=str(tmp_path / "a")).add("hero/body", box()).add("other")
+    calls: list[str] = []
+    scene.register_scene_opened_callback(lambda: calls.append("opened"))
+    scene.register_shutdown_callback(lambda: calls.append("shut"))
+    scene.announce_opened()
+    scene.announce_shutdown()
+    scene.delete_callbacks()
+    scene.announce_opened()
+    assert calls == ["opened", "shut"]
+    scene.select("hero/body", "gone")
+    assert scene.get_selection() == ["hero/body"] and scene.get_selection_roots() == ["hero"]
+    with scene.selection_manager():
+        scene.select([Selection("other", "faces", np.array([0]))])
+        assert scene.get_selection() == ["other"] and len(scene.selections) == 1
+    assert scene.get_selection() == ["hero/body"] and scene.selections == []
+    assert (scene.get_type("gone"), scene.get_parent("gone"), scene.get_children("gone")) == (
+        "",
+        None,
+        (),
+    )
+    virtual = core.Scene._Virtual(scene)
+    virtual.upload(["hero", "other"])
+    assert virtual.get_type("hero/body") == "mesh" and virtual.object_exists("other")
+
+
+def test_a_run(scene: MemoryScene) -> None:
+    outcome = kit.run(Low, height=-1.0)
+    assert (outcome.status, outcome.found, outcome.fixable) == ("pass", [], False)
+    outcome = kit.run(Low, "body")
+    assert outcome.status == "fail" and not outcome.passed
+    assert len(outcome.found) == 4 and outcome.message == "4 things"
+    assert outcome.fixable and outcome.selectable and outcome.log == ""
+    assert len(outcome.records) == 1
+    kit.select(outcome)
+    (selection,) = scene.selections
+    assert selection.elements is not None and selection.elements.tolist() == outcome.found
+    assert kit.run(Low, as_info=True).status == "info"
+    fixed = kit.fix(outcome)
+    assert fixed.passed and len(fixed.records) == 2 and scene.changes() == {"body": ["points"]}
+    assert kit.run(OfScene).found == [scene.file]
+    broken = kit.run(Base, "body")
+    assert broken.status == "error" and "NotImplementedError" in broken.errors
+
+
+def test_parameters_are_written_as_one_thinks_of_them(scene: MemoryScene) -> None:
+    (state,) = kit.run(
+        Everything,
+        count=3,
+        parameters={"scene": 1},
+        strict=True,
+        names="a.*",
+        way="Downwards",
+        banned=["x", "y"],
+        wanted=["z"],
+        slices=[(1, 2)],
+    ).found
+    assert state == {
+        "count": {"value": 3},
+        "scene": {"value": 1.0},
+        "strict": {"enabled": True},
+        "names": {"text": "a.*"},
+        "way": {"selected_attr": "down"},
+        "banned": [{"text": "x", "enabled": True}, {"text": "y", "enabled": True}],
+        "wanted": [{"text": "z"}],
+        "slices": [{"start": {"value": 1}, "stop": {"value": 2}}],
+    }
+    assert kit.run(Everything, way="up").found[0]["way"] == {"selected_attr": "up"}
+    for values, error, message in [
+        ({"counts": 3}, ValueError, "no parameter 'counts'; it has count, scene, strict"),
+        ({"count": 3.5}, TypeError, "count: 3.5 is no int"),
+        ({"count": True}, TypeError, "count: True is no int"),
+        ({"strict": 1}, TypeError, "strict: 1 is no bool"),
+        ({"way": "left"}, ValueError, "way: there is no item 'left'"),
+        ({"banned": "text"}, TypeError, "banned: 'text' is no list"),
+        ({"slices": [(1, 2, 3)]}, ValueError, "slices: .* is no pair"),
+    ]:
+        with pytest.raises(error, match=message):
+            kit.run(Everything, **values)
+
+
+class NoBlock(Base):
+    @staticmethod
+    def parameters() -> Any:
+        return []
+
+
+class Repeated(Base):
+    @staticmethod
+    def parameters() -> Any:
+        return Inputs.Block([Inputs.Switch("a"), Inputs.Switch("a")])
+
+
+def test_wrong_use_is_told(scene: MemoryScene) -> None:
+    with pytest.raises(KeyError, match="no object at 'gone'; there are body"):
+        kit.run(Low, "gone")
+    scene.add("other")
+    with pytest.raises(ValueError, match="say on which of the 2 objects Low runs"):
+        kit.run(Low)
+    with pytest.raises(TypeError, match=r"NoBlock.parameters\(\) returns \[\]"):
+        kit.run(NoBlock, "body")
+    with pytest.raises(core.Error.AttributeNameRepeat):
+        kit.run(Repeated, "body")
+
+
+def test_a_run_without_a_current_scene() -> None:
+    with pytest.raises(LookupError, match="pass scene="):
+        kit.run(Low, "body")
+    assert kit.run(Low, scene=MemoryScene().add("body", grid())).passed
+
+
+@pytest.mark.parametrize(
+    ("assertion", "check", "options", "message"),
+    [
+        (kit.assert_passes, Low, {}, r"Low on 'body': fail, found 4 \[0, .*, but should pass"),
+        (kit.assert_passes, Writing, {}, "(?s)error, .*read-only"),
+        (kit.assert_passes, Meddling, {}, r"without a fix changed the scene\s+body: transform"),
+        (kit.assert_passes, Grabbing, {}, "changed the selection while checking"),
+        (kit.assert_finds, Low, {"height": -1.0}, "pass, found 0 .*, but should find something"),
+        (kit.assert_finds, Base, {}, "Base on 'body': error"),
+        (kit.assert_finds, Low, {"count": 3}, "3 were expected"),
+        (kit.assert_finds, Low, {"items": [0, 1, 4, 6]}, r"expected was \[0, 1, 4, 6\]"),
+        (kit.assert_finds, Low, {"message": "five"}, "does not say 'five'"),
+        (kit.assert_finds, Low, {"status": "info"}, "fail, .* should find something"),
+        (kit.assert_fix_works, Low, {"height": -1.0}, "pass, .*with nothing to fix"),
+        (kit.assert_fix_works, OfScene, {"path": "body"}, "fail, .*with nothing to fix"),
+        (kit.assert_fix_works, Idle, {}, "after the fix, Idle on 'body': fail"),
+        (kit.assert_fix_works, Raising, {}, "(?s)after the fix, Raising.*after the work"),
+        (
+            kit.assert_fix_is_idempotent,
+            Growing,
+            {},
+            r"Growing fixed twice changed .*\s+body: points",
+        ),
+        (kit.assert_untouched_by_check, Meddling, {}, "Meddling without a fix changed the scene"),
+    ],
+)
+def test_assertions_fail(
+    scene: MemoryScene, assertion: Any, check: Any, options: Any, message: str
+) -> None:
+    with pytest.raises(AssertionError, match=message):
+        assertion(check, options.pop("path", "body"), **options)
+
+
+def test_assertions_hold(scene: MemoryScene) -> None:
+    kit.assert_passes(Low, height=-1.0)
+    found = np.flatnonzero(box().points[:, 1] < 0)
+    kit.assert_finds(Low, count=4, items=found, message="4 things", status="fail")
+    before = scene.snapshot()
+    kit.assert_fix_works(Low)
+    scene.restore(before)
+    kit.assert_fix_is_idempotent(Low)
+
+
+def test_a_fix_on_a_file(write: Any) -> None:
+    file = Scene()
+    file.add(file.primitive(np.array(QUAD) - (0, 0.5, 0), CORNERS))
+    operator = GltfOperator()
+    operator.open(write("a.glb", file.glb()))
+    view = operator.view
+    before = view.snapshot()
+    kit.assert_finds(Low, "/body", count=2, scene=view)
+    kit.assert_fix_is_idempotent(Low, "/body", scene=view)
+    assert view.changes() == {"/body": ["points"]}
+    view.restore(before)
+    kit.assert_finds(Low, "/body", count=2, scene=view)
+    view.operator.save()
+    kit.assert_fix_works(Low, "/body", scene=view)
+    view.operator.save()
+    operator.open(view.file)
+    kit.assert_passes(Low, "/body", scene=operator.view)
+
+
+def test_no_test_runner_is_needed() -> None:
+    code = "import sys, kavel.testing; sys.exit('pytest' in sys.modules)"
+    assert subprocess.run([sys.executable, "-c", code], check=False).returncode == 0
