@@ -81,6 +81,14 @@ void History::select(std::int64_t timestamp) {
   if (find_entry(entries_, timestamp) != entries_.end()) pointer_ = timestamp;
 }
 
+void History::select_number(const Json& number) {
+  const std::optional<double> wanted = number.number();
+  const auto found = std::ranges::find_if(entries_, [&wanted](const Entry& entry) {
+    return wanted == static_cast<double>(entry.timestamp);
+  });
+  if (found != entries_.end()) pointer_ = found->timestamp;
+}
+
 void History::select_record(const Record& record) {
   const Json wanted = record.data();
   std::optional<std::int64_t> found;

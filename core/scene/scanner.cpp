@@ -6,6 +6,7 @@
 #include <unordered_map>
 
 #include "core/facade/constants.h"
+#include "core/foundation/busy.h"
 #include "core/foundation/logger.h"
 #include "core/scene/scope_roots.h"
 
@@ -72,15 +73,8 @@ bool Scanner::alone(const std::function<void()>& run) {
     foundation::log_warning("A scan was started by a scan and does nothing");
     return false;
   }
-  is_running_ = true;
-  try {
-    const bool done = foundation::guarded(run);
-    is_running_ = false;
-    return done;
-  } catch (...) {
-    is_running_ = false;
-    throw;
-  }
+  const foundation::Busy busy(is_running_);
+  return foundation::guarded(run);
 }
 
 bool Scanner::upload_buffer(bool append) {

@@ -69,7 +69,11 @@ std::optional<std::string> optional_text_of(const OperationName& name, py::handl
 std::vector<std::string> texts_of(const OperationName& name, py::handle result) {
   if (result.is_none()) return {};
   if (is_text(result)) refuse_result(name, result, "a sequence of texts");
-  return texts(result);
+  const py::list elements(py::reinterpret_borrow<py::object>(result));
+  for (const py::handle element : elements) {
+    if (!is_text(element)) refuse_result(name, element, "a sequence of texts");
+  }
+  return texts(elements);
 }
 
 std::string_view TextViews::view(PyObject* text) {

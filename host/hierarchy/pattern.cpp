@@ -135,7 +135,8 @@ void bind_pattern(py::handle hierarchy) {
       "_rules",
       [](const Pattern& self) {
         py::dict rules;
-        for (const auto& [stamp, rule] : self.rules()) rules[to_text(stamp)] = expose(rule);
+        const auto known = self.rules();
+        for (const auto& [stamp, rule] : known) rules[to_text(stamp)] = expose(rule);
         return rules;
       },
       "A copy: stamp -> rule.");

@@ -31,8 +31,6 @@ unsigned long ender = 0;
 std::vector<unsigned long> inside;
 thread_local long depth = 0;
 
-bool must_leave() { return ending && PyThread_get_thread_ident() != ender; }
-
 void enter() {
   if (depth++ == 0) inside.push_back(PyThread_get_thread_ident());
 }
@@ -44,6 +42,12 @@ void leave() {
   std::swap(*own, inside.back());
   inside.pop_back();
 }
+
+}  // namespace
+
+bool must_leave() { return ending && PyThread_get_thread_ident() != ender; }
+
+namespace {
 
 template <class Form, class... Arguments>
 PyObject* counted(Arguments... arguments) {

@@ -21,6 +21,8 @@ void count_calls(py::handle module);
 /// thread.
 void end_calls(double patience);
 
+/// Whether the calling thread is asked to leave.
+[[nodiscard]] bool must_leave();
 /// Throws `SystemExit` on a thread that is asked to leave; to be called around waits.
 void leave_when_ending();
 

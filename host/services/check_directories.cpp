@@ -19,7 +19,8 @@ std::vector<Ref<CheckDirectory>> entries_of(const py::object& directories) {
   return entries;
 }
 
-py::list text_list(const std::vector<Ref<CheckDirectory>>& directories) {
+/// Takes a copy: making the texts may run foreign code.
+py::list text_list(const std::vector<Ref<CheckDirectory>> directories) {
   py::list list;
   for (const auto& directory : directories) list.append(directory_text(directory));
   return list;

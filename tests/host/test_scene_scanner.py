@@ -335,6 +335,16 @@ def test_the_empty_selection_is_announced_when_nothing_can_be_shown() -> None:
     assert stage.events == ["empty_scan_selection"]
 
 
+@pytest.mark.parametrize(("answer", "kind"), [([1], "int"), ("/Car", "str"), ({"/Car", None}, "None")])
+def test_wrong_selections_name_the_operation(
+    answer: Any, kind: str, caplog: pytest.LogCaptureFixture
+) -> None:
+    stage = car_stage()
+    stage.host.get_selection = lambda: answer
+    assert stage.scanner.upload_buffer(False) is False
+    assert f"get_selection() returned an object of class {kind}" in logged(caplog)[0]
+
+
 def test_a_scan_inside_of_a_scan_does_nothing(caplog: pytest.LogCaptureFixture) -> None:
     stage = car_stage()
     inner: list[Any] = []
@@ -363,6 +373,8 @@ def test_many_hierarchies_take_linear_time() -> None:
         host = MemoryHost({f"Car{number}": {} for number in range(count)})
         stage = Stage(host, item("car", "Car"))
         host.get_selection_roots = lambda: host.selection
+        # The host's own list would be searched for each joint.
+        host.postscript_scan_remove = lambda joint: None
         start = time.perf_counter()
         assert stage.scan(*tree_paths(host.names)) and stage.scan(*tree_paths(host.names))
         assert stage.scanner.reload_buffer()

@@ -218,6 +218,24 @@ class FakeCheckList:
         self.loaded.append(config)
 
 
+def test_a_folder_that_is_gone_for_a_while_stays_in_the_file(tmp_path: Path) -> None:
+    drive = tmp_path / "drive"
+    drive.mkdir()
+    settings = Settings(environment(tmp_path))
+    settings.check.directories.register("d", drive)
+    settings.write()
+    drive.rmdir()
+    for _ in range(2):
+        gone = Settings(environment(tmp_path))
+        assert gone.check.directories.data == []
+        gone.write()
+    drive.mkdir()
+    back = Settings(environment(tmp_path))
+    assert [each.name for each in back.check.directories] == ["d"]
+    back.write()
+    assert len(back._read()["check"]["directories"]) == 1
+
+
 def test_presets_of_one_stamp_are_told_apart() -> None:
     presets = Settings.Check.Presets([{"name": name, "stamp": "1"} for name in ("b", "a")])
     presets.pop(list(presets)[1])
