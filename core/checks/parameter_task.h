@@ -28,7 +28,7 @@ using Slots = std::vector<Slot>;
 class ParameterOriginal final : public runtime::Object {
  public:
   /// Clones every input.
-  explicit ParameterOriginal(const Slots& slots);
+  explicit ParameterOriginal(const Slots& given);
 
   void each_reference(runtime::ReferenceVisitor& visitor) const override;
   void drop_references() noexcept override { slots.clear(); }

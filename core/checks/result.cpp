@@ -17,8 +17,9 @@ std::string suffix(std::int32_t number) {
 }  // namespace
 
 std::string_view text_of(Status status) noexcept {
-  using namespace facade::result;
-  constexpr std::string_view kTexts[] = {kPass, kInfo, kFail, kError};
+  namespace result = facade::result;
+  constexpr std::string_view kTexts[] = {result::kPass, result::kInfo, result::kFail,
+                                         result::kError};
   return kTexts[static_cast<std::size_t>(status)];
 }
 

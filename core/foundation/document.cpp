@@ -27,6 +27,7 @@ std::vector<std::size_t> existing(const std::vector<std::string>& paths) {
 std::vector<std::string> selected(const std::vector<std::string>& paths,
                                   const std::vector<std::size_t>& positions) {
   std::vector<std::string> result;
+  result.reserve(positions.size());
   for (const std::size_t position : positions) result.push_back(paths[position]);
   return result;
 }

@@ -54,7 +54,8 @@ Json& Json::set(std::string_view key, Json value) {
 
 std::string Json::text_or(std::string_view key, std::string fallback) const {
   const Json* value = find(key);
-  return value != nullptr && value->text() != nullptr ? *value->text() : std::move(fallback);
+  if (value != nullptr && value->text() != nullptr) return *value->text();
+  return fallback;
 }
 
 std::optional<std::string> Json::optional_text(std::string_view key) const {

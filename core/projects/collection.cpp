@@ -61,6 +61,7 @@ void Collection::load() {
   const LockGuard guard(*editing_);
   const std::vector<std::string> paths = project_files();
   std::vector<double> sizes;
+  sizes.reserve(paths.size());
   for (const std::string& path : paths) sizes.push_back(Document::size_on_disk(path));
   const auto files = foundation::read_documents(paths, Document::kMessages);
   for (std::size_t index = 0; index < paths.size(); ++index) {

@@ -46,11 +46,10 @@ void EditToggle::update() {
   std::swap(current_, newest);
 }
 
-void EditToggle::set_promise(const Ref<Record>& promise) {
-  const Ref<Record> kept = promise;
+void EditToggle::set_promise(Ref<Record> promise) {
   update();
-  records_->items.insert(records_->items.begin(), kept);
-  current_ = kept;
+  records_->items.insert(records_->items.begin(), promise);
+  current_ = std::move(promise);
 }
 
 }  // namespace kavel::projects

@@ -33,7 +33,7 @@ class EditToggle final : public runtime::Object {
   /// Takes the history's records anew; the newest becomes current.
   void update();
   /// The same with `promise` in front and current.
-  void set_promise(const runtime::Ref<Record>& promise);
+  void set_promise(runtime::Ref<Record> promise);
 
  private:
   Uplink<HistoryPort> history_;

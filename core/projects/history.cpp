@@ -126,8 +126,8 @@ History::Content History::read(const Json& file_data) const {
   for (const auto& [key, value] : *stored.map()) {
     const std::optional<std::int64_t> timestamp = to_timestamp(key);
     if (!timestamp) continue;
-    store(content.records, *timestamp, at_place("record " + key, [&] {
-            return runtime::make<Record>(links_.link(), value, *timestamp);
+    store(content.records, *timestamp, at_place("record " + key, [&, &data = value] {
+            return runtime::make<Record>(links_.link(), data, *timestamp);
           }));
   }
   content.pointer = choose_pointer(file_data, content.records);
