@@ -28,7 +28,9 @@ py::object call_operation(py::handle object, const OperationName& name,
                                      count | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr);
   });
   if (result == nullptr) throw py::error_already_set();
-  return py::reinterpret_steal<py::object>(result);
+  auto answer = py::reinterpret_steal<py::object>(result);
+  leave_when_ending();
+  return answer;
 }
 
 void with(const py::object& manager, const std::function<void()>& body) {

@@ -1,6 +1,7 @@
 #include "core/facade/notifications.h"
 
 #include "host/bindings.h"
+#include "host/runtime/ending.h"
 
 namespace kavel::host {
 
@@ -20,7 +21,9 @@ void bind_callbacks(py::module_& module) {
   list.def(
       "__call__",
       [](const NotificationList& self, const py::args& arguments, const py::kwargs& keywords) {
-        self.fire([&](const Value& handler) { from_value(handler)(*arguments, **keywords); });
+        self.fire([&](const Value& handler) {
+          (void)call_and_wait(from_value(handler), arguments, keywords);
+        });
       },
       "Calls every handler with the arguments; a failing one is logged, the rest still run.");
   list.def("clear", &NotificationList::clear, "Removes every handler.");

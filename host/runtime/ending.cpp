@@ -3,17 +3,17 @@
 // destructors and handlers need that very lock: the process would abort or crash.
 //
 // So at exit, before any thread is ended, the module lets no further calls in and makes those
-// inside leave: each of their threads is given a `SystemExit`, which it meets at its next step of
-// the interpreter's own code, and waits look for the end. What then still is inside sits in one
-// call of a host's that does not come back; where the core made that call the thread is stopped for
-// good instead of being unwound (`stopped_if_ended`).
+// inside leave with a `SystemExit` where the core gets a host's answer, a turn or a lock. What then
+// still is inside sits in one call of a host's that does not come back; where the core made that
+// call the thread is stopped for good instead of being unwound (`stopped_if_ended`). To raise
+// something inside a host's code instead would be quicker, but can leave its locks held, for which
+// others wait at exit.
 //
 // The binding library offers no place to count calls, but all its functions enter through one
 // dispatcher: its address in each function's definition is exchanged for one of ours. The counts
 // are guarded by the interpreter's lock.
 #include "host/runtime/ending.h"
 
-#include <algorithm>
 #include <set>
 
 namespace kavel::host {
@@ -27,21 +27,9 @@ using Untyped = void (*)();
 Untyped dispatch = nullptr;
 bool ending = false;
 unsigned long ender = 0;
-/// The threads with a call inside, by the interpreter's identity of them.
-std::vector<unsigned long> inside;
+/// Threads with a call inside, and the nesting of calls on this one.
+long threads_inside = 0;
 thread_local long depth = 0;
-
-void enter() {
-  if (depth++ == 0) inside.push_back(PyThread_get_thread_ident());
-}
-
-void leave() {
-  if (--depth > 0) return;
-  const auto own = std::ranges::find(inside, PyThread_get_thread_ident());
-  if (own == inside.end()) return;
-  std::swap(*own, inside.back());
-  inside.pop_back();
-}
 
 }  // namespace
 
@@ -55,9 +43,9 @@ PyObject* counted(Arguments... arguments) {
     PyErr_SetNone(PyExc_SystemExit);
     return nullptr;
   }
-  enter();
+  if (depth++ == 0) ++threads_inside;
   PyObject* result = reinterpret_cast<Form>(dispatch)(arguments...);
-  leave();
+  if (--depth == 0) --threads_inside;
   return result;
 }
 
@@ -111,14 +99,14 @@ void leave_when_ending() {
   throw py::error_already_set();
 }
 
-py::object call_and_wait(py::handle callable, std::initializer_list<py::handle> arguments) {
-  py::tuple packed(arguments.size());
-  std::size_t position = 0;
-  for (const py::handle argument : arguments) packed[position++] = argument;
-  PyObject* const result =
-      stopped_if_ended([&] { return PyObject_CallObject(callable.ptr(), packed.ptr()); });
+py::object call_and_wait(py::handle callable, const py::tuple& arguments,
+                         const py::dict& keywords) {
+  PyObject* const result = stopped_if_ended(
+      [&] { return PyObject_Call(callable.ptr(), arguments.ptr(), keywords.ptr()); });
   if (result == nullptr) throw py::error_already_set();
-  return py::reinterpret_steal<py::object>(result);
+  auto answer = py::reinterpret_steal<py::object>(result);
+  leave_when_ending();
+  return answer;
 }
 
 void end_calls(double patience) {
@@ -127,13 +115,8 @@ void end_calls(double patience) {
   const py::object clock = py::module_::import("time").attr("monotonic");
   const py::object sleep = py::module_::import("time").attr("sleep");
   const double end = clock().cast<double>() + patience;
-  while (true) {
-    std::vector<unsigned long> others = inside;
-    std::erase(others, ender);
-    if (others.empty() || clock().cast<double>() >= end) return;
-    for (const unsigned long thread : others) PyThreadState_SetAsyncExc(thread, PyExc_SystemExit);
-    sleep(0.005);
-  }
+  const long own = depth > 0 ? 1 : 0;
+  while (threads_inside > own && clock().cast<double>() < end) sleep(0.001);
 }
 
 }  // namespace kavel::host

@@ -1,8 +1,6 @@
 // How the calls of a host's threads end when the interpreter does.
 #pragma once
 
-#include <initializer_list>
-
 #include "host/py.h"
 
 #ifdef __GLIBCXX__
@@ -16,14 +14,15 @@ namespace kavel::host {
 /// when everything is bound.
 void count_calls(py::handle module);
 
-/// To be called at exit: asks the calls of other threads to end, as `SystemExit` does, and waits up
-/// to `patience` seconds until none is inside. From then on a call from another thread ends its
-/// thread.
+/// To be called at exit: asks the calls of other threads to leave and waits up to `patience`
+/// seconds until none is inside. From then on a call from another thread ends its thread, as
+/// `SystemExit` does.
 void end_calls(double patience);
 
 /// Whether the calling thread is asked to leave.
 [[nodiscard]] bool must_leave();
-/// Throws `SystemExit` on a thread that is asked to leave; to be called around waits.
+/// Throws `SystemExit` on a thread that is asked to leave; to be called wherever it has waited or
+/// run foreign code.
 void leave_when_ending();
 
 /// Runs a call of the interpreter's C interface. A thread that the interpreter ends inside of it is
@@ -42,8 +41,9 @@ auto stopped_if_ended(Call&& call) {
 #endif
 }
 
-/// `callable(*arguments)` for a call that may take long, with no other C++ frame below this one.
-[[nodiscard]] py::object call_and_wait(py::handle callable,
-                                       std::initializer_list<py::handle> arguments);
+/// `callable(*arguments, **keywords)` for a call that may take long, with no other C++ frame below
+/// this one; leaves afterwards when it has to.
+[[nodiscard]] py::object call_and_wait(py::handle callable, const py::tuple& arguments,
+                                       const py::dict& keywords = py::dict());
 
 }  // namespace kavel::host

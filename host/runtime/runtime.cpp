@@ -20,10 +20,7 @@ void* call(void* callable, void* const* arguments, int count) {
     packed[static_cast<std::size_t>(index)] =
         py::reinterpret_borrow<py::object>(object(arguments[index]));
   }
-  PyObject* result =
-      stopped_if_ended([&] { return PyObject_CallObject(object(callable), packed.ptr()); });
-  if (result == nullptr) throw py::error_already_set();
-  return result;
+  return call_and_wait(object(callable), packed).release().ptr();
 }
 
 }  // namespace

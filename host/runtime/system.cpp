@@ -25,8 +25,7 @@ class InterpreterSystem final : public runtime::System {
 
   void sleep(double seconds) override {
     leave_when_ending();
-    (void)call_and_wait(py::module_::import("time").attr("sleep"), {py::float_(seconds)});
-    leave_when_ending();
+    (void)call_and_wait(py::module_::import("time").attr("sleep"), py::make_tuple(seconds));
   }
 
   std::optional<std::string> variable(const std::string& name) override {

@@ -20,9 +20,8 @@ class InterpreterLock final : public runtime::Lock {
   void acquire() override {
     if (try_acquire()) return;
     const py::object acquire = from_value(acquire_);
-    while (!call_and_wait(acquire, {py::bool_(true), py::float_(kLockSlice)}).cast<bool>()) {
-      leave_when_ending();
-    }
+    const py::tuple arguments = py::make_tuple(true, kLockSlice);
+    while (!call_and_wait(acquire, arguments).cast<bool>()) continue;
   }
   bool try_acquire() override {
     PyObject* const result = PyObject_CallOneArg(static_cast<PyObject*>(acquire_.get()), Py_False);

@@ -54,7 +54,7 @@ def test_reading_outlives_foreign_code_that_the_collector_runs(
     changed: str, operation: str
 ) -> None:
     made = stage()
-    made.buffer.set([Bucket(joint(k, *(joint(n) for n in range(30)))) for k in range(1000)])
+    made.buffer.set([Bucket(joint("k", *[joint("n")] * 30)) for _ in range(1000)])
     live = made.buffer.get() if changed == "buckets" else made.buffer.get()[5].joint.children
     gc.collect()
     limits = gc.get_threshold()
@@ -379,13 +379,13 @@ def test_incompatible_buckets_are_collected(looked_at: tuple[str, ...]) -> None:
     made.host.postscript_scan_append = lambda each: setattr(each, "stage", made)
     assert made.scan("/Car")
     for name in looked_at:
-        found = getattr(made.buffer, name)
-        made.kept = found() if callable(found) else found
+        made.kept = getattr(made.buffer, name)
+        made.kept = made.kept() if callable(made.kept) else made.kept
     made.hierarchy.pattern.set(record_of(item("other", "Other")))
     made.hierarchy.pattern.kept = made.hierarchy.pattern.get()
     made.buffer.validate()
     gone = weakref.ref(made.buffer)
-    del made, found
+    del made
     gc.collect()
     assert gone() is None
 
