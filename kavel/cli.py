@@ -7,7 +7,7 @@ import os
 import sys
 from collections.abc import Sequence
 
-from kavel.commands import demo, projects, scan
+from kavel.commands import checks, demo, projects, scan, stats, validate
 from kavel.errors import KavelError
 from kavel.home import HOME_VARIABLE
 from kavel.terminal import make_console, printable
@@ -47,7 +47,8 @@ class _Version(argparse.Action):
 
 def _parser() -> argparse.ArgumentParser:
     parser = argparse.ArgumentParser(
-        prog="kavel", description="Check the hierarchies of glTF scenes against a project."
+        prog="kavel",
+        description="Check glTF scenes against a project: their hierarchies, and what is in them.",
     )
     parser.add_argument("--version", action=_Version, nargs=0, help="print versions and exit")
     parser.add_argument(
@@ -56,6 +57,6 @@ def _parser() -> argparse.ArgumentParser:
         help=f"where your settings and projects are (also: variable {HOME_VARIABLE})",
     )
     subparsers = parser.add_subparsers(required=True, metavar="COMMAND")
-    for command in (scan, projects, demo):
+    for command in (scan, validate, checks, projects, stats, demo):
         command.add_parser(subparsers)
     return parser

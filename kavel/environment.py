@@ -13,15 +13,22 @@ class StandaloneEnvironment(core.Environment):
     """Settings, statistics and projects in one folder per target below `home`.
 
     `home` is found as `kavel.home.kavel_home` says; `target` is the host application whose projects
-    are used, "standalone" when not given. The folders are made when they are missing.
+    are used, "standalone" when not given; `statistics_file` replaces the usual one. The folders are
+    made when they are missing.
 
     Errors: OSError when a folder cannot be made.
     """
 
-    def __init__(self, home: str | None = None, target: str | None = None) -> None:
+    def __init__(
+        self,
+        home: str | None = None,
+        target: str | None = None,
+        statistics_file: str | None = None,
+    ) -> None:
         self._target = core.Constants.Plugin.Target.Standalone if target is None else target
         self._settings = target_directory(kavel_home(home), self._target)
         self._projects = os.path.join(self._settings, "projects")
+        self._statistics = statistics_file or os.path.join(self._settings, "statistics.json")
         os.makedirs(self._projects, exist_ok=True)
         # Outside Windows nothing else sets it, and an environment without it is not accepted.
         if not core.Environment.user_home:
@@ -50,4 +57,4 @@ class StandaloneEnvironment(core.Environment):
         return self._projects
 
     def get_statistics_file(self) -> str:
-        return os.path.join(self._settings, "statistics.json")
+        return self._statistics

@@ -9,6 +9,8 @@ from rich.console import Console
 from rich.text import Text
 
 from kavel.document import ERROR, Problem
+from kavel.errors import ProjectError
+from kavel.projects import ProjectFile
 from kavel.report import MATCHED, UNMATCHED, Hierarchy, SceneResult
 from kavel.terminal import count, is_unicode, printable
 
@@ -80,6 +82,13 @@ def print_unassigned(console: Console, result: SceneResult) -> None:
     more = len(result.unassigned) - _LISTED
     if more > 0:
         console.print(f"  and {more} more")
+
+
+def require_usable(project: ProjectFile, console: Console) -> None:
+    """Print the project's problems. Errors: ProjectError when they make it unusable."""
+    print_problems(console, project.path, project.checked.problems)
+    if not project.checked.usable:
+        raise ProjectError(f"{project.path}: the project cannot be used")
 
 
 def print_problems(console: Console, path: str, problems: list[Problem]) -> None:

@@ -5,8 +5,10 @@ from __future__ import annotations
 import os
 from collections.abc import Iterator
 from dataclasses import dataclass
+from typing import Any
 
 from kavel.document import Checked, check_file
+from kavel.document.pattern import walk
 from kavel.errors import ProjectError
 
 
@@ -32,6 +34,25 @@ class ProjectFile:
     @property
     def deleted(self) -> bool:
         return self.checked.document.get("deleted") is True
+
+    @property
+    def rules(self) -> list[dict[str, Any]]:
+        """The rules that stand in the pattern, each once."""
+        pattern = self.checked.pattern
+        used = (
+            {} if pattern is None else {id(item.rule): item.rule for _, item in walk(pattern.top)}
+        )
+        return list(used.values())
+
+    def data(self) -> dict[str, Any]:
+        """What a report says of the project."""
+        return {
+            "name": self.name,
+            "filename": self.filename,
+            "target": self.target,
+            "record": self.checked.timestamp,
+            "problems": [problem.data() for problem in self.checked.problems],
+        }
 
 
 def read_project(path: str) -> ProjectFile:

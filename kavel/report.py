@@ -8,6 +8,7 @@ from typing import Any
 
 SCHEMA = "kavel.scan/1"
 
+OPENED = "opened"
 MATCHED = "matched"
 UNMATCHED = "unmatched"
 ERROR = "error"
@@ -76,12 +77,13 @@ class SceneObject:
 class SceneResult:
     """What a scan found in one scene.
 
-    `status` is "matched" when at least one hierarchy matched, "unmatched" when none did, "error"
-    when the scene could not be scanned or saved. `reason` is empty when matched; otherwise the name
-    of the core's notification, or "unreadable", "selection", "scan" or "save". `hierarchies` are
-    those that this scan found, `kept` counts those that the file held before and appending kept,
-    `kept_invalid` those of them that the scene does not match any more. `unassigned` are the
-    objects below the scanned top objects that no rule took; `objects` counts all objects there.
+    `status` is "opened" before the scan, "matched" when at least one hierarchy matched, "unmatched"
+    when none did, "error" when the scene could not be scanned or saved. `reason` is the name of the
+    core's notification, or "unreadable", "selection", "scan" or "save"; empty where there is none.
+    `hierarchies` are those that this scan found, `kept` counts those that the file held before and
+    appending kept, `kept_invalid` those of them that the scene does not match any more.
+    `unassigned` are the objects below the scanned top objects that no rule took; `objects` counts
+    all objects there.
     """
 
     file: str

@@ -1,25 +1,19 @@
-"""Scanning scene files with one project, through the core's `Api`."""
+"""Scene files in the core's `Api`: opening, selecting, scanning and saving them."""
 
 from __future__ import annotations
 
-import os
-import shutil
-import tempfile
 from collections.abc import Sequence
-from types import TracebackType
 from typing import Any
 
 import core
-from kavel.environment import StandaloneEnvironment
 from kavel.errors import ProjectError, SceneError
 from kavel.gltf.operator import GltfOperator
-from kavel.home import target_directory
 from kavel.logs import LogHandler
 from kavel.projects import ProjectFile
-from kavel.report import MATCHED, UNMATCHED, Hierarchy, Joint, SceneObject, SceneResult
-
-_COPY = "project.json"
-_LOG_WAIT = 2.0  # seconds that an entry of a failed scan may take to arrive
+from kavel.recording import RecordedApi
+from kavel.registry import CheckSetup, embedded_checks
+from kavel.report import MATCHED, OPENED, UNMATCHED, Hierarchy, Joint, SceneObject, SceneResult
+from kavel.workplace import COPY, Workplace
 
 _REASONS = {
     "empty_scan_selection": "there is no object to scan",
@@ -29,31 +23,38 @@ _REASONS = {
 
 
 class Session:
-    """One `Api` over a glTF operator, with `project` as its only project.
+    """One `Api` over a glTF operator, with `project`, if any, as its only project.
 
     The project is used as a copy in a temporary home of its own, with the project's own target, so
-    that neither its file nor the user's settings change. A context manager.
+    that neither its file nor the user's settings change. Checks are loaded when `setup` is given;
+    `api` is then a `RecordedApi`. A context manager.
 
     Errors: ProjectError when the project is not usable; OSError when the copy cannot be made.
     """
 
-    def __init__(self, project: ProjectFile, log: LogHandler, lod_names: str | None = None) -> None:
-        if not project.checked.usable:
+    def __init__(
+        self,
+        project: ProjectFile | None,
+        log: LogHandler,
+        lod_names: str | None = None,
+        setup: CheckSetup | None = None,
+    ) -> None:
+        if project is not None and not project.checked.usable:
             raise ProjectError(f"{project.path}: the project is not usable")
         self.project = project
-        self._log = log
+        self.log = log
         self.operator = GltfOperator(lod_names)
-        self._home = tempfile.mkdtemp(prefix="kavel-")
+        if setup is None:
+            self._workplace = Workplace(project)
+        else:
+            self._workplace = Workplace(project, setup.settings, setup.statistics_file)
         try:
-            environment = self._environment(project)
-            self.api = core.Api(self.operator, environment)
-            if self.api.env is not environment:
-                raise ProjectError("the core did not accept the environment of this program")
+            self.api = self._make_api(setup is not None)
             self._reason = ""
             self._register_reasons()
             self._load()
         except BaseException:
-            self._remove_home()
+            self._workplace.remove()
             raise
 
     def close(self) -> None:
@@ -62,50 +63,64 @@ class Session:
             self.operator.shutdown()
             self.api.shutdown()
         finally:
-            self._remove_home()
+            self._workplace.remove()
 
     def __enter__(self) -> Session:
         return self
 
-    def __exit__(
-        self,
-        kind: type[BaseException] | None,
-        error: BaseException | None,
-        traceback: TracebackType | None,
-    ) -> None:
+    def __exit__(self, *_: object) -> None:
         self.close()
 
-    def scan(
-        self, file: str, select: Sequence[str] = (), append: bool = False, save: bool = False
-    ) -> SceneResult:
-        """Open a scene, scan the objects of `select` (all top objects when there are none), and
-        save the scene with what was found when `save` is set and something was.
+    def open(self, file: str, select: Sequence[str] = ()) -> SceneResult:
+        """Open a scene and select the objects of `select`, all top objects when there are none.
 
-        `append` adds to the hierarchies that the file holds already instead of replacing them.
-        Nothing is raised for the scene's sake: the result says what went wrong.
+        Nothing is raised for the scene's sake: the result's status is "opened", or "error" with the
+        reason.
         """
         result = SceneResult(file)
         try:
             self.operator.open(file)
         except SceneError as error:
             return result.fail("unreadable", str(error))
-        if append and self.operator.filedata_problem:
-            message = f"{file}: {self.operator.filedata_problem}; nothing can be added to it"
-            return result.fail("unreadable", message)
         missing = [path for path in select if not self.operator.object_exists(path)]
         if missing:
             return result.fail("selection", f"{file}: {self._missing_message(missing)}")
         self.operator.select(*(select or self.operator.graph.roots))
+        result.status = OPENED
+        return result
+
+    def scan(
+        self, file: str, select: Sequence[str] = (), append: bool = False, save: bool = False
+    ) -> SceneResult:
+        """Open a scene as `open` does, scan what is selected, and save the scene with what was
+        found when `save` is set and something was.
+
+        `append` adds to the hierarchies that the file holds already instead of replacing them.
+        """
+        result = self.open(file, select)
+        if result.status != OPENED:
+            return result
+        if append and self.operator.filedata_problem:
+            message = f"{file}: {self.operator.filedata_problem}; nothing can be added to it"
+            return result.fail("unreadable", message)
         self._scan(result, append)
         if save and result.status == MATCHED:
-            self._save(result)
+            self.save(result)
         return result
+
+    def save(self, result: SceneResult) -> None:
+        """Write the open scene; a failure is the result's."""
+        try:
+            self.operator.save()
+            result.saved = True
+        except SceneError as error:
+            result.fail("save", str(error))
 
     def _scan(self, result: SceneResult, append: bool) -> None:
         scene = self.api.scene
         roots = self.operator.get_selection_roots()
         before = list(scene.buffer.get()) if append else []
-        self._log.take_errors()
+        self.log.take_errors()
         self._reason = ""
         success = scene.scanner.upload_buffer(append)
         buckets = list(scene.buffer.get())
@@ -118,7 +133,7 @@ class Session:
         elif self._reason:
             result.fail(self._reason, _REASONS[self._reason], UNMATCHED)
         else:
-            errors = self._log.take_errors(wait=_LOG_WAIT)
+            errors = self.log.take_errors()
             result.fail("scan", "; ".join(errors) or "the scan failed without a reason")
         self._count_objects(result, roots, buckets)
         self._count_kept(result, before)
@@ -144,13 +159,6 @@ class Session:
                 any(bucket is old for old in incompatible) for bucket in before
             )
 
-    def _save(self, result: SceneResult) -> None:
-        try:
-            self.operator.save()
-            result.saved = True
-        except SceneError as error:
-            result.fail("save", str(error))
-
     def _hierarchy(self, bucket: Any) -> Hierarchy:
         top: list[Joint] = []
         stack = [(bucket.joint, top)]
@@ -163,18 +171,25 @@ class Session:
             stack.extend((child, joint.children) for child in reversed(list(source.children)))
         return Hierarchy(bucket.name, top[0])
 
-    def _environment(self, project: ProjectFile) -> StandaloneEnvironment:
-        folder = os.path.join(target_directory(self._home, project.target), "projects")
-        os.makedirs(folder)
-        shutil.copyfile(project.path, os.path.join(folder, _COPY))
-        return StandaloneEnvironment(self._home, project.target)
+    def _make_api(self, with_checks: bool) -> Any:
+        environment = self._workplace.environment
+        api: Any = (
+            RecordedApi(self.operator, environment, embedded_checks(), self.log)
+            if with_checks
+            else core.Api(self.operator, environment)
+        )
+        if api.env is not environment:
+            raise ProjectError("the core did not accept the environment of this program")
+        return api
 
     def _load(self) -> None:
+        if self.project is None:
+            return
         projects = self.api.project
-        if not projects.is_exists(_COPY):
-            reasons = "; ".join(self._log.take_errors(wait=_LOG_WAIT))
+        if not projects.is_exists(COPY):
+            reasons = "; ".join(self.log.take_errors())
             raise ProjectError(f"{self.project.path}: the core does not read it: {reasons}")
-        projects.load(_COPY)
+        projects.load(COPY)
 
     def _register_reasons(self) -> None:
         for name in _REASONS:
@@ -191,6 +206,3 @@ class Session:
         listed = ", ".join(known[:5]) + (", ..." if len(known) > 5 else "")
         there = f"the top objects are {listed}" if known else "it has none at all"
         return f"no object at {', '.join(missing)}; {there}"
-
-    def _remove_home(self) -> None:
-        shutil.rmtree(self._home, ignore_errors=True)

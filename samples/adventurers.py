@@ -15,11 +15,41 @@ Three habits of these characters shape the pattern.
 
 from __future__ import annotations
 
-from project_writer import Item, Project, Rule
+from project_writer import Check, Item, Project, Rule, check
 
 GROUP, LEAF, MESH = ("transform",), ("locator",), ("mesh",)
 CENTRE, SIDE, CONTROL, BODY, WORN = "#4390ea", "#e8743b", "#8e6bbf", "#3fa66b", "#9a9a9a"
 SIDES = (("left", "l"), ("right", "r"))
+
+# The characters are coloured by a palette, so faces share points of the texture on purpose: that is
+# a note. So are open borders, which are common where parts of a body go into each other.
+MESHES = (
+    check("kavel.object.default_name"),
+    check("kavel.object.scale"),
+    check("kavel.mesh.zero_area_faces"),
+    check("kavel.mesh.duplicate_faces"),
+    check("kavel.mesh.isolated_points"),
+    check("kavel.mesh.unmerged_points"),
+    check("kavel.mesh.normals"),
+    check("kavel.nonmanifold.edges"),
+    check("kavel.nonmanifold.borders", as_info=True),
+    check("kavel.nonmanifold.winding"),
+    check("kavel.mapping.missing"),
+    check("kavel.mapping.range"),
+    check("kavel.mapping.zero_area", as_info=True),
+    check("kavel.material.missing"),
+    check("kavel.material.default"),
+    check("kavel.material.count", most=1),
+    check("kavel.material.textures"),
+)
+WHOLE = (
+    check("kavel.scene.file", changes=False),
+    check("kavel.scene.up_axis"),
+    check("kavel.object.duplicate_names"),
+    check("kavel.project.triangle_budget", scene=20_000, object=5_000),
+    check("kavel.project.texture_budget", count=2, megapixels=4),
+    check("kavel.project.bounding_size", smallest=1.0, largest=5.0),
+)
 
 
 def project() -> Project:
@@ -41,17 +71,20 @@ def project() -> Project:
 
 def _rig() -> Item:
     parts = ["ArmLeft", "ArmRight", "Body", "Head", "LegLeft", "LegRight"]
-    return Item(_centre("Rig", "Rig"), [*(Item(_body(part)) for part in parts), _skeleton()])
+    rig = _centre("Rig", "Rig", checks=WHOLE)
+    return Item(rig, [*(Item(_body(part)) for part in parts), _skeleton()])
 
 
-def _centre(name: str, regex: str, types: tuple[str, ...] = GROUP) -> Rule:
-    return Rule(name, f"{regex}$", types, color=CENTRE)
+def _centre(
+    name: str, regex: str, types: tuple[str, ...] = GROUP, checks: tuple[Check, ...] = ()
+) -> Rule:
+    return Rule(name, f"{regex}$", types, color=CENTRE, checks=checks)
 
 
 def _body(part: str) -> Rule:
     # A head may be named after its look as well, as in Rogue_Head_Hooded.
     look = "(_[A-Z][A-Za-z]*)?" if part == "Head" else ""
-    return Rule(part, rf"[A-Z]\w*_{part}{look}$", MESH, color=BODY, icon="Render")
+    return Rule(part, rf"[A-Z]\w*_{part}{look}$", MESH, color=BODY, icon="Render", checks=MESHES)
 
 
 def _skeleton() -> Item:
@@ -67,7 +100,7 @@ def _hips() -> Item:
 
 
 def _worn(name: str, part: str) -> Rule:
-    return Rule(name, rf"[A-Z]\w*_{part}$", MESH, color=WORN, icon="Render")
+    return Rule(name, rf"[A-Z]\w*_{part}$", MESH, color=WORN, icon="Render", checks=MESHES)
 
 
 def _limb(name: str, bone: str, letter: str, children: list[Item], color: str = SIDE) -> Item:
@@ -77,7 +110,7 @@ def _limb(name: str, bone: str, letter: str, children: list[Item], color: str = 
 
 
 def _arm() -> list[Item]:
-    held = Rule("held", ".+", MESH, (1, 32), WORN, "Render")
+    held = Rule("held", ".+", MESH, (1, 32), WORN, "Render", MESHES)
     slot = Item(_bone("handslot", GROUP + LEAF), [Item(held)])
     return _chain(["lowerarm", "wrist", "hand"], [slot])
 

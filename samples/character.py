@@ -3,9 +3,11 @@
 from __future__ import annotations
 
 from collections.abc import Callable
+from dataclasses import replace
 
-from project_writer import Item, Project, Rule
-from scene_writer import Material, Mesh, Node, box, capsule
+import numpy as np
+from project_writer import Item, Project, Rule, check
+from scene_writer import Material, Mesh, Node, Shape, box, capsule
 
 CENTRE, SIDE, LOD, SOCKET, GEAR = "#4390ea", "#e8743b", "#8e6bbf", "#3fa66b", "#9a9a9a"
 
@@ -34,6 +36,38 @@ MESHES = {
     "lantern": Mesh(capsule(0.05, 0.06), "metal"),
     "crate": Mesh(box(0.3, 0.3, 0.3), "metal"),
 }
+
+# What every mesh of the character has to be, what its groups of levels have to be, and the scene.
+SOLID = (
+    check("kavel.object.default_name"),
+    check("kavel.object.frozen_transform", translation=False),
+    check("kavel.object.scale"),
+    check("kavel.mesh.zero_area_faces"),
+    check("kavel.mesh.duplicate_faces"),
+    check("kavel.mesh.isolated_points"),
+    check("kavel.mesh.unmerged_points"),
+    check("kavel.mesh.normals"),
+    check("kavel.nonmanifold.edges"),
+    check("kavel.nonmanifold.borders"),
+    check("kavel.nonmanifold.winding"),
+    check("kavel.mapping.missing"),
+    check("kavel.mapping.range", as_info=True),
+    check("kavel.material.missing"),
+    check("kavel.material.default"),
+)
+LEVELS = (
+    check("kavel.lod.triangles", share=0.6),
+    check("kavel.lod.numbering"),
+    check("kavel.lod.names"),
+)
+WHOLE = (
+    check("kavel.scene.file", changes=False),
+    check("kavel.scene.unit"),
+    check("kavel.scene.up_axis"),
+    check("kavel.object.duplicate_names"),
+    check("kavel.project.triangle_budget", scene=10_000, object=2_000),
+    check("kavel.project.bounding_size", smallest=1.0, largest=3.0),
+)
 
 
 def scene() -> list[Node]:
@@ -114,11 +148,11 @@ def project() -> Project:
 
 def _ghost() -> Item:
     ghost = Rule("ghost", "", ("sceneRoot",), color="#262626", icon="Ghost")
-    model = Rule("model", "<asset:[a-z]+>_model$", ("transform",), color=CENTRE)
+    model = Rule("model", "<asset:[a-z]+>_model$", ("transform",), color=CENTRE, checks=WHOLE)
     sockets = Rule("sockets", "<asset:[a-z]+>_sockets$", ("transform",), color=SOCKET)
     socket = Rule("socket", "socket_[a-z]+$", ("locator",), (1, 8), SOCKET)
     gear = Rule("gear", "<asset>_gear$", ("transform", "locator"), color=GEAR)
-    piece = Rule("piece of gear", "gear_[a-z]+$", ("mesh",), (0, 8), GEAR, "Render")
+    piece = Rule("piece of gear", "gear_[a-z]+$", ("mesh",), (0, 8), GEAR, "Render", SOLID)
     return Item(
         ghost,
         [
@@ -129,15 +163,17 @@ def _ghost() -> Item:
 
 
 def _lods() -> Item:
-    group = Rule("LOD group", "<asset>_<part:(body|head)>$", ("lodGroup",), (2, 2), LOD)
-    level = Rule("LOD", "<part>_LOD[0-3]$", ("mesh",), (2, 4), LOD, "Render")
+    group = Rule(
+        "LOD group", "<asset>_<part:(body|head)>$", ("lodGroup",), (2, 2), LOD, checks=LEVELS
+    )
+    level = Rule("LOD", "<part>_LOD[0-3]$", ("mesh",), (2, 4), LOD, "Render", SOLID)
     return Item(group, [Item(level)])
 
 
 def _arms() -> Item:
     arm = Rule("arm", "arm_<side:(L|R)>$", ("transform",), (2, 2), SIDE)
     hand = Rule("hand", "hand_<side>$", ("transform",), color=SIDE)
-    finger = Rule("finger", r"finger_<side>_\d$", ("mesh",), (3, 5), SIDE, "Render")
+    finger = Rule("finger", r"finger_<side>_\d$", ("mesh",), (3, 5), SIDE, "Render", SOLID)
     grip = Rule("grip", "grip_<side>$", ("locator",), color=SOCKET)
     return Item(
         arm,
@@ -156,7 +192,7 @@ def _legs() -> Item:
 
 
 def _side_mesh(name: str) -> Rule:
-    return Rule(name, f"{name}_<side>$", ("mesh",), color=SIDE, icon="Render")
+    return Rule(name, f"{name}_<side>$", ("mesh",), color=SIDE, icon="Render", checks=SOLID)
 
 
 def _swap_hands(model: Node) -> None:
@@ -198,4 +234,58 @@ def broken_scene(filename: str) -> list[Node]:
     """Return the top nodes of one broken variant, named as in ``FAULTS``."""
     nodes = scene()
     FAULTS[filename](nodes[0])
+    return nodes
+
+
+# A draft of the same character: it follows the project, but it is not finished.
+
+
+def _turned(shape: Shape, triangles: slice) -> Shape:
+    """Some triangles show their backs."""
+    indices = shape.indices.reshape(-1, 3).copy()
+    indices[triangles] = indices[triangles, ::-1]
+    return replace(shape, indices=indices.reshape(shape.indices.shape))
+
+
+def _unshaded(shape: Shape, vertices: slice) -> Shape:
+    """Some normals have no direction."""
+    normals = shape.normals.copy()
+    normals[vertices] = 0
+    return replace(shape, normals=normals)
+
+
+def _doubled(shape: Shape, triangles: slice) -> Shape:
+    """Some triangles stand twice."""
+    indices = shape.indices.reshape(-1, 3)
+    return replace(shape, indices=np.concatenate([indices, indices[triangles]]))
+
+
+DRAFT_MATERIALS = {"Material.001": Material((0.8, 0.8, 0.8))}
+
+DRAFT_MESHES = {
+    "draft_sleeve": Mesh(capsule(0.06, 0.35), "cloth"),
+    "draft_palm": Mesh(replace(box(0.04, 0.1, 0.09), uvs=None), "skin"),
+    "draft_boot": Mesh(_unshaded(box(0.12, 0.1, 0.26), slice(0, 8)), "leather"),
+    "draft_backpack": Mesh(_turned(box(0.26, 0.34, 0.14), slice(4, 6)), "leather"),
+    "draft_lantern": Mesh(_doubled(capsule(0.05, 0.06), slice(0, 3)), "Material.001"),
+    "draft_head": Mesh(capsule(0.125, 0.06, 16, 5), "skin"),
+}
+
+# What is different in the draft: the mesh of an object, and its scale.
+DRAFT: dict[str, tuple[str, tuple[float, float, float] | None]] = {
+    "sleeve_L": ("draft_sleeve", (1.0, 1.2, 1.0)),
+    "palm_R": ("draft_palm", None),
+    "boot_R": ("draft_boot", None),
+    "gear_backpack": ("draft_backpack", None),
+    "gear_lantern": ("draft_lantern", None),
+    "head_LOD1": ("draft_head", None),
+}
+
+
+def draft() -> list[Node]:
+    """Return the top nodes of the draft."""
+    nodes = scene()
+    for name, (mesh, scale) in DRAFT.items():
+        node = nodes[0].find(name)
+        node.mesh, node.scale = mesh, scale
     return nodes

@@ -29,6 +29,9 @@ def samples() -> dict[str, bytes]:
     files = {"character.glb": scene_file(character.scene())}
     for name in character.FAULTS:
         files[name] = scene_file(character.broken_scene(name))
+    meshes = {**character.MESHES, **character.DRAFT_MESHES}
+    materials = {**character.MATERIALS, **character.DRAFT_MATERIALS}
+    files["draft.glb"] = glb(character.draft(), meshes, materials)
     for project in (character.project(), adventurers.project()):
         files[project.filename] = text(project).encode("utf-8")
     return files

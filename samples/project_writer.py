@@ -16,8 +16,24 @@ SAVED = 1700000000  # one fixed time, in seconds since the epoch: made again, a 
 
 
 @dataclass(frozen=True)
+class Check:
+    """A check by its id. ``values`` are stored values by parameter, where they are not the check's
+    own defaults; with ``as_info`` what it finds is a note, not a failure."""
+
+    id: str
+    values: tuple[tuple[str, Any], ...] = ()
+    as_info: bool = False
+
+
+def check(id: str, as_info: bool = False, **values: Any) -> Check:
+    """Return a check whose parameters have these values: numbers, truth values or expressions."""
+    return Check(id, tuple(values.items()), as_info)
+
+
+@dataclass(frozen=True)
 class Rule:
-    """A naming rule; ``count`` is the fewest and the most objects under one parent."""
+    """A naming rule; ``count`` is the fewest and the most objects under one parent, and ``checks``
+    run on each object that the rule takes."""
 
     name: str
     regex: str
@@ -25,6 +41,7 @@ class Rule:
     count: tuple[int, int] = (1, 1)
     color: str | None = None
     icon: str | None = None
+    checks: tuple[Check, ...] = ()
 
 
 @dataclass
@@ -103,11 +120,24 @@ def _rule(rule: Rule, stamp: str) -> dict[str, Any]:
         "name": rule.name,
         "regex": rule.regex,
         "types": list(rule.types),
-        "checklist": {},
+        "checklist": {item.id: _entry(item) for item in rule.checks},
         "range": list(rule.count),
         "color": rule.color,
         "icon": rule.icon,
     }
+
+
+def _entry(item: Check) -> dict[str, Any]:
+    state = {attr: _stored(value) for attr, value in item.values}
+    changed = bool(state) or item.as_info
+    parameters = [{"as_info": item.as_info, "state": state}] if changed else []
+    return {"enabled": True, "opened": False, "parameters": parameters}
+
+
+def _stored(value: Any) -> dict[str, Any]:
+    if isinstance(value, bool):
+        return {"enabled": value}
+    return {"text": value} if isinstance(value, str) else {"value": value}
 
 
 def _item(item: Item, stamps: dict[str, str]) -> dict[str, Any]:

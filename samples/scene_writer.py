@@ -21,11 +21,14 @@ VERTICES, INDICES = 34962, 34963
 
 @dataclass(frozen=True)
 class Shape:
-    """A triangle mesh: float32 arrays of N x 3, N x 3 and N x 2, and 3 indices per triangle."""
+    """A triangle mesh: float32 arrays of N x 3, N x 3 and N x 2, and 3 indices per triangle.
+
+    ``uvs`` may be none.
+    """
 
     positions: np.ndarray
     normals: np.ndarray
-    uvs: np.ndarray
+    uvs: np.ndarray | None
     indices: np.ndarray
 
 
@@ -37,6 +40,7 @@ class Node:
     children: list[Node] = field(default_factory=list)
     mesh: str | None = None
     place: tuple[float, float, float] | None = None
+    scale: tuple[float, float, float] | None = None
     lods: bool = False
 
     def find(self, name: str) -> Node:
@@ -161,14 +165,13 @@ class _Buffer:
 
     def add_shape(self, shape: Shape) -> dict[str, Any]:
         """Store a shape and return the primitive that draws it."""
-        return {
-            "attributes": {
-                "POSITION": self.add(shape.positions, "VEC3", VERTICES),
-                "NORMAL": self.add(shape.normals, "VEC3", VERTICES),
-                "TEXCOORD_0": self.add(shape.uvs, "VEC2", VERTICES),
-            },
-            "indices": self.add(shape.indices, "SCALAR", INDICES),
+        attributes = {
+            "POSITION": self.add(shape.positions, "VEC3", VERTICES),
+            "NORMAL": self.add(shape.normals, "VEC3", VERTICES),
         }
+        if shape.uvs is not None:
+            attributes["TEXCOORD_0"] = self.add(shape.uvs, "VEC2", VERTICES)
+        return {"attributes": attributes, "indices": self.add(shape.indices, "SCALAR", INDICES)}
 
 
 def glb(roots: list[Node], meshes: dict[str, Mesh], materials: dict[str, Material]) -> bytes:
@@ -203,6 +206,8 @@ def _node(node: Node, index: dict[int, int], meshes: list[str]) -> dict[str, Any
     result: dict[str, Any] = {"name": node.name}
     if node.place is not None:
         result["translation"] = list(node.place)
+    if node.scale is not None:
+        result["scale"] = list(node.scale)
     if node.mesh is not None:
         result["mesh"] = meshes.index(node.mesh)
     if node.children:

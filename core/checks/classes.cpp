@@ -2,34 +2,65 @@
 
 #include <utility>
 
-#include "core/foundation/errors.h"
+#include "core/foundation/busy.h"
+#include "core/foundation/logger.h"
+#include "core/runtime/services.h"
 
 namespace kavel::checks {
 
-using runtime::Value;
-
-Classes::Classes(Value check_directories)
-    : directories(std::move(check_directories)),
-      accepted(runtime::make<runtime::List<Value>>()),
-      denied(runtime::make<runtime::List<Value>>()) {}
+Classes::Classes(std::unique_ptr<ClassSource> source)
+    : accepted(runtime::make<runtime::List<Value>>()),
+      denied(runtime::make<runtime::List<Value>>()),
+      report(runtime::make<runtime::List<Ref<ClassReport>>>()),
+      source_(std::move(source)) {
+  reload();
+}
 
 void Classes::each_reference(runtime::ReferenceVisitor& visitor) const {
-  visitor(directories);
   visitor(accepted);
   visitor(denied);
-  for (const auto& [id, check_class] : by_id_) visitor(check_class);
+  visitor(report);
+  source_->each_reference(visitor);
+  visitor(directory_);
+  visitor(modules_);
+  for (const auto& [id, check_class] : table_) visitor(check_class);
 }
 
 void Classes::drop_references() noexcept {
-  directories = Value();
-  by_id_.clear();
+  source_->drop_references();
+  directory_ = Value();
+  table_.clear();
+  modules_.clear();
 }
 
-void Classes::reload() { throw foundation::not_implemented("loading check classes"); }
+void Classes::reload() {
+  if (is_loading_) return foundation::log_warning("Check classes are being loaded already");
+  const foundation::Busy busy(is_loading_);
+  runtime::services().modules->forget(modules_);
+  modules_.clear();
+  runtime::services().modules->refresh();
+  ClassLoader loader(*source_, modules_);
+  for (const CheckFolder& folder : source_->folders()) {
+    directory_ = folder.object;
+    loader.search(folder);
+  }
+  std::vector<Value> classes;
+  std::map<std::string, Value> table;
+  for (auto& [class_id, check_class] : loader.sorted()) {
+    classes.push_back(check_class);
+    table.emplace(std::move(class_id), std::move(check_class));
+  }
+  // Nothing foreign runs between the first change and the last.
+  std::swap(accepted->items, classes);
+  std::swap(denied->items, loader.denied);
+  std::swap(report->items, loader.report);
+  std::swap(table_, table);
+  ++reloads_;
+}
 
 Value Classes::get(const std::string& class_id) const {
-  const auto found = by_id_.find(class_id);
-  return found == by_id_.end() ? Value() : found->second;
+  const auto found = table_.find(class_id);
+  return found == table_.end() ? Value() : found->second;
 }
 
 }  // namespace kavel::checks

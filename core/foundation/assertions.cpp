@@ -1,9 +1,12 @@
 #include "core/foundation/assertions.h"
 
 #include <algorithm>
+#include <exception>
+#include <utility>
 
 #include "core/foundation/errors.h"
 #include "core/foundation/logger.h"
+#include "core/runtime/services.h"
 
 namespace kavel::foundation {
 namespace {
@@ -27,12 +30,25 @@ bool converts_paths(Probe& environment) {
   });
 }
 
-bool describes_itself(Probe& check_class) {
-  return check_class.attribute("class_id") == Answer::text &&
-         std::ranges::all_of(
-             kCheckTexts, [&](const char* name) { return is_text(check_class.attribute(name)); }) &&
-         check_class.attribute("sort_index") == Answer::finite_number &&
-         check_class.call("parameters", std::nullopt) == Answer::parameter_block;
+std::string fault_of(const std::string& name, Answer answer, const std::string& expected) {
+  if (answer == Answer::missing) return "\"" + name + "\" is missing";
+  return "\"" + name + "\" is not " + expected;
+}
+
+/// The first thing that is wrong; an empty text for nothing.
+std::string describe_fault(Probe& check_class) {
+  if (const Answer id = check_class.attribute("class_id"); id != Answer::text) {
+    return fault_of("class_id", id, "a text with content");
+  }
+  for (const char* name : kCheckTexts) {
+    const Answer text = check_class.attribute(name);
+    if (!is_text(text)) return fault_of(name, text, "a text");
+  }
+  const Answer index = check_class.attribute("sort_index");
+  if (index != Answer::finite_number) return fault_of("sort_index", index, "a finite number");
+  const Answer block = check_class.call("parameters", std::nullopt);
+  if (block == Answer::parameter_block) return "";
+  return fault_of("parameters", block, "an operation that returns a Parameters.Block");
 }
 
 }  // namespace
@@ -43,10 +59,17 @@ bool is_valid_environment(Probe& environment) {
   return valid;
 }
 
-bool is_valid_check(Probe& check_class) {
-  bool valid = false;
-  guarded([&] { valid = describes_itself(check_class); });
-  return valid;
+std::optional<CheckFault> find_check_fault(Probe& check_class) {
+  try {
+    std::string reason = describe_fault(check_class);
+    if (reason.empty()) return std::nullopt;
+    return CheckFault{std::move(reason), ""};
+  } catch (...) {
+    const auto report = runtime::services().faults->report_foreign(std::current_exception());
+    if (!report) throw;
+    log_foreign_exception();
+    return CheckFault{report->class_name + ": " + report->message, report->traceback};
+  }
 }
 
 bool is_attribute_name(std::string_view name) noexcept {

@@ -31,9 +31,20 @@ class Probe {
 /// the environment is logged and counts as no.
 [[nodiscard]] bool is_valid_environment(Probe& environment);
 
-/// Whether a check class has an identity, its texts, its place among the others and a parameter
-/// block. An exception of the class is logged and counts as no.
-[[nodiscard]] bool is_valid_check(Probe& check_class);
+/// What keeps a check class from being used.
+struct CheckFault {
+  std::string reason;
+  /// Of the exception that the class raised, if it did.
+  std::string traceback;
+};
+
+/// Nothing for a class that has an identity, its texts, its place among the others and a parameter
+/// block. An exception of the class is logged and is its fault, as is an attempt to leave the
+/// program.
+[[nodiscard]] std::optional<CheckFault> find_check_fault(Probe& check_class);
+[[nodiscard]] inline bool is_valid_check(Probe& check_class) {
+  return !find_check_fault(check_class);
+}
 
 /// Whether a text has the form of an attribute name: word characters, no digit first.
 [[nodiscard]] bool is_attribute_name(std::string_view name) noexcept;

@@ -87,13 +87,17 @@ void Component::load(Document& document) {
   const std::string filename = document.filename();
   const double edited = document.edit_timestamp;
   const bool other = pointer_->other(filename);
-  if (!document.compatible() || (!other && !pointer_->edited(edited))) return;
+  // New check classes make the pattern's check lists stale, as an edit does.
+  const std::int64_t reloads = matcher_->check_reloads();
+  const bool stale = other || pointer_->edited(edited) || reloads != check_reloads_;
+  if (!document.compatible() || !stale) return;
   const Ref<Record> record = document.history()->get_record();
   matcher_->set_pattern(record);
   const RecordExport& settings = *record->export_settings();
   api_->load_export(settings.options(), settings.flags()->data());
   if (other && api_->current_project() != filename) api_->remember_project(filename);
   pointer_->set(filename, edited);
+  check_reloads_ = reloads;
   foundation::log_info(foundation::format("Load \"{}\" project", {document.name()}));
 }
 

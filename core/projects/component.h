@@ -1,6 +1,7 @@
 // The facade's project component: which project is current, and loading it into the running system.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 #include <string>
 
@@ -34,7 +35,7 @@ class Component final : public runtime::Object {
   /// Loads the project of that file; when there is none, as `delete_current` goes on.
   void load(const std::string& filename);
   /// Loads a document into the matcher and the export component, unless it is of another version or
-  /// loaded already; a document of another file becomes the current one.
+  /// loaded already with the same check classes; a document of another file becomes the current one.
   void load(Document& document);
 
   [[nodiscard]] bool is_active() { return api_->is_project_mode(); }
@@ -49,6 +50,8 @@ class Component final : public runtime::Object {
   std::unique_ptr<MatcherPort> matcher_;
   const runtime::Ref<Collection> collection_;
   const runtime::Ref<LoadPointer> pointer_;
+  /// Of the check classes that are loaded with the project.
+  std::int64_t check_reloads_ = 0;
 };
 
 }  // namespace kavel::projects

@@ -64,6 +64,8 @@ class ApiPort : public UpwardPort<ApiPort> {
 class MatcherPort : public UpwardPort<MatcherPort> {
  public:
   virtual void set_pattern(const runtime::Ref<Record>& record) = 0;
+  /// How often the check classes that the pattern uses were loaded.
+  [[nodiscard]] virtual std::int64_t check_reloads() = 0;
 };
 
 }  // namespace kavel::projects

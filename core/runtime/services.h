@@ -8,6 +8,7 @@
 #include "core/runtime/files.h"
 #include "core/runtime/json_text.h"
 #include "core/runtime/log.h"
+#include "core/runtime/modules.h"
 #include "core/runtime/plain_data.h"
 #include "core/runtime/regex.h"
 #include "core/runtime/system.h"
@@ -26,6 +27,7 @@ struct Services {
   Faults* faults = nullptr;
   Unicode* unicode = nullptr;
   PlainData* data = nullptr;
+  Modules* modules = nullptr;
 };
 
 [[nodiscard]] Services& services() noexcept;

@@ -5,22 +5,24 @@
 namespace kavel::runtime {
 namespace {
 
-ValueOperations operations{};
+ValueOperations installed{};
 
 }  // namespace
 
-void install_value_operations(const ValueOperations& installed) noexcept { operations = installed; }
+void install_value_operations(const ValueOperations& operations) noexcept {
+  installed = operations;
+}
 
 Value::Value(const Value& other) noexcept : value_(other.value_) {
-  if (value_ != nullptr) operations.retain(value_);
+  if (value_ != nullptr) installed.retain(value_);
 }
 
 Value::~Value() {
-  if (value_ != nullptr) operations.release(value_);
+  if (value_ != nullptr) installed.release(value_);
 }
 
 Value Value::borrow(void* value) noexcept {
-  if (value != nullptr) operations.retain(value);
+  if (value != nullptr) installed.retain(value);
   return Value(value);
 }
 
@@ -30,13 +32,13 @@ Value Value::call(std::span<const Value> arguments) const {
   std::vector<void*> raw;
   raw.reserve(arguments.size());
   for (const Value& argument : arguments) raw.push_back(argument.get());
-  return Value(operations.call(value_, raw.data(), static_cast<int>(raw.size())));
+  return Value(installed.call(value_, raw.data(), static_cast<int>(raw.size())));
 }
 
 bool operator==(const Value& left, const Value& right) {
   if (left.value_ == right.value_) return true;
   if (left.value_ == nullptr || right.value_ == nullptr) return false;
-  return operations.equal(left.value_, right.value_);
+  return installed.equal(left.value_, right.value_);
 }
 
 }  // namespace kavel::runtime

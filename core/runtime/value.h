@@ -18,7 +18,7 @@ struct ValueOperations {
   void* (*call)(void* callable, void* const* arguments, int count);
 };
 
-void install_value_operations(const ValueOperations& installed) noexcept;
+void install_value_operations(const ValueOperations& operations) noexcept;
 
 class Value {
  public:

@@ -14,8 +14,8 @@ namespace kavel::services {
 /// One folder. Its path is absolute and normalised and never changes.
 class CheckDirectory final : public runtime::Object {
  public:
-  CheckDirectory(const std::string& path, std::string name, bool enabled = true,
-                 bool locked = false);
+  CheckDirectory(const std::string& folder, std::string label, bool is_enabled = true,
+                 bool is_locked = false);
 
   void each_reference(runtime::ReferenceVisitor& visitor) const override { visitor(text); }
   void drop_references() noexcept override { text = runtime::Value(); }

@@ -95,6 +95,8 @@ class CheckListPort {
   /// Reloads the list from `config`.
   virtual void load(const runtime::Ref<CheckConfig>& config) = 0;
   virtual void each_reference(runtime::ReferenceVisitor& visitor) const = 0;
+  /// The list itself when it holds the editor, else null.
+  [[nodiscard]] virtual runtime::Object* owner() const noexcept { return nullptr; }
 };
 
 /// Carries configurations between the check list and the presets. Until the check list holds a
@@ -106,6 +108,9 @@ class PresetEditor final : public runtime::Object {
 
   void each_reference(runtime::ReferenceVisitor& visitor) const override;
   void drop_references() noexcept override;
+  [[nodiscard]] runtime::Object* owner() const noexcept override {
+    return checklist_ ? checklist_->owner() : nullptr;
+  }
 
   [[nodiscard]] bool is_config_loaded() const { return static_cast<bool>(config()); }
   [[nodiscard]] std::vector<std::string> names() const { return presets_->names(); }

@@ -1,5 +1,6 @@
 #include "host/adaptors/check_port.h"
 
+#include "core/checks/control.h"
 #include "host/adaptors/calls.h"
 
 namespace kavel::host {
@@ -96,6 +97,10 @@ class HostChecks final : public CheckPort {
 
   Plan plan(const Value& control) override {
     const py::object object = from_value(control);
+    if (py::isinstance<checks::Control>(object)) {
+      const auto& own = object.cast<const checks::Control&>();
+      return {.check_class = own.check_class().object(), .tasks = own.parameters->tasks->items};
+    }
     Plan plan{.check_class = to_value(object.attr("check")), .tasks = {}};
     for (const py::handle task : py::iter(object.attr("parameters"))) {
       plan.tasks.push_back(task.cast<Ref<ParameterTask>>());

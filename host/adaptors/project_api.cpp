@@ -40,4 +40,12 @@ void MatcherStandIn::set_pattern(const Ref<projects::Record>& record) {
   object().attr("pattern").attr("set")(expose(record));
 }
 
+std::int64_t MatcherStandIn::check_reloads() {
+  py::object found = object();
+  for (const char* name : {"pattern", "check_classes", "reloads"}) {
+    found = py::getattr(found, name, py::none());
+  }
+  return py::isinstance<py::int_>(found) ? found.cast<std::int64_t>() : 0;
+}
+
 }  // namespace kavel::host

@@ -21,11 +21,12 @@ class ApiStandIn final : public StandIn<projects::ApiPort, ApiStandIn> {
   void load_export(const foundation::Json& options, const foundation::Json& flags) override;
 };
 
-/// Uses `pattern.set(record)`.
+/// Uses `pattern.set(record)` and, where they exist, `pattern.check_classes.reloads`.
 class MatcherStandIn final : public StandIn<projects::MatcherPort, MatcherStandIn> {
  public:
   using StandIn::StandIn;
   void set_pattern(const Ref<projects::Record>& record) override;
+  [[nodiscard]] std::int64_t check_reloads() override;
 };
 
 }  // namespace kavel::host

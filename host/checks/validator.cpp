@@ -1,6 +1,7 @@
 #include "core/checks/validator.h"
 
 #include "core/checks/check_list.h"
+#include "host/adaptors/check_class.h"
 #include "host/adaptors/validator_api.h"
 #include "host/bindings.h"
 
@@ -16,10 +17,10 @@ void bind_workspace_list(const py::object& scope) {
                                                     "The check list over the user's own settings.");
   define_init(
       list,
-      [](const py::object& api, Value classes) {
+      [](const py::object& api, const py::object& classes) {
         const py::object state = api.attr("settings").attr("check");
-        return new WorkspaceCheckList(std::move(classes), to_value(state.attr("presets")),
-                                      to_value(state.attr("config")));
+        return new WorkspaceCheckList(
+            check_list_parts(classes, state.attr("presets"), state.attr("config")));
       },
       py::arg("api"), py::arg("classes"), "Bound to `api.settings.check`.");
   list.def_property_readonly(

@@ -6,6 +6,7 @@
 #include "host/bindings.h"
 #include "host/classes.h"
 #include "host/errors.h"
+#include "host/foundation/probe.h"
 
 namespace kavel::host {
 namespace {
@@ -61,6 +62,10 @@ void assert_name(const py::object& name) {
 }
 
 }  // namespace
+
+std::unique_ptr<foundation::Probe> object_probe(const py::object& object) {
+  return std::make_unique<ObjectProbe>(object);
+}
 
 void bind_assertions(py::module_& module) {
   const py::object scope =

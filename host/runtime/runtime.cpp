@@ -43,6 +43,7 @@ void install_runtime() {
       .faults = faults_port(),
       .unicode = unicode_port(),
       .data = data_port(),
+      .modules = modules_port(),
   };
 }
 

@@ -19,5 +19,6 @@ void install_runtime();
 [[nodiscard]] runtime::Faults* faults_port();
 [[nodiscard]] runtime::Unicode* unicode_port();
 [[nodiscard]] runtime::PlainData* data_port();
+[[nodiscard]] runtime::Modules* modules_port();
 
 }  // namespace kavel::host

@@ -1,15 +1,15 @@
-"""`kavel demo`: the main job on the bundled sample."""
+"""`kavel demo`: the main job on the bundled samples."""
 
 from __future__ import annotations
 
 import argparse
 import os
+import tempfile
 from typing import Any
 
-from kavel.commands.scan import scan_scenes
 from kavel.errors import KavelError
+from kavel.native import require_core
 from kavel.projects import read_project
-from kavel.report import MATCHED, UNMATCHED
 from kavel.samples import broken_scenes, samples_directory
 from kavel.terminal import make_console
 
@@ -17,32 +17,35 @@ from kavel.terminal import make_console
 def add_parser(subparsers: Any) -> None:
     parser = subparsers.add_parser(
         "demo",
-        help="scan the bundled sample",
-        description="Scan the bundled character, and a broken variant that must not match.",
+        help="validate the bundled samples",
+        description="Validate the bundled character, a variant that must not match, and a draft "
+        "with faults, some of which are fixed. Nothing is written.",
     )
     parser.set_defaults(run=run)
 
 
 def run(arguments: argparse.Namespace) -> int:
+    require_core()
+    from kavel.outcome import FAILED, PASSED
+    from kavel.registry import check_setup
+    from kavel.report import UNMATCHED
+    from kavel.validating import Options, Streams, validate_scenes
+    from kavel.validation_report import ReportWriter
+
     folder = samples_directory()
-    broken = broken_scenes()
-    if not broken:
-        raise KavelError(f"{folder}: there is no broken sample")
+    scenes = [os.path.join(folder, "character.glb"), *broken_scenes()[:1]]
+    draft = os.path.join(folder, "draft.glb")
     project = read_project(os.path.join(folder, "character.json"))
-    options = argparse.Namespace(
-        scenes=[os.path.join(folder, "character.glb"), broken[0]],
-        select=[],
-        append=False,
-        save=False,
-        lod_names=None,
-        quiet=False,
-        verbose=False,
-    )
-    output, errors = make_console(), make_console(stderr=True)
-    results = scan_scenes(project, options, output, errors)
-    if [result.status for result in results] != [MATCHED, UNMATCHED]:
-        raise KavelError(
-            "the samples did not behave: one must match and its broken variant must not"
-        )
-    output.print("As it should be: the character follows the project, its broken variant does not.")
+    output = make_console()
+    streams = Streams(output, make_console(stderr=True), ReportWriter())
+    # Settings and usage records of the user's own have no part in it.
+    with tempfile.TemporaryDirectory(prefix="kavel-") as home:
+        setup = check_setup(home)
+        found = validate_scenes([*scenes, draft], project, setup, Options(), streams)
+        output.print("\nThe draft again, with --fix:\n")
+        fixed = validate_scenes([draft], project, setup, Options(fix=True), streams)
+    better = fixed.summary.counts["fail"] < found.summary.counts["fail"]
+    if found.statuses != [PASSED, UNMATCHED, FAILED] or not better:
+        raise KavelError("the samples did not behave as they should")
+    output.print("\nWhat a fix cannot know is left to you; --save would have written the fixes.")
     return 0

@@ -3,11 +3,9 @@
 from __future__ import annotations
 
 import argparse
-from collections.abc import Sequence
 from typing import Any
 
-from rich.cells import cell_len
-
+from kavel.columns import print_columns
 from kavel.document.structure import VERSION
 from kavel.home import kavel_home
 from kavel.outline import outline
@@ -35,7 +33,7 @@ def run_list(arguments: argparse.Namespace) -> int:
         for project in user_projects(home)
         if not project.deleted
     ]  # fmt: skip
-    _print_columns(output, rows)
+    print_columns(output, rows)
     errors.print(f"{count(len(rows), 'project')} in {printable(home)}")
     return 0
 
@@ -56,7 +54,7 @@ def run_show(arguments: argparse.Namespace) -> int:
             (("  " * (depth + 1)) + printable(name), printable(regex), printable(types), limits)
             for depth, name, regex, types, limits in outline(checked.pattern)
         ]
-        _print_columns(output, lines)
+        print_columns(output, lines)
     return 0 if checked.usable else 2
 
 
@@ -67,10 +65,3 @@ def _state(project: ProjectFile) -> str:
     if version != VERSION:
         return f"version {version}"
     return "ok" if project.checked.usable else "not usable"
-
-
-def _print_columns(output: Any, rows: Sequence[tuple[str, ...]]) -> None:
-    widths = [max(map(cell_len, column)) for column in zip(*rows)]
-    for row in rows:
-        cells = (cell + " " * (width - cell_len(cell)) for cell, width in zip(row, widths))
-        output.print("  ".join(cells).rstrip())

@@ -10,6 +10,7 @@ from pathlib import Path
 from typing import Any
 
 import pytest
+from check_tools import check, module
 from scene_host import MemoryHost
 
 import core
@@ -123,7 +124,7 @@ class Format:
 
 
 def test_exporters_and_checks_are_passed_on(environment: Environment, tmp_path: Path) -> None:
-    (tmp_path / "checks").mkdir()
+    module(tmp_path / "checks", "one", check("One"))
     checks = types.ModuleType("checks")
     checks.__file__ = str(tmp_path / "checks" / "__init__.py")
     given = Format()
@@ -131,6 +132,9 @@ def test_exporters_and_checks_are_passed_on(environment: Environment, tmp_path: 
     assert list(api.export.options) == [given]
     assert api.export.options.selected is given
     assert list(api.settings.check.directories) == [str(tmp_path / "checks")]
+    (control,) = api.validator.checklist
+    assert control.check.class_id == "One"
+    assert not control.enabled and api.settings.check.config.is_empty()
 
     plain = core.Api(Host(), environment)
     assert list(plain.export.options) == []

@@ -124,6 +124,16 @@ def test_an_edited_project_is_loaded_again_without_touching_the_settings(tmp_pat
     assert component._api.settings.written == []
 
 
+def test_new_check_classes_load_the_project_again(tmp_path):
+    component = component_of(tmp_path, "hero.json", hero=project())
+    component.load("hero.json")
+    component._hierarchy.pattern.check_classes = StandIn(reloads=2)
+    for _ in range(2):
+        component.load("hero.json")
+    assert loaded(component) == ["at 100", "at 100"]
+    assert component._api.settings.written == []
+
+
 def test_switching_projects_is_remembered(tmp_path):
     component = component_of(tmp_path, a=project("A"), b=project("B"), n=project("N", version=2))
     for filename in ("a.json", "b.json", "a.json", "n.json"):

@@ -7,6 +7,7 @@ import os
 import re
 import subprocess
 import sys
+import types
 from pathlib import Path
 from typing import Any, Callable
 
@@ -312,13 +313,6 @@ def test_version(capsys: Captured) -> None:
     assert re.fullmatch(r"kavel \S+ \(core \d\S*, Python 3\.\S+\)\n", capsys.readouterr().out)
 
 
-def test_demo(capsys: Captured) -> None:
-    assert main(["demo"]) == 0
-    out = capsys.readouterr().out
-    assert re.search(r"character\.glb: \d+ hierarch(y|ies) matched", out)
-    assert re.search(r"broken_\w+\.glb: nothing matched", out)
-
-
 def test_real_characters(capsys: Captured) -> None:
     folder = os.environ.get("KAVEL_ASSETS")
     if not folder:
@@ -330,3 +324,12 @@ def test_real_characters(capsys: Captured) -> None:
     out = capsys.readouterr().out
     verdicts = re.findall(r"1 hierarchy matched, (\d+) joints, 0 objects that no rule took", out)
     assert len(verdicts) == len(scenes) and min(map(int, verdicts)) > 50
+
+
+def test_a_checkout_without_the_built_module(
+    good: str, file: str, capsys: Captured, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    """There, `import core` finds the folder of the C++ sources."""
+    monkeypatch.setitem(sys.modules, "core", types.ModuleType("core"))
+    assert main(["scan", good, "--project", file]) == 2
+    assert "the extension module `core` is not built" in capsys.readouterr().err

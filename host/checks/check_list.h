@@ -1,0 +1,16 @@
+// The bindings of check classes and check lists.
+#pragma once
+
+#include "host/py.h"
+
+namespace kavel::host {
+
+/// `_Classes` with its report, in the class `Check`.
+void bind_check_classes(py::handle check);
+/// `_List` and its parts, in the class `Check`.
+void bind_check_list(py::handle check);
+// The parts, in the class `_List`.
+void bind_control(py::handle list);
+void bind_category(py::handle list);
+
+}  // namespace kavel::host

@@ -1,0 +1,50 @@
+"""Where a command's JSON goes: a file that is replaced in one step, or stdout."""
+
+from __future__ import annotations
+
+import contextlib
+import json
+import os
+import sys
+from collections.abc import Iterator
+from typing import Any, TextIO
+
+from kavel.errors import KavelError
+
+STDOUT = "-"
+
+
+@contextlib.contextmanager
+def open_output(path: str) -> Iterator[TextIO]:
+    """A stream for ASCII text: stdout for "-", else one whose content takes the place of the file
+    at `path` when the block ends well; otherwise the file stays as it was.
+
+    Errors: KavelError when the file cannot be made; OSError when writing fails.
+    """
+    if path == STDOUT:
+        yield sys.stdout
+        return
+    target = os.path.realpath(path)
+    beside = f"{target}.{os.getpid()}.tmp"
+    try:
+        with open(beside, "x", encoding="ascii") as stream:
+            yield stream
+        os.replace(beside, target)
+    except BaseException as error:
+        with contextlib.suppress(OSError):
+            os.unlink(beside)
+        if isinstance(error, OSError) and error.filename == beside:  # opening or replacing failed
+            reason = error.strerror or error
+            raise KavelError(f"{path}: cannot be written: {reason}") from error
+        raise
+
+
+def write_json(path: str, data: Any) -> None:
+    """Errors: those of `open_output`; KavelError for data that is nested too deep."""
+    try:
+        # Plain ASCII: names may hold lone surrogates, which UTF-8 has no form for.
+        text = json.dumps(data, indent=2) + "\n"
+    except RecursionError as error:
+        raise KavelError(f"{path}: cannot be written: {error}") from error
+    with open_output(path) as stream:
+        stream.write(text)

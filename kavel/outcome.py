@@ -1,0 +1,95 @@
+"""The verdict on validated scenes, and the exit status that follows from it."""
+
+from __future__ import annotations
+
+from collections.abc import Sequence
+from dataclasses import dataclass, field
+from typing import Any
+
+from kavel.findings import Summary
+from kavel.registry import Found
+from kavel.report import ERROR, UNMATCHED, SceneResult
+
+PASSED = "passed"
+FAILED = "failed"
+
+
+@dataclass
+class Outcome:
+    """One scene. `scene` is what the scan said, with the reason when no check could run.
+
+    fixes: repairs made, or tried in a dry run; `would_leave` is what these would have left.
+    """
+
+    scene: SceneResult
+    threshold: str
+    summary: Summary = field(default_factory=Summary)
+    checked_objects: int = 0
+    fixes: int = 0
+    would_leave: Summary | None = None
+
+    @property
+    def status(self) -> str:
+        """ "passed", "failed" (findings at or above the threshold), "unmatched" or "error"."""
+        if self.scene.status in (ERROR, UNMATCHED):
+            return self.scene.status
+        return FAILED if self.summary.reaches(self.threshold) else PASSED
+
+    def data(self) -> dict[str, Any]:
+        scene = self.scene
+        return {
+            "summary": {**self.summary.data(), "objects": self.checked_objects},
+            "would_leave": self.would_leave and self.would_leave.data(),
+            "match": {
+                "hierarchies": len(scene.hierarchies),
+                "joints": scene.joint_count,
+                "objects": scene.objects,
+                "unassigned": len(scene.unassigned),
+            },
+            "saved": scene.saved,
+            "status": self.status,
+            "reason": scene.reason,
+            "message": scene.message,
+        }
+
+
+@dataclass
+class RunOutcome:
+    """All scenes of a run. `broken` are modules and classes that could not be used, `missing` the
+    ids of checks that were asked for and are not installed."""
+
+    strict: bool = False
+    broken: list[Found] = field(default_factory=list)
+    missing: list[str] = field(default_factory=list)
+    statuses: list[str] = field(default_factory=list)
+    summary: Summary = field(default_factory=Summary)
+    interrupted: bool = False
+
+    def add(self, outcome: Outcome) -> None:
+        self.statuses.append(outcome.status)
+        self.summary.merge(outcome.summary)
+
+    @property
+    def exit_status(self) -> int:
+        """0: every scene passed; 1: some did not; 2: some could not be validated; 3: checks are
+        broken or missing, and that was not to be tolerated; 130: interrupted."""
+        if self.interrupted:
+            return 130
+        if ERROR in self.statuses or not self.statuses:
+            return 2
+        if self.strict and (self.broken or self.missing):
+            return 3
+        return 0 if set(self.statuses) == {PASSED} else 1
+
+    def data(self) -> dict[str, Any]:
+        return {
+            "summary": self.summary.data(),
+            "exit_status": self.exit_status,
+            "interrupted": self.interrupted,
+        }
+
+
+def listing(names: Sequence[str], shown: int = 3) -> str:
+    """The first names, and how many more there are."""
+    more = len(names) - shown
+    return ", ".join(names[:shown]) + (f" and {more} more" if more > 0 else "")

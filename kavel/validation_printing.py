@@ -1,0 +1,187 @@
+"""Findings, repairs and verdicts of a validation as text."""
+
+from __future__ import annotations
+
+from collections.abc import Iterator
+
+from rich.console import Console
+from rich.text import Text
+
+from kavel.columns import Cell, print_columns
+from kavel.findings import ERROR, FAIL, INFO, PASS, STATUSES, Entry, Finding, Fold, Section, Summary
+from kavel.outcome import FAILED, PASSED, Outcome, RunOutcome, listing
+from kavel.report import UNMATCHED
+from kavel.terminal import count, printable
+from kavel.validation import Fix
+
+_STYLES = {PASS: "green", INFO: "blue", FAIL: "red", ERROR: "bold red"}
+_SCENE = "the scene"
+_WORDS = {ERROR: "check error", FAIL: "failure", INFO: "note"}
+
+
+class FindingsTable:
+    """Collects findings, and prints them folded: by check, or by object."""
+
+    def __init__(self, by_check: bool = True) -> None:
+        self._by_check = by_check
+        self._fold = Fold()
+
+    def add(self, finding: Finding) -> None:
+        if finding.status == PASS:
+            return
+        place = finding.path or _SCENE
+        message = finding.message or "no message"
+        if self._by_check:
+            heading, text = f"{finding.name} ({finding.check})", message
+        else:
+            heading, text, place = place, f"{finding.name}: {message}", ""
+        self._fold.add(finding.status, heading, text, place, finding.fixable)
+
+    def print(self, console: Console) -> None:
+        for heading, sections in self._fold:
+            console.print(Text(printable(heading), "bold"))
+            print_columns(console, self._rows(sections), indent="  ")
+        things = "checks" if self._by_check else "objects"
+        for status in reversed(STATUSES):
+            more = self._fold.more.get(status, 0)
+            if more:
+                counted = count(more, f"finding of {status}", f"findings of {status}")
+                console.print(f"and {counted} of further {things}", style=_STYLES[status])
+
+    def _rows(self, sections: list[tuple[str, Section]]) -> Iterator[list[str | Cell]]:
+        for status, section in sections:
+            for text, entry in section.entries.items():
+                yield [
+                    (status, _STYLES[status]),
+                    printable(text),
+                    ("fixable" if entry.fixable else "", "cyan"),
+                    self._places(entry),
+                ]
+            if section.more:
+                what = "with other messages" if self._by_check else "more"
+                yield [
+                    (status, _STYLES[status]),
+                    f"{count(section.more, 'finding')} {what}",
+                    "",
+                    "",
+                ]
+
+    def _places(self, entry: Entry) -> str:
+        if not self._by_check:
+            return f"{entry.count} times" if entry.count > 1 else ""
+        return _places(entry)
+
+
+class FixesTable:
+    """Collects repairs, and prints them folded by check."""
+
+    def __init__(self, dry_run: bool) -> None:
+        self._dry_run = dry_run
+        self._fold = Fold()
+        self.count = 0
+
+    def add(self, fix: Fix) -> None:
+        self.count += 1
+        self._fold.add(fix.status, fix.name, self._text(fix), fix.path or _SCENE)
+
+    def print(self, console: Console) -> None:
+        if not self.count:
+            return
+        console.print(Text("Fixes that were tried" if self._dry_run else "Fixes", "bold"))
+        rows: list[list[str | Cell]] = []
+        for heading, sections in self._fold:
+            for status, section in sections:
+                word = ("fixable" if self._dry_run else "fixed") if status == PASS else status
+                for text, entry in section.entries.items():
+                    state: Cell = (word, _STYLES[status])
+                    rows.append([state, printable(heading), printable(text), _places(entry)])
+                if section.more:
+                    more = f"{count(section.more, 'object')} in other ways"
+                    rows.append([(word, _STYLES[status]), printable(heading), more, ""])
+        print_columns(console, rows, indent="  ")
+
+    def _text(self, fix: Fix) -> str:
+        if fix.error:
+            return f"failed: {fix.error}"
+        verb = "would change" if self._dry_run else "changed"
+        if not fix.changes:
+            return f"{verb} nothing"
+        own = fix.changes.get(fix.path)
+        others = len(fix.changes) - (own is not None)
+        told = [", ".join(own)] if own else []
+        if others:
+            parts = {
+                part for path, found in fix.changes.items() if path != fix.path for part in found
+            }
+            told.append(f"{', '.join(sorted(parts))} of {count(others, 'other object')}")
+        return f"{verb} " + ", and ".join(told)
+
+
+def validation_verdict(outcome: Outcome, run: RunOutcome) -> Text:
+    """One line: passed or not, what was found, and what was not looked at."""
+    scene = outcome.scene
+    line = Text.assemble((f"{printable(scene.file)}: ", "bold"))
+    if outcome.status == PASSED:
+        line.append("passed", "green")
+    elif outcome.status == FAILED:
+        line.append("failed", "red")
+    elif outcome.status == UNMATCHED:
+        line.append(f"nothing matched: {scene.message}", "red")
+    else:
+        line.append(f"error: {printable(scene.message)}", "red")
+    if outcome.summary.runs:
+        line.append(f": {_found(outcome)}")
+    if scene.objects:
+        left = len(scene.unassigned)
+        line.append(f", {count(left, 'object')} that no rule took", "yellow" if left else "")
+    _append_checks(line, run)
+    if outcome.would_leave is not None:
+        line.append(f"; {_fixes(outcome)} would leave {_counts(outcome.would_leave)}")
+    elif outcome.fixes:
+        line.append(f"; {_fixes(outcome)} made, {'saved' if scene.saved else 'not saved'}")
+    return line
+
+
+def run_verdict(run: RunOutcome) -> Text:
+    """One line for all scenes."""
+    passed = run.statuses.count(PASSED)
+    style = "green" if passed == len(run.statuses) else "red"
+    line = Text.assemble((f"{passed} of {count(len(run.statuses), 'scene')} passed", style))
+    line.append(f": {_counts(run.summary)} in {count(run.summary.runs, 'check')}")
+    return line
+
+
+def _append_checks(line: Text, run: RunOutcome) -> None:
+    """What could not be used: silence would read as a pass."""
+    if run.broken:
+        names = [printable(found.name) for found in run.broken]
+        line.append(f", {count(len(names), 'broken check')}: {listing(names)}", "yellow")
+    if run.missing:
+        names = [printable(class_id) for class_id in run.missing]
+        line.append(f", {count(len(names), 'check')} not installed: {listing(names)}", "yellow")
+
+
+def _fixes(outcome: Outcome) -> str:
+    return count(outcome.fixes, "fix", "fixes")
+
+
+def _counts(summary: Summary) -> str:
+    found = [
+        count(summary.counts[status], word)
+        for status, word in _WORDS.items()
+        if summary.counts[status]
+    ]
+    return ", ".join(found) or "no findings"
+
+
+def _places(entry: Entry) -> str:
+    shown = ", ".join(map(printable, entry.places))
+    more = entry.count - len(entry.places)
+    if entry.count == 1:
+        return shown
+    return f"{count(entry.count, 'object')}: {shown}" + (f" and {more} more" if more else "")
+
+
+def _found(outcome: Outcome) -> str:
+    runs = count(outcome.summary.runs, "check")
+    return f"{_counts(outcome.summary)} in {runs} of {count(outcome.checked_objects, 'object')}"

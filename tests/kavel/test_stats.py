@@ -1,0 +1,85 @@
+"""`kavel stats`, and the records that validations leave."""
+
+from __future__ import annotations
+
+import json
+import subprocess
+import sys
+from pathlib import Path
+from xml.etree import ElementTree
+
+import pytest
+
+from kavel.cli import main
+from kavel.usage import check_usage
+
+SAMPLES = Path(__file__).resolve().parents[2] / "samples"
+Captured = pytest.CaptureFixture[str]
+
+
+@pytest.fixture(autouse=True)
+def home(tmp_path: Path, monkeypatch: pytest.MonkeyPatch) -> Path:
+    monkeypatch.setenv("KAVEL_HOME", str(tmp_path / "home"))
+    return tmp_path / "home"
+
+
+def validate(*options: str) -> list[str]:
+    project = str(SAMPLES / "character.json")
+    return ["validate", str(SAMPLES / "draft.glb"), "--project", project, "-q", *options]
+
+
+def runs(capsys: Captured) -> dict[str, int]:
+    capsys.readouterr()
+    assert main(["stats", "--json", "-"]) == 0
+    checks = json.loads(capsys.readouterr().out)["checks"]
+    return {check["name"]: check["runs"] for check in checks}
+
+
+def test_every_run_leaves_its_records(capsys: Captured, tmp_path: Path) -> None:
+    assert runs(capsys) == {}
+    main(validate())
+    once = runs(capsys)
+    assert sum(once.values()) > 100
+    main(validate("--fix", "--dry-run"))
+    assert runs(capsys) == {name: 2 * number for name, number in once.items()}
+    picture = tmp_path / "stats.svg"
+    assert main(["stats", "--picture", str(picture), "--clear"]) == 0
+    assert "failures" in capsys.readouterr().out
+    drawn = "".join(ElementTree.parse(picture).getroot().itertext()).replace("\xa0", " ")
+    assert all(name in drawn for name in once)
+    assert runs(capsys) == {}
+
+
+def test_two_processes_lose_and_double_nothing(capsys: Captured) -> None:
+    main(validate())
+    once = runs(capsys)
+    command = [sys.executable, "-m", "kavel", *validate()]
+    running = [subprocess.Popen(command, stdout=subprocess.DEVNULL) for _ in range(3)]
+    assert [process.wait(timeout=120) for process in running] == [1, 1, 1]
+    assert runs(capsys) == {name: 4 * number for name, number in once.items()}
+
+
+def test_only_svg_is_drawn(capsys: Captured) -> None:
+    assert main(["stats", "--picture", "stats.png"]) == 2
+    assert "written as .svg" in capsys.readouterr().err
+
+
+def test_usage() -> None:
+    def record(name: object, result: object, speed: object) -> dict[str, object]:
+        return {"name": name, "result": result, "timestamp": 1.0, "speed": speed}
+
+    records = [
+        record("Size (Task 01)", "pass", 0.5),
+        record("Size (Task 12)", "error", 1.5),
+        record("Names", "fail", 0.25),
+        record("Names", "info", 0.75),
+        record(3, "pass", 1.0),
+        record("Names", "odd", 1.0),
+        record("Names", "pass", None),
+        None,
+    ]
+    told = [
+        (usage.name, usage.runs, usage.failures, usage.mean, usage.worst)
+        for usage in check_usage(records)
+    ]
+    assert told == [("Size", 2, 1, 1.0, 1.5), ("Names", 2, 1, 0.5, 0.75)]
