@@ -2,6 +2,7 @@
 
 #include "host/errors.h"
 #include "host/py.h"
+#include "host/runtime/ending.h"
 #include "host/runtime/runtime.h"
 
 namespace kavel::host {
@@ -41,7 +42,9 @@ class InterpreterFaults final : public runtime::Faults {
   }
 
   std::optional<runtime::FaultReport> report_foreign(const std::exception_ptr& error) override {
-    return report_unless(error, is_interrupt);
+    return report_unless(error, [](const py::error_already_set& raised) {
+      return is_interrupt(raised) || must_leave();
+    });
   }
 
   Value keep(const std::exception_ptr& error) override {
@@ -83,7 +86,10 @@ class InterpreterFaults final : public runtime::Faults {
       return runtime::FaultReport{from_text(error_class(raised.kind()).attr("__name__")),
                                   raised.what(), ""};
     } catch (const py::builtin_exception& raised) {
-      return runtime::FaultReport{"TypeError", raised.what(), ""};
+      // The class in which it will reach the host.
+      raised.set_error();
+      const py::error_already_set mapped;
+      return runtime::FaultReport{from_text(mapped.type().attr("__name__")), raised.what(), ""};
     } catch (const std::bad_alloc& raised) {
       return runtime::FaultReport{"MemoryError", raised.what(), ""};
     } catch (const std::exception& raised) {
