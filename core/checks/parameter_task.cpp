@@ -111,7 +111,7 @@ void ParameterTask::assert_no_errors() const {
 }
 
 Ref<ParameterTask> ParameterTask::clone() const {
-  auto copy = runtime::make<ParameterTask>(freeze(), as_info);
+  auto copy = runtime::make<ParameterTask>(runtime::shared(freeze()), as_info);
   if (load_errors_) {
     copy->load_errors_ = std::make_unique<std::vector<Value>>(*load_errors_);
   }

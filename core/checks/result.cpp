@@ -43,9 +43,9 @@ void RunContext::each_reference(runtime::ReferenceVisitor& visitor) const {
 
 void RunContext::drop_references() noexcept { operator_->drop_references(); }
 
-Result::Result(Ref<RunContext> context, Value path, Value check_class,
+Result::Result(const Ref<RunContext>& context, Value path, Value check_class,
                const ParameterTask& parameters, bool single)
-    : context_(std::move(context)),
+    : context_(runtime::shared(context)),
       check_(std::move(check_class)),
       path_(std::move(path)),
       parameters_(parameters.clone()) {

@@ -67,6 +67,8 @@ void bind_task(py::handle scope) {
       py::arg("inputs"), py::arg("as_info") = false,
       "inputs: any iterable; the task clones them. What is wrong with them is raised by "
       "`assert_no_errors`.");
+  // Held by a set of values and its clones, so the collector must be able to ask it by itself.
+  (void)define<checks::ParameterOriginal>(task, "_Original", "Values that clones share.");
   bind_task_contents(task);
   task.def_readwrite("as_info", &ParameterTask::as_info,
                      "Whether issues are reported with the status info instead of fail.");

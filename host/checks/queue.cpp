@@ -59,14 +59,15 @@ void bind_result(py::handle scope) {
         if (!parameters) throw py::type_error("a result needs a `Parameters.Block.Task`");
         auto context = runtime::make<RunContext>(check_port(), statistics_port(statistics),
                                                  operator_port(operator_object));
-        return new Result(std::move(context), std::move(path), std::move(check_class), *parameters,
-                          single);
+        return new Result(context, std::move(path), std::move(check_class), *parameters, single);
       },
       py::arg("path"), py::arg("check_class"), py::arg("parameter_task"), py::arg("statistics"),
       py::arg("operator"), py::arg("single") = true,
       "Makes an instance of the class and runs it on the path.\n\n"
       "single: false when the check runs with several sets; the set's number then ends the name.\n"
       "Errors: none of the check's own, they become the status \"error\" and a log entry.");
+  // Held by every result of a validation, so the collector must be able to ask it by itself.
+  (void)define<RunContext>(result, "_Context", "What the results of one validation share.");
   bind_result_values(result);
   result.def("check", &Result::check, "Runs the check again and records the run.");
   result.def("fix_result", &Result::fix_result,
