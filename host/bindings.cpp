@@ -12,6 +12,7 @@ void bind_core(py::module_& module) {
   install_runtime();
   module.doc() = "The core of Kavel: finds, checks and exports the hierarchies of 3D scenes.";
   module.attr("__version__") = to_text(foundation::kVersion);
+  bind_list_iterator(module);
   bind_list<std::string>(module, "_TextList", "A live list of texts.");
   bind_list<Value>(module, "_ObjectList", "A live list of any objects.");
   bind_errors(module);

@@ -47,9 +47,18 @@ void abstract_methods(py::handle owner, std::initializer_list<AbstractOperation>
 void abstract_properties(py::handle owner, std::initializer_list<AbstractOperation> operations) {
   for (const auto& operation : operations) {
     const std::string label = qualified(owner, operation.name);
+    const std::string name = operation.name;
     property(
         owner, operation.name,
-        [label](const py::object&) -> py::object { raise_not_implemented(label); }, operation.doc);
+        [label, name](const py::object& self) -> py::object {
+          const py::dict own = self.attr("__dict__");
+          if (!own.contains(name)) raise_not_implemented(label);
+          return own[py::str(name)];
+        },
+        [name](const py::object& self, const py::object& value) {
+          self.attr("__dict__")[py::str(name)] = value;
+        },
+        operation.doc);
   }
 }
 

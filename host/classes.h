@@ -43,6 +43,15 @@ void property(py::handle owner, const char* name, F getter, const char* doc) {
       py::module_::import("builtins").attr("property")(bound, py::none(), py::none(), to_text(doc));
 }
 
+/// The same with a setter, which is called with the instance and the value.
+template <class F, class G>
+void property(py::handle owner, const char* name, F getter, G setter, const char* doc) {
+  const py::cpp_function read(getter, py::name(name), py::is_method(owner));
+  const py::cpp_function write(setter, py::name(name), py::is_method(owner));
+  owner.attr(name) =
+      py::module_::import("builtins").attr("property")(read, write, py::none(), to_text(doc));
+}
+
 /// One abstract operation of a host-facing base.
 struct AbstractOperation {
   const char* name;
@@ -51,7 +60,7 @@ struct AbstractOperation {
 
 /// Defines methods that raise a not-implemented error until a host overrides them.
 void abstract_methods(py::handle owner, std::initializer_list<AbstractOperation> operations);
-/// The same for read-only properties.
+/// The same for properties. A host overrides them, or sets plain attributes of the same name.
 void abstract_properties(py::handle owner, std::initializer_list<AbstractOperation> operations);
 
 }  // namespace kavel::host

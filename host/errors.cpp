@@ -90,6 +90,8 @@ py::object exception_object(const std::exception_ptr& error) {
     return raised.value();
   } catch (const foundation::Error& raised) {
     raise(raised);
+  } catch (const py::builtin_exception& raised) {
+    raised.set_error();
   } catch (const std::exception& raised) {
     PyErr_SetString(PyExc_RuntimeError, raised.what());
   }

@@ -51,120 +51,22 @@ template <class T>
   return expose(static_cast<const Object*>(reference.get()));
 }
 
+/// The core object of a face; null while it is being made.
+[[nodiscard]] Object* content(PyObject* face);
+
+/// A reference argument that may be none.
+template <class T>
+struct OrNone {
+  Ref<T> reference;
+};
+
 /// Copies between the interpreter's JSON-like objects and the core's form.
 [[nodiscard]] foundation::Json to_json(py::handle object);
 [[nodiscard]] py::object from_json(const foundation::Json& json);
 
 }  // namespace kavel::host
 
-namespace pybind11::detail {
-
-template <>
-struct type_caster<std::string> {
-  PYBIND11_TYPE_CASTER(std::string, const_name("str"));
-  bool load(handle source, bool /*convert*/) {
-    if (!source || PyUnicode_Check(source.ptr()) == 0) return false;
-    value = kavel::host::from_text(source);
-    return true;
-  }
-  static handle cast(const std::string& source, return_value_policy, handle) {
-    return kavel::host::to_text(source).release();
-  }
-};
-
-/// The caster keeps the bytes for the time of the call.
-template <>
-struct type_caster<std::string_view> {
-  PYBIND11_TYPE_CASTER(std::string_view, const_name("str"));
-  bool load(handle source, bool /*convert*/) {
-    if (!source || PyUnicode_Check(source.ptr()) == 0) return false;
-    bytes_ = kavel::host::from_text(source);
-    value = bytes_;
-    return true;
-  }
-  static handle cast(std::string_view source, return_value_policy, handle) {
-    return kavel::host::to_text(source).release();
-  }
-
- private:
-  std::string bytes_;
-};
-
-/// Any iterable of texts but a text itself; returned as a fresh list.
-template <>
-struct type_caster<std::vector<std::string>> {
-  PYBIND11_TYPE_CASTER(std::vector<std::string>, const_name("List[str]"));
-  bool load(handle source, bool /*convert*/) {
-    if (!source || PyUnicode_Check(source.ptr()) != 0) return false;
-    value = kavel::host::texts(source);
-    return true;
-  }
-  static handle cast(const std::vector<std::string>& source, return_value_policy, handle) {
-    list result;
-    for (const std::string& text : source) result.append(kavel::host::to_text(text));
-    return result.release();
-  }
-};
-
-template <>
-struct type_caster<std::optional<std::string>> {
-  PYBIND11_TYPE_CASTER(std::optional<std::string>, const_name("Optional[str]"));
-  bool load(handle source, bool /*convert*/) {
-    if (!source) return false;
-    if (source.is_none()) return true;
-    if (PyUnicode_Check(source.ptr()) == 0) return false;
-    value = kavel::host::from_text(source);
-    return true;
-  }
-  static handle cast(const std::optional<std::string>& source, return_value_policy, handle) {
-    if (!source) return none().release();
-    return kavel::host::to_text(*source).release();
-  }
-};
-
-template <>
-struct type_caster<kavel::runtime::Value> {
-  PYBIND11_TYPE_CASTER(kavel::runtime::Value, const_name("object"));
-  bool load(handle source, bool /*convert*/) {
-    if (!source) return false;
-    value = kavel::host::to_value(source);
-    return true;
-  }
-  static handle cast(const kavel::runtime::Value& source, return_value_policy, handle) {
-    return kavel::host::from_value(source).release();
-  }
-};
-
-template <>
-struct type_caster<kavel::foundation::Json> {
-  PYBIND11_TYPE_CASTER(kavel::foundation::Json, const_name("object"));
-  bool load(handle source, bool /*convert*/) {
-    if (!source) return false;
-    value = kavel::host::to_json(source);
-    return true;
-  }
-  static handle cast(const kavel::foundation::Json& source, return_value_policy, handle) {
-    return kavel::host::from_json(source).release();
-  }
-};
-
-template <class T>
-struct type_caster<kavel::runtime::Ref<T>> {
-  PYBIND11_TYPE_CASTER(kavel::runtime::Ref<T>, make_caster<T>::name);
-  bool load(handle source, bool convert) {
-    if (!source) return false;
-    if (source.is_none()) return true;
-    type_caster_base<T> inner;
-    if (!inner.load(source, convert)) return false;
-    value = kavel::runtime::Ref<T>(static_cast<T*>(inner));
-    return true;
-  }
-  static handle cast(const kavel::runtime::Ref<T>& source, return_value_policy, handle) {
-    return kavel::host::expose(source).release();
-  }
-};
-
-}  // namespace pybind11::detail
+#include "host/casters.h"
 
 namespace kavel::host {
 

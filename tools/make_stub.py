@@ -23,7 +23,9 @@ Written by tools/make_stub.py from the built module.
 '''
 # What the stub may need, by module; only what it uses is imported.
 IMPORTS = {
-    "collections.abc": ("Callable", "Iterable", "Iterator", "MutableSequence", "Sequence"),
+    "collections.abc": (
+        *("Callable", "Iterable", "Iterator", "Mapping", "MutableSequence", "Sequence"),
+    ),
     "contextlib": ("AbstractContextManager",),
     "os": ("PathLike",),
     "typing": ("Any", "ClassVar", "overload"),
@@ -96,7 +98,7 @@ class Stub:
         self.add(depth, f"class {path[-1]}{'(' + ', '.join(bases) + ')' if bases else ''}:")
         self.add(depth + 1, f'"""{first_line(value.__doc__)}"""\n')
         if element is not None:
-            self.list_protocol(element, depth + 1)
+            self.list_protocol(element, dotted, depth + 1)
         for name, member in vars(value).items():
             if name.startswith(("__", "_pybind11")) and name not in SPECIAL | {"__hash__"}:
                 continue
@@ -106,13 +108,21 @@ class Stub:
                 self.member(name, member, path, depth + 1)
         self.lines.append("")
 
-    def list_protocol(self, element: str, depth: int) -> None:
-        """The abstract operations of a mutable sequence."""
+    def list_protocol(self, element: str, dotted: str, depth: int) -> None:
+        """The abstract operations of a mutable sequence, and the operators of a list."""
         self.add(depth, "def __len__(self) -> int: ...")
         self.add(depth, "def __getitem__(self, index: Any) -> Any: ...")
         self.add(depth, "def __setitem__(self, index: Any, value: Any) -> None: ...")
         self.add(depth, "def __delitem__(self, index: Any) -> None: ...")
         self.add(depth, f"def insert(self, index: int, value: {element}) -> None: ...")
+        plain, other = f"list[{element}]", f"list[{element}] | {dotted}"
+        self.signature("__add__", f"self, other: {other}", plain, depth, "")
+        self.signature("__radd__", f"self, other: {plain}", plain, depth, "")
+        for name in ("__mul__", "__rmul__"):
+            self.signature(name, "self, count: int", plain, depth, "")
+        self.signature("__imul__", "self, count: int", dotted, depth, "")
+        for name in ("__lt__", "__le__", "__gt__", "__ge__"):
+            self.signature(name, f"self, other: {other}", "bool", depth, "")
 
     def base_text(self, base: type) -> str:
         return self.type_text(base.__name__ if base.__module__ == "builtins" else base.__qualname__)

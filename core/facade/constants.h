@@ -5,23 +5,12 @@
 #include <span>
 #include <string_view>
 
+#include "core/foundation/kinds.h"
+
 namespace kavel::facade {
 
-namespace type {
-inline constexpr std::string_view kGhost = "ghost";
-inline constexpr std::string_view kSceneRoot = "sceneRoot";
-inline constexpr std::string_view kTransform = "transform";
-inline constexpr std::string_view kMesh = "mesh";
-inline constexpr std::string_view kLocator = "locator";
-inline constexpr std::string_view kLodGroup = "lodGroup";
-}  // namespace type
-
-namespace result {
-inline constexpr std::string_view kPass = "pass";
-inline constexpr std::string_view kInfo = "info";
-inline constexpr std::string_view kFail = "fail";
-inline constexpr std::string_view kError = "error";
-}  // namespace result
+namespace type = foundation::type;
+namespace result = foundation::result;
 
 namespace target {
 inline constexpr std::string_view kMaya = "maya";

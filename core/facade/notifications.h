@@ -15,6 +15,7 @@ class NotificationList final : public runtime::Object {
   NotificationList() : handlers(runtime::make<runtime::List<runtime::Value>>()) {}
 
   void each_reference(runtime::ReferenceVisitor& visitor) const override { visitor(handlers); }
+  void drop_references() noexcept override { clear(); }
 
   /// Appends `handler` unless an equal one is there; the first keeps its place.
   void add(const runtime::Value& handler);

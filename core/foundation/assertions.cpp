@@ -6,7 +6,6 @@
 
 #include "core/foundation/errors.h"
 #include "core/foundation/logger.h"
-#include "core/hierarchy/naming.h"
 #include "core/runtime/services.h"
 
 namespace kavel::foundation {
@@ -73,13 +72,22 @@ std::optional<CheckFault> find_check_fault(Probe& check_class) {
   }
 }
 
+bool is_attribute_name(std::string_view name) noexcept {
+  const auto is_digit = [](char character) { return character >= '0' && character <= '9'; };
+  const auto is_word = [&](char character) {
+    return is_digit(character) || (character >= 'a' && character <= 'z') ||
+           (character >= 'A' && character <= 'Z') || character == '_';
+  };
+  return !name.empty() && !is_digit(name.front()) && std::ranges::all_of(name, is_word);
+}
+
+bool is_private_name(std::string_view name) noexcept {
+  return name.starts_with("__") && name.size() > 2 && name[2] != '\n';
+}
+
 void assert_attribute_name(const std::string& name) {
-  if (!hierarchy::naming::is_attribute(name)) {
-    throw Error::about(ErrorKind::wrong_attribute_name, name);
-  }
-  if (hierarchy::naming::is_private(name)) {
-    throw Error::about(ErrorKind::private_attribute_name, name);
-  }
+  if (!is_attribute_name(name)) throw Error::about(ErrorKind::wrong_attribute_name, name);
+  if (is_private_name(name)) throw Error::about(ErrorKind::private_attribute_name, name);
 }
 
 }  // namespace kavel::foundation

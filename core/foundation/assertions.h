@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 
 namespace kavel::foundation {
 
@@ -44,6 +45,11 @@ struct CheckFault {
 [[nodiscard]] inline bool is_valid_check(Probe& check_class) {
   return !find_check_fault(check_class);
 }
+
+/// Whether a text has the form of an attribute name: word characters, no digit first.
+[[nodiscard]] bool is_attribute_name(std::string_view name) noexcept;
+/// Whether it starts with two underscores that are followed by something.
+[[nodiscard]] bool is_private_name(std::string_view name) noexcept;
 
 /// Throws the wrong-attribute-name error unless `name` can name an attribute, and the private-name
 /// error when it is private.

@@ -6,6 +6,7 @@
 
 #include "core/foundation/access_queue.h"
 #include "core/foundation/bulk_read.h"
+#include "core/foundation/errors.h"
 #include "core/foundation/json_file.h"
 #include "core/foundation/logger.h"
 #include "core/foundation/text.h"
@@ -47,9 +48,18 @@ void read_again(const std::vector<std::string>& paths, const DocumentMessages& m
   }
 }
 
-Json converted(const TurnContent& content) {
-  if (content.error) std::rethrow_exception(content.error);
-  return runtime::services().json->to_json(content.data);
+/// Errors that do not tell the file themselves do so when they leave.
+Json converted(const std::string& path, const TurnContent& content) {
+  const auto& services = runtime::services();
+  if (content.error && services.faults->is(content.error, "RecursionError")) {
+    throw Error(ErrorKind::recursion, path + ": JSON data is nested too deeply");
+  }
+  try {
+    if (content.error) std::rethrow_exception(content.error);
+    return services.json->to_json(content.data);
+  } catch (const Error& error) {
+    throw Error(error.kind(), path + ": " + error.what());
+  }
 }
 
 Document document(const std::string& path, const TurnContent& content,
@@ -58,7 +68,7 @@ Document document(const std::string& path, const TurnContent& content,
   // Already logged when it was moved aside.
   if (content.error && is_no_json(content.error)) return result;
   Json json;
-  if (!guarded([&] { json = converted(content); })) return result;
+  if (!guarded([&] { json = converted(path, content); })) return result;
   if (json.map() == nullptr) {
     log_warning(format(messages.incompatible, {path}));
     return result;

@@ -34,7 +34,7 @@ std::string decode_user(const std::string& path, const std::optional<std::string
 std::string ensure_folder(const std::optional<std::string>& parent, const std::string& name) {
   auto& files = *runtime::services().files;
   const std::string path = files.join(required(parent), name);
-  if (!files.exists(path)) files.make_directory(path);
+  if (!files.is_directory(path)) files.make_directory(path);
   return path;
 }
 

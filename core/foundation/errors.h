@@ -2,7 +2,6 @@
 // errors that the interpreter raises cross the core untouched.
 #pragma once
 
-#include <functional>
 #include <optional>
 #include <stdexcept>
 #include <string>

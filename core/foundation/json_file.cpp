@@ -11,6 +11,8 @@ namespace {
 
 constexpr const char* kCorruptedFolder = ".corrupted";
 constexpr double kTickets = 1000000000.0;
+/// Bytes that the name of a file may have on the usual file systems.
+constexpr std::size_t kLongestName = 255;
 
 bool is_now(const char* class_name) {
   return runtime::services().faults->is(std::current_exception(), class_name);
@@ -33,6 +35,14 @@ bool made(const std::string& path) {
     if (!is_now("PermissionError")) throw;
     return false;
   }
+}
+
+/// The place of the new content beside `target`.
+std::string sibling_of(const std::string& target, const std::string& ticket) {
+  auto& files = *runtime::services().files;
+  const auto [folder, name] = files.split(target);
+  const std::string mark = ".tmp." + ticket;
+  return name.size() + mark.size() > kLongestName ? files.join(folder, mark) : target + mark;
 }
 
 void fill(const std::string& path, const std::string& content) {
@@ -91,8 +101,10 @@ std::string place_aside(const std::string& path) {
 void write_content(const std::string& path, const std::string& content, const std::string& ticket) {
   auto& files = *runtime::services().files;
   const std::string target = files.is_link(path) ? files.resolve(path) : path;
-  const std::string sibling = target + ".tmp." + ticket;
-  if (!made(sibling)) {
+  const std::string sibling = sibling_of(target, ticket);
+  // Taking the place of a protected file would go around its protection; opening it fails.
+  const bool is_protected = files.exists(target) && !files.is_writable(target);
+  if (is_protected || !made(sibling)) {
     files.write(target, content);
     return;
   }

@@ -2,12 +2,10 @@
 
 #include <algorithm>
 
-#include "core/facade/constants.h"
+#include "core/foundation/kinds.h"
 
 namespace kavel::foundation {
 namespace {
-
-using namespace facade;  // NOLINT(google-build-using-namespace): the table below reads its values
 
 constexpr MaskItem kGhostItems[] = {
     {"SceneRoot", "scene root", {type::kSceneRoot}, true},

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <charconv>
+#include <cmath>
 
 namespace kavel::foundation {
 
@@ -104,8 +105,12 @@ std::size_t count_shared_code_points(std::string_view left, std::string_view rig
 }
 
 std::string number_text(double value) {
+  // The interpreter's choice of the form, where the library would take the shorter one.
+  const double size = std::abs(value);
+  const bool is_fixed = size == 0 || (size >= 1e-4 && size < 1e16);
+  const auto form = is_fixed ? std::chars_format::fixed : std::chars_format::scientific;
   std::array<char, 32> buffer{};
-  const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
+  const auto end = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, form);
   std::string text(buffer.data(), end.ptr);
   if (text.find_first_not_of("-0123456789") == std::string::npos) text += ".0";
   return text;

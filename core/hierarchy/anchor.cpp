@@ -81,15 +81,16 @@ std::shared_ptr<Vocabulary::Prepared> Vocabulary::prepare(const std::string& exp
                                 ? NameExpression(compile(applied), NameExpression::Place::start)
                                 : NameExpression(std::make_shared<BoundExpression>(
                                       applied, usages.size(), BoundExpression::Use::match));
-  auto made = std::make_shared<Prepared>(
-      Prepared{expression, usages, std::move(compiled), {}, std::nullopt});
+  auto made =
+      std::make_shared<Prepared>(Prepared{expression, usages, std::move(compiled), {}, nullptr});
   for (std::uint32_t key = 0; key < keys_->size(); ++key) {
     if (contains(expression, (*keys_)[key].definition)) made->defined.push_back(key);
   }
   return prepared_.emplace(std::move(cache_key), std::move(made)).first->second;
 }
 
-std::vector<Vocabulary::Definition> Vocabulary::definitions(const Prepared& prepared) {
+std::shared_ptr<const std::vector<Vocabulary::Definition>> Vocabulary::definitions(
+    const Prepared& prepared) {
   std::vector<Definition> made;
   for (const std::uint32_t key : prepared.defined) {
     const auto [before, after] = split_at_anchor((*keys_)[key].definition, prepared.text);
@@ -99,15 +100,17 @@ std::vector<Vocabulary::Definition> Vocabulary::definitions(const Prepared& prep
     made.push_back({key, part(before, prepared.usages, NameExpression::Place::start),
                     part(tail, prepared.usages, NameExpression::Place::anywhere)});
   }
-  return made;
+  return std::make_shared<const std::vector<Definition>>(std::move(made));
 }
 
 std::vector<std::pair<std::uint32_t, std::string>> Vocabulary::cut(Prepared& prepared,
                                                                    const std::string& texts,
                                                                    std::string_view name) {
+  // Compiling may let another thread in that prepares the same expression.
   if (!prepared.definitions) prepared.definitions = definitions(prepared);
+  const auto parts = prepared.definitions;
   std::vector<std::pair<std::uint32_t, std::string>> captured;
-  for (const auto& [key, before, after] : *prepared.definitions) {
+  for (const auto& [key, before, after] : *parts) {
     captured.emplace_back(key, after.remove(texts, before.remove(texts, name)));
   }
   return captured;

@@ -22,7 +22,7 @@ namespace kavel::hierarchy {
 /// A compiled expression, with or without references to captured texts.
 class NameExpression {
  public:
-  /// `usages` are those that were captured; the others stand for their sub-expressions.
+  /// Where a plain expression is looked for.
   enum class Place { start, anywhere };
   explicit NameExpression(std::shared_ptr<const runtime::Expression> plain, Place place)
       : plain_(std::move(plain)), place_(place) {}
@@ -61,7 +61,7 @@ class Vocabulary {
     NameExpression expression;
     std::vector<std::uint32_t> defined;
     /// Compiled when the first capture needs them.
-    std::optional<std::vector<Definition>> definitions;
+    std::shared_ptr<const std::vector<Definition>> definitions;
   };
   /// `usages` become references to captured texts, in that order; they must be bindable. Throws the
   /// interpreter's error for an expression that does not compile and a value error for a definition
@@ -80,7 +80,8 @@ class Vocabulary {
   [[nodiscard]] std::shared_ptr<const runtime::Expression> compile(const std::string& text);
   [[nodiscard]] NameExpression part(std::string_view text, const std::vector<std::string>& usages,
                                     NameExpression::Place place);
-  [[nodiscard]] std::vector<Definition> definitions(const Prepared& prepared);
+  [[nodiscard]] std::shared_ptr<const std::vector<Definition>> definitions(
+      const Prepared& prepared);
 
   std::shared_ptr<const AnchorState::Keys> keys_;
   std::unordered_map<std::string, std::shared_ptr<Prepared>> prepared_;

@@ -2,19 +2,12 @@
 
 #include <algorithm>
 #include <functional>
-#include <tuple>
-
-#include "core/foundation/text.h"
 
 namespace kavel::hierarchy {
 namespace {
 
 constexpr std::uint64_t kHashSeed = 0xcbf29ce484222325;
 constexpr std::uint64_t kHashFactor = 0x100000001b3;
-
-constexpr bool is_separator(char character) noexcept {
-  return character == '/' || character == '|' || character == '\\';
-}
 
 constexpr std::uint64_t add_byte(std::uint64_t hash, char character) noexcept {
   const char unified = is_separator(character) ? '/' : character;
@@ -28,10 +21,6 @@ std::uint64_t place_of(std::uint32_t key, std::string_view scope) noexcept {
   std::uint64_t hash = seed(key);
   for (const char character : scope) hash = add_byte(hash, character);
   return hash;
-}
-
-std::size_t count_components(std::string_view path) {
-  return static_cast<std::size_t>(std::ranges::count_if(path, is_separator)) + 1;
 }
 
 }  // namespace
@@ -51,6 +40,8 @@ std::uint32_t AnchorState::chain(std::uint64_t place) const noexcept {
 }
 
 void AnchorState::add(std::uint32_t key, std::string_view scope, std::string text) {
+  // A host may replace the keys while a question that began before them is under way.
+  if (key >= counts_.size()) return;
   const std::uint64_t place = place_of(key, scope);
   const std::uint32_t head = chain(place);
   for (std::uint32_t at = head; at != kNoCapture; at = captures_[at].next) {
@@ -77,16 +68,14 @@ void AnchorState::truncate(std::size_t position) {
 }
 
 const std::string* AnchorState::decide(std::uint32_t key, std::string_view path) const {
-  if (counts_[key] == 0) return nullptr;
-  using Rank = std::tuple<std::size_t, std::size_t, std::string_view>;
+  if (key >= counts_.size() || counts_[key] == 0) return nullptr;
   const std::string* decision = nullptr;
-  Rank best;
+  CaptureRank best;
   const auto consider = [&](std::uint64_t place) {
     for (std::uint32_t at = chain(place); at != kNoCapture; at = captures_[at].next) {
       const Capture& capture = captures_[at];
       if (capture.key != key || !same_scope(capture.scope, path)) continue;
-      const Rank rank{foundation::count_shared_code_points(capture.scope, path),
-                      count_components(capture.scope), capture.text};
+      const CaptureRank rank = capture_rank(capture.scope, capture.text, path);
       if (decision != nullptr && rank >= best) continue;
       best = rank;
       decision = &capture.text;

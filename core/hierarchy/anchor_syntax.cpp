@@ -75,17 +75,17 @@ std::string merge_ends(std::string_view anchor, std::string_view part, std::stri
   return std::string(part);
 }
 
-std::string normalise_separators(std::string_view path) {
-  std::string result(path);
-  std::ranges::replace_if(
-      result, [](char character) { return character == '\\' || character == '|'; }, '/');
-  return result;
+bool same_scope(std::string_view scope, std::string_view path) {
+  if (path.size() < scope.size()) return false;
+  const auto unified = [](char character) { return is_separator(character) ? '/' : character; };
+  return std::ranges::equal(path.substr(0, scope.size()), scope, {}, unified, unified) &&
+         (path.size() == scope.size() || is_separator(path[scope.size()]));
 }
 
-bool same_scope(std::string_view scope, std::string_view path) {
-  const std::string above = normalise_separators(scope);
-  const std::string below = normalise_separators(path);
-  return below.starts_with(above) && (below.size() == above.size() || below[above.size()] == '/');
+CaptureRank capture_rank(std::string_view scope, std::string_view text, std::string_view path) {
+  return {.shared = foundation::count_shared_code_points(scope, path),
+          .components = static_cast<std::size_t>(std::ranges::count_if(scope, is_separator)) + 1,
+          .text = text};
 }
 
 }  // namespace kavel::hierarchy

@@ -4,6 +4,7 @@
 // whole definition text is the key under which captures are kept.
 #pragma once
 
+#include <compare>
 #include <cstddef>
 #include <string>
 #include <string_view>
@@ -43,9 +44,23 @@ struct AnchorSurroundings {
 };
 [[nodiscard]] AnchorSurroundings split_at_anchor(std::string_view anchor, std::string_view source);
 
-/// Whether `scope` is `path` or one of its ancestors; "\", "|" and "/" separate alike.
+/// "\", "|" and "/" separate the components of a path alike.
+[[nodiscard]] constexpr bool is_separator(char character) noexcept {
+  return character == '/' || character == '|' || character == '\\';
+}
+/// Whether `scope` is `path` or one of its ancestors.
 [[nodiscard]] bool same_scope(std::string_view scope, std::string_view path);
-/// `path` with every separator turned into "/".
-[[nodiscard]] std::string normalise_separators(std::string_view path);
+
+/// The place of a capture among those on the branch of an object, the deciding one first.
+struct CaptureRank {
+  /// Leading characters that the capture's scope shares with the object's path: the fewest lead to
+  /// the capture nearest the root.
+  std::size_t shared;
+  std::size_t components;
+  std::string_view text;
+  friend auto operator<=>(const CaptureRank&, const CaptureRank&) = default;
+};
+[[nodiscard]] CaptureRank capture_rank(std::string_view scope, std::string_view text,
+                                       std::string_view path);
 
 }  // namespace kavel::hierarchy

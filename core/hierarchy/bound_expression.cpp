@@ -31,8 +31,10 @@ std::size_t end_of_set(std::string_view expression, std::size_t begin) noexcept 
 
 /// Whether it has only escapes and groups whose meaning depends neither on their neighbours nor on
 /// their number, and no start of text, which would be taken for the start of the captured texts.
+/// Its groups are closed: it will stand inside of one.
 bool has_plain_syntax(std::string_view expression, const std::vector<std::string>& usages) {
   constexpr std::string_view kEscapes = "dwsDWS.-_$^()[]{}*+?|/";
+  int open = 0;
   for (std::size_t at = 0; at < expression.size(); ++at) {
     const std::string_view rest = expression.substr(at + 1);
     const char next = rest.empty() ? '\0' : rest.front();
@@ -43,6 +45,10 @@ bool has_plain_syntax(std::string_view expression, const std::vector<std::string
         break;
       case '(':
         if (next == '?' && !rest.starts_with("?:")) return false;
+        ++open;
+        break;
+      case ')':
+        if (--open < 0) return false;
         break;
       case '[': {
         const std::size_t end = end_of_set(expression, at);
@@ -62,7 +68,7 @@ bool has_plain_syntax(std::string_view expression, const std::vector<std::string
         break;
     }
   }
-  return true;
+  return open == 0;
 }
 
 bool stands_alone(std::string_view before, std::string_view after) noexcept {

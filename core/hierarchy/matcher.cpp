@@ -13,8 +13,9 @@ using scene::Id;
 /// One way down the scene: a stack of levels instead of recursion, since scenes can be deep.
 class Matcher::Walk {
  public:
-  Walk(scene::QueryPort& scene, Vocabulary& vocabulary, AnchorState& state, bool record)
-      : scene_(scene), layers_(scene, vocabulary, state), record_(record) {}
+  Walk(scene::QueryPort& scene, std::shared_ptr<Vocabulary> vocabulary, Ref<AnchorState> state,
+       bool record)
+      : scene_(scene), layers_(scene, std::move(vocabulary), std::move(state)), record_(record) {}
 
   Match run(std::span<const Id> roots, const std::vector<Ref<Scope>>& scopes) {
     if (!enter(roots, scopes, -1)) return std::move(match_);
@@ -77,6 +78,8 @@ Matcher::Matcher(std::unique_ptr<scene::QueryPort> scene, Value check_classes)
 AnchorState::Keys Matcher::anchor_keys() const {
   AnchorState::Keys keys;
   std::unordered_set<std::string> known;
+  // A host may hang an item below itself.
+  std::unordered_set<const Scope*> met;
   std::vector<Ref<Scope>> pending;
   const auto push = [&pending](const Scope::Children& scopes) {
     pending.insert(pending.end(), scopes.items.rbegin(), scopes.items.rend());
@@ -85,6 +88,7 @@ AnchorState::Keys Matcher::anchor_keys() const {
   while (!pending.empty()) {
     const Ref<Scope> scope = std::move(pending.back());
     pending.pop_back();
+    if (!met.insert(scope.get()).second) continue;
     if (scope->rule) {
       for (const std::string& definition : scope->rule->definitions()) {
         if (known.insert(definition).second) keys.emplace_back(definition);
@@ -105,9 +109,8 @@ void Matcher::find_anchors() { search_->logic()->state()->swap(*fresh_state()); 
 
 Match Matcher::run(const std::vector<std::string>& roots, const std::vector<Ref<Scope>>& scopes,
                    const Ref<AnchorState>& state, bool record) {
-  const auto vocabulary = search_->logic()->vocabulary(*state);
-  Match match =
-      Walk(search_->scene(), *vocabulary, *state, record).run(search_->ids(roots), scopes);
+  Match match = Walk(search_->scene(), search_->logic()->vocabulary(*state), state, record)
+                    .run(search_->ids(roots), scopes);
   search_->logic()->state()->swap(*state);
   return match;
 }
@@ -129,8 +132,7 @@ bool Matcher::match(const std::vector<std::string>& roots, const std::vector<Ref
 std::vector<std::string> Matcher::mask(const std::vector<std::string>& roots) {
   const std::vector<Ref<Scope>> scopes = pattern_->get()->items;
   const auto state = fresh_state();
-  const auto vocabulary = search_->logic()->vocabulary(*state);
-  LayerSearch layer(search_->scene(), *vocabulary, *state);
+  LayerSearch layer(search_->scene(), search_->logic()->vocabulary(*state), state);
   std::vector<std::string> paths;
   for (const Response& response : layer.run(search_->ids(roots), scopes, false)) {
     paths.emplace_back(search_->scene().table().path(response.object));
@@ -143,7 +145,7 @@ namespace {
 
 /// The types that an object must have to stand for the ghost; without any it is the scene root.
 std::vector<std::string> ghost_types(const PatternRule& rule) {
-  if (!rule.config().types.empty()) return rule.config().types;
+  if (!rule.types()->items.empty()) return rule.types()->items;
   return {std::string(facade::type::kSceneRoot)};
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "core/facade/constants.h"
+#include "core/foundation/assertions.h"
 #include "core/foundation/text.h"
 #include "core/runtime/services.h"
 
@@ -107,12 +108,7 @@ std::string force_ascii(std::string_view name, bool title) {
   return text;
 }
 
-bool is_private(std::string_view name) noexcept {
-  return name.starts_with("__") && name.size() > 2 && name[2] != '\n';
-}
-
-bool is_attribute(std::string_view name) noexcept {
-  return !name.empty() && !is_digit(name.front()) && std::ranges::all_of(name, is_word);
-}
+bool is_private(std::string_view name) noexcept { return foundation::is_private_name(name); }
+bool is_attribute(std::string_view name) noexcept { return foundation::is_attribute_name(name); }
 
 }  // namespace kavel::hierarchy::naming

@@ -20,7 +20,7 @@ const Scope& dereference(const Ref<Scope>& scope) { return *scope; }
 PatternRule::PatternRule(RuleConfig config, Value checklist)
     : config_(std::move(config)),
       definitions_(find_definitions(config_.regex)),
-      types_(runtime::make<List<std::string>>(config_.types)),
+      types_(runtime::make<List<std::string>>(std::exchange(config_.types, {}))),
       checklist_(std::move(checklist)) {}
 
 void PatternRule::each_reference(runtime::ReferenceVisitor& visitor) const {
@@ -37,7 +37,8 @@ void PatternRule::drop_references() noexcept {
 }
 
 bool PatternRule::accepts_type(std::string_view type) const {
-  return config_.types.empty() || std::ranges::find(config_.types, type) != config_.types.end();
+  const std::vector<std::string>& types = types_->items;
+  return types.empty() || std::ranges::find(types, type) != types.end();
 }
 
 std::vector<std::int64_t> PatternRule::numbers() const {
@@ -57,7 +58,7 @@ bool operator==(const PatternRule& left, const PatternRule& right) {
   const RuleConfig& one = left.config_;
   const RuleConfig& other = right.config_;
   return one.stamp == other.stamp && one.name == other.name && one.regex == other.regex &&
-         one.types == other.types && one.range == other.range;
+         left.types_->items == right.types_->items && one.range == other.range;
 }
 
 Scope::~Scope() {
@@ -105,8 +106,9 @@ void Pattern::set(std::vector<std::pair<RuleConfig, Value>> rules,
   scopes.reserve(tree.size());
   for (const TreeItem& item : tree) {
     const auto rule = by_stamp.find(item.stamp);
-    auto scope = runtime::make<Scope>(rule == by_stamp.end() ? nullptr : rule->second,
-                                      runtime::make<Scope::Children>());
+    auto scope =
+        runtime::make<Scope>(rule == by_stamp.end() ? nullptr : runtime::shared(rule->second),
+                             runtime::make<Scope::Children>());
     auto& siblings = item.parent < 0
                          ? top->items
                          : scopes[static_cast<std::size_t>(item.parent)]->children->items;

@@ -60,7 +60,7 @@ class PatternRule final : public runtime::Object {
     return definitions_;
   }
   [[nodiscard]] const Value& checklist() const noexcept { return checklist_; }
-  /// The types as a list that others hold.
+  /// The types that it accepts, a list that others hold; `config` has none.
   [[nodiscard]] const Ref<List<std::string>>& types() const noexcept { return types_; }
 
   /// Equality of stamp, name, expression, types (in order) and range.
@@ -88,7 +88,7 @@ class Scope final : public runtime::Object {
     visitor(rule);
     visitor(children);
   }
-  void drop_references() noexcept override { children->items.clear(); }
+  void drop_references() noexcept override { children->drop_references(); }
 
   [[nodiscard]] bool is_ghost() const;
 

@@ -47,7 +47,7 @@ std::vector<std::size_t> rule_slots(const std::vector<Ref<Scope>>& scopes) {
 }  // namespace
 
 void LayerSearch::load(std::span<const Id> roots, std::vector<Ref<Scope>> scopes, bool exact) {
-  left_ = scene_.locate(roots);
+  left_ = scene_->locate(roots);
   scopes_ = std::move(scopes);
   exact_ = exact;
   slots_ = rule_slots(scopes_);
@@ -61,13 +61,13 @@ void LayerSearch::drop_scopes() noexcept {
 }
 
 bool LayerSearch::accepts(const Scope& scope, RuleMatcher& matcher, Id object) {
-  const scene::Snapshot& table = scene_.table();
+  const scene::Snapshot& table = scene_->table();
   if (!scope.rule->accepts_type(table.type(object))) return false;
-  const std::size_t before = state_.position();
+  const std::size_t before = state_->position();
   if (!matcher.match(table.name(object), table.path(object))) return false;
   if (scope.children->items.empty() && !table.children(object).empty()) {
     // It matched but does not fit: what it captured must not decide below it.
-    state_.truncate(before);
+    state_->truncate(before);
     return false;
   }
   return true;
@@ -76,18 +76,18 @@ bool LayerSearch::accepts(const Scope& scope, RuleMatcher& matcher, Id object) {
 void LayerSearch::fill(std::size_t position) {
   const Ref<Scope> scope = scopes_[position];
   const RuleRange range = scope->rule->config().range;
-  RuleMatcher matcher(*vocabulary_, state_, scope->rule->config().regex);
+  RuleMatcher matcher(*vocabulary_, *state_, scope->rule->config().regex);
   std::vector<Id> found;
   std::vector<Id> left;
   std::size_t next = 0;
   for (; next < left_.size(); ++next) {
-    const std::size_t before = state_.position();
+    const std::size_t before = state_->position();
     if (!accepts(*scope, matcher, left_[next])) {
       left.push_back(left_[next]);
     } else if (static_cast<std::int64_t>(found.size()) < range.maximum) {
       found.push_back(left_[next]);
     } else {
-      state_.truncate(before);
+      state_->truncate(before);
       break;
     }
   }
@@ -124,10 +124,10 @@ std::vector<Response> LayerSearch::responses() const {
 std::vector<Response> LayerSearch::run(std::span<const Id> roots, std::vector<Ref<Scope>> scopes,
                                        bool exact) {
   load(roots, std::move(scopes), exact);
-  const std::size_t before = state_.position();
+  const std::size_t before = state_->position();
   make_guess();
   if (!wrong_guess()) return responses();
-  state_.truncate(before);
+  state_->truncate(before);
   return {};
 }
 
@@ -135,8 +135,7 @@ Search::Search(std::unique_ptr<scene::QueryPort> scene)
     : scene_(std::move(scene)),
       logic_(runtime::make<Anchor>()),
       backup_(logic_->state()->clone()),
-      vocabulary_(logic_->vocabulary(*logic_->state())),
-      level_(*scene_, *vocabulary_, *logic_->state()) {}
+      level_(*scene_, nullptr, nullptr) {}
 
 void Search::each_reference(runtime::ReferenceVisitor& visitor) const {
   scene_->each_reference(visitor);
@@ -154,23 +153,40 @@ std::vector<Id> Search::ids(const std::vector<std::string>& paths) const {
   return result;
 }
 
-void Search::load_variables(const std::vector<std::string>& roots,
-                            const std::vector<Ref<Scope>>& scopes, bool exact) {
-  vocabulary_ = logic_->vocabulary(*logic_->state());
-  level_.use(*vocabulary_);
-  level_.load(ids(roots), scopes, exact);
+LayerSearch Search::guess(LayerSearch level, const Ref<AnchorState>& state) const {
+  level.use(logic_->vocabulary(*state), state);
+  level.make_guess();
+  level.use(nullptr, nullptr);
+  return level;
 }
 
-void Search::make_guess() { level_.make_guess(); }
+void Search::publish(LayerSearch level) noexcept { std::swap(level_, level); }
+
+void Search::load_variables(const std::vector<std::string>& roots,
+                            const std::vector<Ref<Scope>>& scopes, bool exact) {
+  LayerSearch level(*scene_, nullptr, nullptr);
+  level.load(ids(roots), scopes, exact);
+  publish(std::move(level));
+}
+
+void Search::make_guess() {
+  const auto state = logic_->state()->clone();
+  publish(guess(level_, state));
+  logic_->state()->swap(*state);
+}
 
 std::vector<Response> Search::layer(const std::vector<std::string>& roots,
                                     const std::vector<Ref<Scope>>& scopes, bool exact) {
-  load_variables(roots, scopes, exact);
-  backup_state();
-  level_.make_guess();
-  if (!level_.wrong_guess()) return level_.responses();
-  reset_state();
-  return {};
+  LayerSearch level(*scene_, nullptr, nullptr);
+  level.load(ids(roots), scopes, exact);
+  auto before = logic_->state()->clone();
+  const auto state = before->clone();
+  level = guess(std::move(level), state);
+  std::swap(backup_, before);
+  publish(level);
+  if (level.wrong_guess()) return {};
+  logic_->state()->swap(*state);
+  return level.responses();
 }
 
 bool Search::scope_match(const std::string& name, const std::string& path, const std::string& type,

@@ -6,8 +6,9 @@
 //
 // Captures of accepted objects are appended to the journal of the state; an object that is refused
 // or over the maximum takes its own captures back, a wrong guess those of the whole level. Taken
-// objects are marked and skipped, never removed one by one. A search works on the state it is
-// given, so two searches with states of their own may run at once.
+// objects are marked and skipped, never removed one by one. A layer search works on the state it is
+// given, so two of them with states of their own may run at once: expressions are compiled by the
+// interpreter, which may let another thread in.
 #pragma once
 
 #include <memory>
@@ -28,10 +29,15 @@ struct Response {
 
 class LayerSearch {
  public:
-  LayerSearch(scene::QueryPort& scene, Vocabulary& vocabulary, AnchorState& state)
-      : scene_(scene), vocabulary_(&vocabulary), state_(state) {}
+  LayerSearch(scene::QueryPort& scene, std::shared_ptr<Vocabulary> vocabulary,
+              Ref<AnchorState> state)
+      : scene_(&scene), vocabulary_(std::move(vocabulary)), state_(std::move(state)) {}
 
-  void use(Vocabulary& vocabulary) noexcept { vocabulary_ = &vocabulary; }
+  /// The same level on another state.
+  void use(std::shared_ptr<Vocabulary> vocabulary, Ref<AnchorState> state) noexcept {
+    vocabulary_ = std::move(vocabulary);
+    state_ = std::move(state);
+  }
   void drop_scopes() noexcept;
 
   /// Takes the existing ones of `roots` and the items of a level; forgets the last guess.
@@ -54,9 +60,9 @@ class LayerSearch {
   void fill(std::size_t position);
   [[nodiscard]] bool accepts(const Scope& scope, RuleMatcher& matcher, scene::Id object);
 
-  scene::QueryPort& scene_;
-  Vocabulary* vocabulary_;
-  AnchorState& state_;
+  scene::QueryPort* scene_;
+  std::shared_ptr<Vocabulary> vocabulary_;
+  Ref<AnchorState> state_;
   std::vector<scene::Id> left_;
   std::vector<Ref<Scope>> scopes_;
   bool exact_ = true;
@@ -65,7 +71,8 @@ class LayerSearch {
   std::vector<std::size_t> slots_;
 };
 
-/// The search as the host sees it: a level at a time, on the captures of the last question.
+/// The search as the host sees it: a level at a time, on the captures of the last question. Each
+/// step works on copies and publishes them at its end; a failing one changes nothing.
 class Search final : public runtime::Object {
  public:
   explicit Search(std::unique_ptr<scene::QueryPort> scene);
@@ -98,10 +105,13 @@ class Search final : public runtime::Object {
   [[nodiscard]] std::vector<scene::Id> ids(const std::vector<std::string>& paths) const;
 
  private:
+  /// `level` with its guess; the captures are added to `state`.
+  [[nodiscard]] LayerSearch guess(LayerSearch level, const Ref<AnchorState>& state) const;
+  void publish(LayerSearch level) noexcept;
+
   std::unique_ptr<scene::QueryPort> scene_;
   Ref<Anchor> logic_;
   Ref<AnchorState> backup_;
-  std::shared_ptr<Vocabulary> vocabulary_;
   LayerSearch level_;
 };
 

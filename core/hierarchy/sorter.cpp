@@ -100,9 +100,12 @@ void shuffle_scopes(Scope::Children& scopes, const std::vector<SortUnit>& units)
 
 void sort_scopes(const Ref<Scope::Children>& scopes) {
   std::vector<Ref<Scope::Children>> pending{scopes};
+  // A host may hang an item below itself.
+  std::unordered_set<const Scope::Children*> sorted;
   while (!pending.empty()) {
     const Ref<Scope::Children> list = std::move(pending.back());
     pending.pop_back();
+    if (!sorted.insert(list.get()).second) continue;
     auto units = sort_units(list->items);
     change_order(units);
     shuffle_scopes(*list, units);

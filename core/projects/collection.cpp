@@ -126,10 +126,12 @@ Ref<Document> Collection::get(const std::string& filename) {
 
 std::optional<std::string> Collection::get_file(const std::string& name) {
   const LockGuard guard(*editing_);
-  for (const auto& entry : table_) {
-    if (entry.second->name() == name) return entry.second->path();
-  }
-  return std::nullopt;
+  const auto found = std::ranges::find_if(
+      table_, [&name](const auto& entry) { return entry.second->name() == name; });
+  if (found == table_.end()) return std::nullopt;
+  // Held, since asking for the path runs foreign code.
+  const Ref<Document> document = found->second;
+  return document->path();
 }
 
 Ref<Document> Collection::get_empty() const {
@@ -144,6 +146,8 @@ void Collection::save_project(const Ref<Document>& document) {
   {
     const LockGuard guard(*editing_);
     written = document->write();
+    // Given another file name, it leaves the old one.
+    std::erase_if(table_, [&document](const auto& entry) { return entry.second == document; });
     std::swap(table_[document->filename()], stored);
   }
   if (written) api_->announce_saved();

@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "core/foundation/file_name.h"
+#include "core/foundation/json_file.h"
 #include "core/foundation/logger.h"
 #include "core/hierarchy/naming.h"
 #include "core/projects/fields.h"
@@ -223,10 +224,7 @@ void Document::mark_edited() {
 bool Document::write() {
   return foundation::guarded([&] {
     const std::string target = path();
-    if (unread_ && runtime::services().files->exists(target)) {
-      throw foundation::Error(foundation::ErrorKind::value,
-                              target + " could not be read and is not replaced");
-    }
+    if (unread_ && runtime::services().files->exists(target)) foundation::copy_aside(target);
     foundation::write_document(target, file_data());
     unread_ = false;
     size_ = size_on_disk(target);
@@ -238,8 +236,11 @@ void Document::reload() {
   // Taken before the file is read: what grows meanwhile still counts as outdated.
   const double size = size_on_disk(file_path());
   const foundation::Document file = foundation::read_document(file_path(), kMessages);
-  if (file.state != foundation::Document::State::usable || file.content.map()->empty()) return;
-  if (take_over(file)) unread_ = false;
+  if (file.state == foundation::Document::State::missing || file.content.map()->empty()) {
+    unread_ = unread_ || file.state == foundation::Document::State::unusable;
+    return;
+  }
+  unread_ = !take_over(file);
   size_ = size;
 }
 

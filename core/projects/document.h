@@ -83,8 +83,8 @@ class Document final : public runtime::Object, public DocumentPort {
   void save() override;
   /// Sets the time of the edit to now, and later than it was in any case.
   void mark_edited();
-  /// Replaces the file's content; false, with a log entry, when that fails. A file that was there
-  /// but could not be read is not replaced.
+  /// Replaces the file's content; false, with a log entry, when that fails. Content that could not
+  /// be taken over is kept in the folder ".corrupted" first.
   bool write();
   /// Reads the file again if it exists; a failure is logged and changes nothing.
   void reload();
@@ -115,7 +115,7 @@ class Document final : public runtime::Object, public DocumentPort {
   /// The object that a document of another version was read from.
   std::optional<foundation::Json> verbatim_;
   double size_ = 0;
-  /// Whether the file was there but could not be read, so that nothing is known of its content.
+  /// Whether the file holds what could not be read or taken over when it was last looked at.
   bool unread_ = false;
 };
 

@@ -1,7 +1,6 @@
 #include "core/projects/history.h"
 
 #include <algorithm>
-#include <charconv>
 #include <cmath>
 #include <string>
 
@@ -15,25 +14,8 @@ using foundation::Json;
 using runtime::Ref;
 using Entry = History::Entry;
 
-std::string_view stripped(std::string_view text) {
-  constexpr std::string_view kBlanks = " \t\n\r\f\v";
-  const std::size_t first = text.find_first_not_of(kBlanks);
-  if (first == std::string_view::npos) return "";
-  return text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
-std::optional<double> read_real(std::string_view text) {
-  text = stripped(text);
-  if (text.size() > 1 && text[0] == '+' && text[1] != '-') text.remove_prefix(1);
-  double value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  // Out of range still is a number, only none that a timestamp could be.
-  if (end != text.data() + text.size() || text.empty()) return std::nullopt;
-  return error == std::errc() ? value : HUGE_VAL;
-}
-
 std::optional<double> to_real(const Json& value) {
-  if (value.text() != nullptr) return read_real(*value.text());
+  if (value.text() != nullptr) return runtime::services().unicode->real_number(*value.text());
   if (const bool* boolean = value.boolean()) return *boolean ? 1.0 : 0.0;
   if (value.big_integer() != nullptr) return HUGE_VAL;
   return value.number();
@@ -66,17 +48,6 @@ std::int64_t newest(const std::vector<Entry>& entries) {
   return found == entries.end() ? 0 : found->timestamp;
 }
 
-class ReleaseAtEnd {
- public:
-  explicit ReleaseAtEnd(runtime::Lock& lock) : lock_(lock) {}
-  ReleaseAtEnd(const ReleaseAtEnd&) = delete;
-  ReleaseAtEnd& operator=(const ReleaseAtEnd&) = delete;
-  ~ReleaseAtEnd() { lock_.release(); }
-
- private:
-  runtime::Lock& lock_;
-};
-
 }  // namespace
 
 History::History(Uplink<DocumentPort> document)
@@ -108,6 +79,14 @@ std::vector<Ref<Record>> History::records() {
 
 void History::select(std::int64_t timestamp) {
   if (find_entry(entries_, timestamp) != entries_.end()) pointer_ = timestamp;
+}
+
+void History::select_number(const Json& number) {
+  const std::optional<double> wanted = number.number();
+  const auto found = std::ranges::find_if(entries_, [&wanted](const Entry& entry) {
+    return wanted == static_cast<double>(entry.timestamp);
+  });
+  if (found != entries_.end()) pointer_ = found->timestamp;
 }
 
 void History::select_record(const Record& record) {
@@ -163,7 +142,7 @@ void History::assign(Content content) {
 
 bool History::save_record(const Ref<Record>& record) {
   if (!saving_->try_acquire()) return false;
-  const ReleaseAtEnd guard(*saving_);
+  const runtime::LockRelease guard(*saving_);
   document_.port().assert_editable();
   record->timestamp = static_cast<std::int64_t>(runtime::services().system->time());
   store(entries_, record->timestamp, record);

@@ -46,6 +46,8 @@ class History final : public runtime::Object, public HistoryPort {
   [[nodiscard]] std::int64_t pointer() const noexcept { return pointer_; }
   [[nodiscard]] std::optional<std::int64_t> selected() override { return pointer_; }
   void select(std::int64_t timestamp) override;
+  /// Selects the record whose timestamp equals a number of any kind; ignored for anything else.
+  void select_number(const foundation::Json& number);
   /// Selects the stored record that equals `record`, rather the one of its own timestamp, else the
   /// newest.
   void select_record(const Record& record);

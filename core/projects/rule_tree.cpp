@@ -129,6 +129,10 @@ void TreeNode::clear() {
 
 Json TreeNode::children_data() const { return data_at(*this, 0); }
 
+Json RuleNode::data() const {
+  return Json::Map{{"stamp", rule_ ? Json(rule_->stamp) : Json()}, {"children", children_data()}};
+}
+
 std::string TreeNode::text() const {
   std::vector<std::string> lines;
   const Ref<Rule> own = rule();

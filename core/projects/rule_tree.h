@@ -61,6 +61,8 @@ class RuleNode final : public TreeNode {
     visitor(rule_);
   }
   [[nodiscard]] runtime::Ref<Rule> rule() const override { return rule_; }
+  /// {"stamp", "children"}; throws as `children_data` does.
+  [[nodiscard]] foundation::Json data() const;
 
  private:
   const runtime::Ref<Rule> rule_;

@@ -20,6 +20,8 @@ class Files {
   [[nodiscard]] virtual bool exists(const std::string& path) = 0;
   [[nodiscard]] virtual bool is_directory(const std::string& path) = 0;
   [[nodiscard]] virtual bool is_link(const std::string& path) = 0;
+  /// Whether this process may write into the file, as far as its protection says.
+  [[nodiscard]] virtual bool is_writable(const std::string& path) = 0;
   /// Names in a folder, sorted, so that the order is the same on every machine.
   [[nodiscard]] virtual std::vector<std::string> list(const std::string& directory) = 0;
   /// Size in bytes; throws when there is no such file.

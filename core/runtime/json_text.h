@@ -12,8 +12,8 @@ namespace kavel::runtime {
 class JsonText {
  public:
   virtual ~JsonText() = default;
-  /// Parses `text`; throws `foundation::InvalidJson` for what is no JSON and the interpreter's
-  /// own error for what is too deep.
+  /// Parses `text`; throws an error of the kind `invalid_json` for what is no JSON and the
+  /// interpreter's own error for what is too deep.
   [[nodiscard]] virtual Value parse(std::string_view text) = 0;
   /// Text of `value`; `indent` of 0 means one line. Non-ASCII characters stay as they are.
   [[nodiscard]] virtual std::string dump(const Value& value, int indent) = 0;

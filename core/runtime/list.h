@@ -18,7 +18,11 @@ class List final : public Object {
   void each_reference(ReferenceVisitor& visitor) const override {
     if constexpr (requires { visitor(items); }) visitor(items);
   }
-  void drop_references() noexcept override { items.clear(); }
+  /// Letting go may run foreign code that looks at the list: it is empty by then.
+  void drop_references() noexcept override {
+    std::vector<T> dropped;
+    std::swap(dropped, items);
+  }
 
   std::vector<T> items;
 };

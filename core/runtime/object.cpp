@@ -1,6 +1,17 @@
 #include "core/runtime/object.h"
 
 namespace kavel::runtime {
+namespace {
+
+void (*make_face)(const Object& object) = nullptr;
+
+}  // namespace
+
+void install_face_maker(void (*maker)(const Object& object)) noexcept { make_face = maker; }
+
+void Object::ensure_face() const {
+  if (face_ == nullptr && make_face != nullptr) make_face(*this);
+}
 
 void Object::retain() const noexcept {
   if (face_ != nullptr) {

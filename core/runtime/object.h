@@ -9,7 +9,9 @@
 // Collection: cycles through faces are found by the interpreter's collector, which asks each
 // Object for the references it holds (`each_reference`). An Object that has no face yet cannot be
 // asked, so a reference upwards (to an owner) is a plain pointer named by `owner()`; the host
-// turns it into a counted one when it attaches the face.
+// turns it into a counted one when it attaches the face. What is below a face and has none itself
+// is asked through it, as long as all who hold it are below that same face. So an object that is
+// given to a second owner, where either owner may get a face of its own, is given one (`shared`).
 //
 // Threads: counts are guarded by the interpreter's lock, as every call into the core is.
 #pragma once
@@ -69,6 +71,8 @@ class Object {
   [[nodiscard]] void* face() const noexcept { return face_; }
   [[nodiscard]] std::size_t count() const noexcept { return count_; }
   void attach_face(void* face, Value owner) noexcept;
+  /// Makes the face if there is none and a host to make it.
+  void ensure_face() const;
   [[nodiscard]] const Value& owner_face() const noexcept { return owner_face_; }
   void drop_owner_face() noexcept { owner_face_ = Value(); }
 
@@ -115,6 +119,17 @@ class Ref {
  private:
   T* object_ = nullptr;
 };
+
+/// Installed by the host: gives an object its face.
+void install_face_maker(void (*maker)(const Object& object)) noexcept;
+
+/// The reference for a second owner that may have a face of its own: the object gets one too. May
+/// run foreign code.
+template <class T>
+[[nodiscard]] Ref<T> shared(const Ref<T>& reference) {
+  if (reference) reference->ensure_face();
+  return reference;
+}
 
 template <class T, class... Arguments>
 [[nodiscard]] Ref<T> make(Arguments&&... arguments) {

@@ -24,16 +24,31 @@ class Threads {
   [[nodiscard]] virtual std::unique_ptr<Lock> make_lock() = 0;
 };
 
-/// Holds a lock for a scope.
-class LockGuard {
+/// Releases a lock that is held at the end of a scope. A host may have released it already, which
+/// the interpreter calls an error; a destructor has nobody to tell.
+class LockRelease {
  public:
-  explicit LockGuard(Lock& lock) : lock_(lock) { lock_.acquire(); }
-  LockGuard(const LockGuard&) = delete;
-  LockGuard& operator=(const LockGuard&) = delete;
-  ~LockGuard() { lock_.release(); }
+  explicit LockRelease(Lock& held) : lock_(held) {}
+  LockRelease(const LockRelease&) = delete;
+  LockRelease& operator=(const LockRelease&) = delete;
+  ~LockRelease() {
+    try {
+      lock_.release();
+    } catch (...) {
+    }
+  }
 
  private:
   Lock& lock_;
+};
+
+/// Holds a lock for a scope.
+class LockGuard {
+ public:
+  explicit LockGuard(Lock& lock) : release_((lock.acquire(), lock)) {}
+
+ private:
+  LockRelease release_;
 };
 
 }  // namespace kavel::runtime

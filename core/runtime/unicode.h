@@ -1,6 +1,7 @@
 // Texts as the interpreter's own tables of characters have them.
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -14,6 +15,8 @@ class Unicode {
   [[nodiscard]] virtual std::string strip(std::string_view text) = 0;
   /// The first letter of each run of letters in upper case, the others in lower case.
   [[nodiscard]] virtual std::string title(std::string_view text) = 0;
+  /// The real number that the text stands for, in the digits of any script; nothing for none.
+  [[nodiscard]] virtual std::optional<double> real_number(std::string_view text) = 0;
 };
 
 }  // namespace kavel::runtime

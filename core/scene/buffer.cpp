@@ -1,6 +1,7 @@
 #include "core/scene/buffer.h"
 
 #include <algorithm>
+#include <unordered_set>
 
 #include "core/foundation/errors.h"
 #include "core/foundation/logger.h"
@@ -82,11 +83,14 @@ void Buffer::clear(const BucketRef& bucket) {
 }
 
 void Buffer::clear_all() {
-  const Buckets current = data_->items;
-  for (const BucketRef& bucket : current) {
-    // The host may have removed it meanwhile.
-    if (std::ranges::find(data_->items, bucket) != data_->items.end()) clear(bucket);
-  }
+  // Emptied first: taking joints back runs foreign code, and removing one by one is quadratic.
+  Buckets removed;
+  std::swap(removed, data_->items);
+  std::unordered_set<const Bucket*> gone;
+  for (const BucketRef& bucket : removed) gone.insert(bucket.get());
+  std::erase_if(incompatibles_->items,
+                [&](const BucketRef& bucket) { return gone.contains(bucket.get()); });
+  for (const BucketRef& bucket : removed) undecorate(*operator_, flatten(bucket->joint));
 }
 
 void Buffer::load() { set(decode(operator_->query_filedata())); }
@@ -101,7 +105,7 @@ void Buffer::erase() {
   operator_->erase_filedata();
   scene_->offload();
   clear_all();
-  incompatibles_->items.clear();
+  incompatibles_->drop_references();
 }
 
 void Buffer::commit(const std::function<void()>& revert) {

@@ -23,13 +23,13 @@ std::vector<std::string> root_paths(Joint& joint) {
 }
 
 void Buffer::validate() {
-  incompatibles_->items.clear();
+  incompatibles_->drop_references();
   const std::vector<BucketRef> buckets = data_->items;
   std::vector<BucketRef> failed;
   for (const BucketRef& bucket : buckets) {
-    if (!is_valid(*bucket)) failed.push_back(bucket);
+    if (!is_valid(*bucket)) failed.push_back(runtime::shared(bucket));
   }
-  incompatibles_->items = std::move(failed);
+  std::swap(incompatibles_->items, failed);
 }
 
 bool Buffer::is_valid(const Bucket& bucket) {

@@ -31,6 +31,8 @@ struct Keys {
 
 class Encoder {
  public:
+  /// Making a list or map may start the collector and with it foreign code, which may change the
+  /// buffer: everything is read from copies.
   Value run(const std::vector<BucketRef>& buckets) {
     const Value list = data_.make_list();
     for (const BucketRef& bucket : buckets) {
@@ -51,16 +53,24 @@ class Encoder {
   };
 
   Value tree(const JointRef& root) {
-    std::unordered_set<const Joint*> inner;
+    JointWay way;
+    // Without a joint where the way below the last one ends.
     std::vector<Level> pending;
     const Value map = joint_map(root, pending);
     while (!pending.empty()) {
       const Level level = std::move(pending.back());
       pending.pop_back();
-      // A tree that a host has closed to a ring is cut where it meets itself.
-      if (!inner.insert(level.joint.get()).second) continue;
-      for (const JointRef& child : level.joint->items()) {
-        data_.append(level.list, joint_map(child, pending));
+      if (!level.joint) {
+        way.leave();
+        continue;
+      }
+      const auto items = level.joint->items();
+      const std::vector<JointRef> children(items.begin(), items.end());
+      if (!way.enter(*level.joint)) continue;
+      pending.emplace_back();
+      for (const JointRef& child : children) {
+        // Left out as `flatten` does.
+        if (!way.contains(*child)) data_.append(level.list, joint_map(child, pending));
       }
     }
     return map;
@@ -77,11 +87,13 @@ class Encoder {
   }
 
   /// The map of a joint with what all joints of a kind share; the rest is only held a place.
-  const Value& prototype(const Joint::Kind& kind) {
-    Value& map = prototypes_[kind.get()];
-    if (map) return map;
+  Value prototype(const Joint::Kind& shared) {
+    const Joint::Kind kind = shared;
+    if (const auto known = prototypes_.find(kind); known != prototypes_.end()) {
+      return known->second;
+    }
     const Value none = data_.make_optional_text(std::nullopt);
-    map = data_.make_map();
+    const Value map = data_.make_map();
     data_.set(map, keys_.stamp, data_.make_optional_text(kind->stamp));
     data_.set(map, keys_.name, none);
     data_.set(map, keys_.path, none);
@@ -89,12 +101,13 @@ class Encoder {
     data_.set(map, keys_.icon, data_.make_optional_text(kind->icon));
     data_.set(map, keys_.color, data_.make_optional_text(kind->color));
     data_.set(map, keys_.children, none);
+    prototypes_.emplace(kind, map);
     return map;
   }
 
   PlainData& data_ = *runtime::services().data;
   Keys keys_{data_};
-  std::unordered_map<const JointKind*, Value> prototypes_;
+  std::unordered_map<Joint::Kind, Value> prototypes_;
 };
 
 class Decoder {
@@ -197,7 +210,7 @@ class Decoder {
 
 }  // namespace
 
-Value encode(const std::vector<BucketRef>& buckets) { return Encoder().run(buckets); }
+Value encode(std::vector<BucketRef> buckets) { return Encoder().run(buckets); }
 
 std::vector<BucketRef> decode(const Value& data) {
   if (!data) return {};

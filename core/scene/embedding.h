@@ -10,8 +10,9 @@
 
 namespace kavel::scene {
 
-/// A fresh list of maps of texts (or none), Booleans and lists.
-[[nodiscard]] runtime::Value encode(const std::vector<BucketRef>& buckets);
+/// A fresh list of maps of texts (or none), Booleans and lists. Takes a copy of the buckets:
+/// foreign code may run meanwhile.
+[[nodiscard]] runtime::Value encode(std::vector<BucketRef> buckets);
 
 /// The buckets of a list; empty for an empty value. Entries that are no maps are skipped with a
 /// warning, missing and wrong-typed fields take their defaults (none, no children, true).

@@ -1,7 +1,6 @@
 #include "core/scene/joint.h"
 
 #include <algorithm>
-#include <unordered_set>
 
 #include "core/facade/constants.h"
 
@@ -61,16 +60,35 @@ bool operator==(const Joint& left, const Joint& right) noexcept {
   return same_kind && left.name == right.name && left.path == right.path;
 }
 
+bool JointWay::enter(const Joint& joint) {
+  if (!on_way_.insert(&joint).second) return false;
+  way_.push_back(&joint);
+  return true;
+}
+
+void JointWay::leave() {
+  on_way_.erase(way_.back());
+  way_.pop_back();
+}
+
 std::vector<JointRef> flatten(const JointRef& root) {
   std::vector<JointRef> joints;
+  // Null where the children of the last joint of the way end.
   std::vector<JointRef> pending{root};
-  std::unordered_set<const Joint*> inner;
+  JointWay way;
   while (!pending.empty()) {
     JointRef next = std::move(pending.back());
     pending.pop_back();
+    if (!next) {
+      way.leave();
+      continue;
+    }
     const auto children = next->items();
-    if (!children.empty() && !inner.insert(next.get()).second) continue;
-    pending.insert(pending.end(), children.rbegin(), children.rend());
+    if (!children.empty()) {
+      if (!way.enter(*next)) continue;
+      pending.emplace_back();
+      pending.insert(pending.end(), children.rbegin(), children.rend());
+    }
     joints.push_back(std::move(next));
   }
   return joints;

@@ -5,6 +5,7 @@
 #include <optional>
 #include <span>
 #include <string>
+#include <unordered_set>
 #include <utility>
 #include <vector>
 
@@ -63,8 +64,20 @@ class Joint final : public runtime::Object {
 
 using JointRef = runtime::Ref<Joint>;
 
-/// Every joint of a tree in pre-order. A joint with children that is met again is left out, so
-/// that a tree which a host has closed to a ring ends.
+/// The way down a tree that a host may have closed to a ring.
+class JointWay {
+ public:
+  /// False for a joint that is on the way already.
+  [[nodiscard]] bool enter(const Joint& joint);
+  void leave();
+  [[nodiscard]] bool contains(const Joint& joint) const { return on_way_.contains(&joint); }
+
+ private:
+  std::vector<const Joint*> way_;
+  std::unordered_set<const Joint*> on_way_;
+};
+
+/// Every joint of a tree in pre-order. A joint that is met again below itself is left out.
 [[nodiscard]] std::vector<JointRef> flatten(const JointRef& root);
 
 }  // namespace kavel::scene

@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <numeric>
+#include <set>
 #include <unordered_map>
 
 #include "core/facade/constants.h"
+#include "core/foundation/busy.h"
 #include "core/foundation/logger.h"
 #include "core/scene/scope_roots.h"
 
@@ -16,7 +18,7 @@ using Paths = std::vector<std::string>;
 /// With such a ghost item the scope is the scene itself, whatever named objects are on the way.
 bool stands_for_scene(const runtime::Ref<hierarchy::Scope>& ghost) {
   if (!ghost || !ghost->rule) return false;
-  const Paths& types = ghost->rule->config().types;
+  const Paths& types = ghost->rule->types()->items;
   return types.empty() || std::ranges::find(types, facade::type::kSceneRoot) != types.end();
 }
 
@@ -28,9 +30,15 @@ bool all_in(const Paths& paths, const Scanner::PathSet& known) {
 
 std::vector<BucketRef> without_repeats(const std::vector<BucketRef>& buckets) {
   std::vector<BucketRef> distinct;
+  std::unordered_multimap<std::string_view, const Bucket*> by_path;
   for (const BucketRef& bucket : buckets) {
-    const auto equal = [&](const BucketRef& other) { return *other == *bucket; };
-    if (std::ranges::none_of(distinct, equal)) distinct.push_back(bucket);
+    const std::optional<std::string>& path = bucket->joint->path;
+    const std::string_view key = path ? std::string_view(*path) : std::string_view();
+    const auto [begin, end] = by_path.equal_range(key);
+    const auto equal = [&](const auto& entry) { return *entry.second == *bucket; };
+    if (std::any_of(begin, end, equal)) continue;
+    by_path.emplace(key, bucket.get());
+    distinct.push_back(bucket);
   }
   return distinct;
 }
@@ -60,9 +68,18 @@ void Scanner::drop_references() noexcept {
   notifier_->drop_references();
 }
 
+bool Scanner::alone(const std::function<void()>& run) {
+  if (is_running_) {
+    foundation::log_warning("A scan was started by a scan and does nothing");
+    return false;
+  }
+  const foundation::Busy busy(is_running_);
+  return foundation::guarded(run);
+}
+
 bool Scanner::upload_buffer(bool append) {
   bool done = false;
-  foundation::guarded([&] { done = scan_selection(append); });
+  alone([&] { done = scan_selection(append); });
   return done;
 }
 
@@ -75,7 +92,7 @@ bool Scanner::scan_selection(bool append) {
     return facade::kFailure;
   }
   if (selection.empty()) {
-    if (!append) select_stored();
+    if (!append) foundation::guarded([this] { select_stored(); });
     notifier_->fire("empty_scan_selection");
     return facade::kFailure;
   }
@@ -134,7 +151,10 @@ std::string Scanner::find_scope_root(const std::string& path) {
 }
 
 Scanner::Found Scanner::scan(const Paths& roots, const PathSet& known) {
-  const auto [scopes, parents] = matcher_->root_scopes(roots);
+  auto [scopes, parents] = matcher_->root_scopes(roots);
+  // Scopes alike would give equal buckets: the host is not even handed their joints.
+  std::set<Paths> met;
+  std::erase_if(scopes, [&](const Paths& scope) { return !met.insert(scope).second; });
   std::unordered_map<std::string, std::string> ghosts;
   for (const auto& [root, ghost] : parents) {
     if (ghost) ghosts.emplace(root, *ghost);
@@ -161,7 +181,6 @@ Scanner::Found Scanner::scan(const Paths& roots, const PathSet& known) {
     discard(found.buckets);
     throw;
   }
-  found.buckets = without_repeats(found.buckets);
   return found;
 }
 
@@ -285,7 +304,7 @@ class Scanner::Reload {
 };
 
 bool Scanner::reload_buffer() {
-  return foundation::guarded([this] { Reload(*this).run(); });
+  return alone([this] { Reload(*this).run(); });
 }
 
 }  // namespace kavel::scene

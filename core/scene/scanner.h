@@ -6,6 +6,7 @@
 // selection is as before. Runs where the operator may be called.
 #pragma once
 
+#include <functional>
 #include <memory>
 #include <string>
 #include <unordered_set>
@@ -55,6 +56,8 @@ class Scanner final : public runtime::Object {
   [[nodiscard]] const facade::Notifier& notifier() const noexcept { return *notifier_; }
 
  private:
+  /// Runs guarded, and not at all below another run: a host may start one in the middle.
+  bool alone(const std::function<void()>& run);
   [[nodiscard]] bool scan_selection(bool append);
   [[nodiscard]] Found find(const std::vector<std::string>& selection, bool append,
                            const PathSet& stored);
@@ -71,6 +74,7 @@ class Scanner final : public runtime::Object {
   runtime::Ref<hierarchy::Matcher> matcher_;
   runtime::Ref<Buffer> buffer_;
   std::unique_ptr<facade::Notifier> notifier_;
+  bool is_running_ = false;
 
   class Reload;
 };

@@ -100,6 +100,7 @@ runtime::Ref<CheckDirectories> CheckDirectories::sum(const CheckDirectories& lef
 
 void CheckDirectories::load(const Json& data) {
   std::vector<Entry> loaded;
+  Json::Array lost;
   const Json::Array* stored = data.array();
   for (const Json& element : stored != nullptr ? *stored : Json::Array()) {
     const std::string path = element.text_or("path", "");
@@ -113,9 +114,25 @@ void CheckDirectories::load(const Json& data) {
       loaded.push_back(std::move(directory));
     } else {
       foundation::log_warning("Lost Check Directory - " + directory->path);
+      lost.push_back(directory->data());
     }
   }
   std::swap(entries_, loaded);
+  std::swap(lost_, lost);
+}
+
+Json CheckDirectories::file_data() const {
+  Json::Array data;
+  for (const Entry& entry : entries_) data.push_back(entry->data());
+  for (const Json& gone : lost_) {
+    const std::string path = gone.text_or("path", "");
+    // The user may have added it again when it was back.
+    if (std::ranges::find(entries_, path, [](const Entry& entry) { return entry->path; }) ==
+        entries_.end()) {
+      data.push_back(gone);
+    }
+  }
+  return data;
 }
 
 Json CheckDirectories::data() const {

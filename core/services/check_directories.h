@@ -77,6 +77,8 @@ class CheckDirectories final : public runtime::Object {
   /// with a warning; an element that is no such map, and a folder that is gone, are left out.
   void load(const foundation::Json& data);
   [[nodiscard]] foundation::Json data() const;
+  /// The data with what was gone when it was loaded: its drive may only be missing for a while.
+  [[nodiscard]] foundation::Json file_data() const;
 
   /// The user's folders.
   [[nodiscard]] const std::vector<Entry>& entries() const noexcept { return entries_; }
@@ -86,6 +88,8 @@ class CheckDirectories final : public runtime::Object {
  private:
   Entry embedded_;
   std::vector<Entry> entries_;
+  /// Data of the folders that were gone.
+  foundation::Json::Array lost_;
 };
 
 }  // namespace kavel::services

@@ -25,7 +25,7 @@ runtime::Object* CheckPreset::owner() const noexcept { return presets_; }
 
 void CheckPreset::load(const Json& data) {
   name_ = data.text_or("name", name_);
-  stamp_ = data.text_or("stamp", stamp_);
+  if (std::string stored = data.text_or("stamp", ""); !stored.empty()) stamp_ = std::move(stored);
   if (const Json* time = data.find("changed")) changed = time->number().value_or(changed);
   if (const Json* list = data.find("list")) config_ = make<CheckConfig>(*list);
   if (presets_ != nullptr) presets_->sort();
@@ -62,8 +62,12 @@ CheckPresets::Entry CheckPresets::add(const std::string& name, const Ref<CheckCo
 }
 
 CheckPresets::Entry CheckPresets::pop(const CheckPreset& preset) {
-  const auto found = std::ranges::find_if(
-      entries_, [&](const Entry& entry) { return entry->stamp() == preset.stamp(); });
+  // Files copied by hand hold presets of one stamp.
+  auto found = std::ranges::find(entries_, &preset, &Entry::get);
+  if (found == entries_.end()) {
+    found = std::ranges::find_if(
+        entries_, [&](const Entry& entry) { return entry->stamp() == preset.stamp(); });
+  }
   if (found == entries_.end()) return nullptr;
   Entry removed = *found;
   removed->presets_ = nullptr;

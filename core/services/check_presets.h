@@ -65,7 +65,8 @@ class CheckPresets final : public runtime::Object {
 
   /// Adds a preset that holds `config` itself; names may repeat.
   Entry add(const std::string& name, const runtime::Ref<CheckConfig>& config);
-  /// Removes the preset of the same stamp and returns it, null when there is none.
+  /// Removes the preset itself, else the first of the same stamp, and returns it; null when there
+  /// is none.
   Entry pop(const CheckPreset& preset);
   void sort();
   /// Marks every preset whose configuration equals `config` as applied, and no other.

@@ -58,6 +58,12 @@ Json CheckState::data() const {
                    {"presets", presets->data()}};
 }
 
+Json CheckState::file_data() const {
+  Json data = this->data();
+  data.set("directories", directories->file_data());
+  return data;
+}
+
 ExportSettings::ExportSettings(const Json& data)
     : mode(mode_of(data, facade::kExportModes)), directory(data.text_or("directory", "~")) {}
 
@@ -144,7 +150,9 @@ void Settings::write() {
   foundation::guarded([&] {
     if (keeps_unread_ && runtime::services().files->exists(path_)) foundation::copy_aside(path_);
     keeps_unread_ = false;
-    foundation::write_document(path_, data());
+    Json content = data();
+    content.set("check", check->file_data());
+    foundation::write_document(path_, content);
   });
 }
 

@@ -26,6 +26,8 @@ class CheckState final : public runtime::Object {
 
   /// {"directories", "mode", "list", "presets"}.
   [[nodiscard]] foundation::Json data() const;
+  /// The same with the folders that were gone.
+  [[nodiscard]] foundation::Json file_data() const;
 
   const runtime::Ref<CheckDirectories> directories;
   const runtime::Ref<CheckConfig> config;

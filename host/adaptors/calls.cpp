@@ -3,6 +3,7 @@
 #include <array>
 
 #include "host/errors.h"
+#include "host/runtime/ending.h"
 
 namespace kavel::host {
 namespace {
@@ -22,10 +23,14 @@ py::object call_operation(py::handle object, const OperationName& name,
   if (arguments.size() > kMaximumArguments) throw std::length_error("too many arguments");
   std::size_t count = 1;
   for (const py::handle argument : arguments) stack.at(count++) = argument.ptr();
-  PyObject* result = PyObject_VectorcallMethod(name.get(), stack.data(),
-                                               count | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr);
+  PyObject* const result = stopped_if_ended([&] {
+    return PyObject_VectorcallMethod(name.get(), stack.data(),
+                                     count | PY_VECTORCALL_ARGUMENTS_OFFSET, nullptr);
+  });
   if (result == nullptr) throw py::error_already_set();
-  return py::reinterpret_steal<py::object>(result);
+  auto answer = py::reinterpret_steal<py::object>(result);
+  leave_when_ending();
+  return answer;
 }
 
 void with(const py::object& manager, const std::function<void()>& body) {
@@ -66,7 +71,11 @@ std::optional<std::string> optional_text_of(const OperationName& name, py::handl
 std::vector<std::string> texts_of(const OperationName& name, py::handle result) {
   if (result.is_none()) return {};
   if (is_text(result)) refuse_result(name, result, "a sequence of texts");
-  return texts(result);
+  const py::list elements(py::reinterpret_borrow<py::object>(result));
+  for (const py::handle element : elements) {
+    if (!is_text(element)) refuse_result(name, element, "a sequence of texts");
+  }
+  return texts(elements);
 }
 
 std::string_view TextViews::view(PyObject* text) {

@@ -13,7 +13,7 @@ class HostCheckList final : public services::CheckListPort {
   explicit HostCheckList(Value object) : object_(std::move(object)) {}
 
   [[nodiscard]] Ref<services::CheckConfig> config() override {
-    return from_value(object_).attr("config").cast<Ref<services::CheckConfig>>();
+    return from_value(object_).attr("config").cast<OrNone<services::CheckConfig>>().reference;
   }
   void load(const Ref<services::CheckConfig>& config) override {
     from_value(object_).attr("load")(expose(config));

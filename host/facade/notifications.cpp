@@ -1,6 +1,7 @@
 #include "core/facade/notifications.h"
 
 #include "host/bindings.h"
+#include "host/runtime/ending.h"
 
 namespace kavel::host {
 
@@ -20,11 +21,14 @@ void bind_callbacks(py::module_& module) {
   list.def(
       "__call__",
       [](const NotificationList& self, const py::args& arguments, const py::kwargs& keywords) {
-        self.fire([&](const Value& handler) { from_value(handler)(*arguments, **keywords); });
+        self.fire([&](const Value& handler) {
+          (void)call_and_wait(from_value(handler), arguments, keywords);
+        });
       },
       "Calls every handler with the arguments; a failing one is logged, the rest still run.");
   list.def("clear", &NotificationList::clear, "Removes every handler.");
   list.def("__len__", [](const NotificationList& self) { return self.handlers->items.size(); });
+  list.def("__bool__", [](const NotificationList&) { return true; });
   list.def_property_readonly(
       "_array", [](const NotificationList& self) { return self.handlers; },
       "The handlers in order of registration, a live list.");

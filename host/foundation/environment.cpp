@@ -3,6 +3,7 @@
 #include "core/runtime/services.h"
 #include "host/bindings.h"
 #include "host/classes.h"
+#include "host/foundation/path.h"
 
 namespace kavel::host {
 namespace {
@@ -10,10 +11,17 @@ namespace {
 py::object core() { return py::module_::import("core"); }
 py::object environment_class() { return core().attr("Environment"); }
 
-/// Read at call time, so that a host may give it a value once.
-std::optional<std::string> user_home() {
-  return environment_class().attr("user_home").cast<std::optional<std::string>>();
+/// Read at call time, so that a host may give it a value once: a text or a path object.
+std::optional<std::string> home_of(const py::object& owner) {
+  const py::object home = owner.attr("user_home");
+  if (home.is_none()) return std::nullopt;
+  if (!is_text(home) && !py::hasattr(home, "__fspath__")) {
+    throw py::type_error("Environment.user_home is an object of class " +
+                         from_text(py::type::of(home).attr("__name__")) + ", not a text or a path");
+  }
+  return path_text(home);
 }
+std::optional<std::string> user_home() { return home_of(environment_class()); }
 
 void bind_base_operations(const py::object& environment) {
   method(
@@ -28,20 +36,19 @@ void bind_base_operations(const py::object& environment) {
   property(
       environment, "root",
       [](const py::object& self) {
-        return foundation::ensure_folder(self.attr("user_home").cast<std::optional<std::string>>(),
-                                         from_text(self.attr("name")));
+        return foundation::ensure_folder(home_of(self), from_text(self.attr("name")));
       },
       "Path of the folder `name` in the user's home, made when it is missing.\n"
       "TypeError without a home, OSError when it cannot be made.");
   static_method(
       environment, "encode_user",
-      [](const std::string& path) { return foundation::encode_user(path, user_home()); },
+      [](const py::object& path) { return foundation::encode_user(path_text(path), user_home()); },
       py::arg("path"),
       "`path` normalised, with forward slashes and \"~\" for the user's home.\n"
       "TypeError while `Environment.user_home` is none or empty.");
   static_method(
       environment, "decode_user",
-      [](const std::string& path) { return foundation::decode_user(path, user_home()); },
+      [](const py::object& path) { return foundation::decode_user(path_text(path), user_home()); },
       py::arg("path"),
       "`path` normalised, with forward slashes and the user's home for every \"~\".\n"
       "TypeError while `Environment.user_home` is none or empty.");
@@ -71,7 +78,7 @@ std::string settings_path(const py::object& self, const char* name) {
 void bind_local_files(const py::object& local) {
   property(
       local, "target",
-      [](const py::object&) {
+      [](const py::object&) -> py::object {
         return core().attr("Constants").attr("Plugin").attr("Target").attr("Standalone");
       },
       "\"standalone\".");
@@ -84,10 +91,12 @@ void bind_local_files(const py::object& local) {
       "Path of \"settings.json\" in the settings folder.");
   method(
       local, "get_settings_directory",
-      [](const py::object& self) { return self.attr("_settings"); }, "The settings folder.");
+      [](const py::object& self) -> py::object { return self.attr("_settings"); },
+      "The settings folder.");
   method(
       local, "get_projects_directory",
-      [](const py::object& self) { return self.attr("_projects"); }, "The projects folder.");
+      [](const py::object& self) -> py::object { return self.attr("_projects"); },
+      "The projects folder.");
   method(
       local, "get_statistics_file",
       [](const py::object& self) { return settings_path(self, "statistics.json"); },

@@ -17,7 +17,9 @@ void bind_type_mapping(py::module_& module) {
       plain_class(module, "TypeMapping", "Class wrapper to translate from dcc spec.");
   method(
       mapping, "__init__",
-      [](const py::object& self, const py::dict& table) {
+      [](const py::object& self, const py::object& given) {
+        // Any mapping: a host's table may be a read-only view.
+        const py::dict table(given);
         const py::object unify = core("_str");
         py::dict unified;
         for (const auto& [key, value] : table) unified[unify(key)] = unify(value);
@@ -56,7 +58,7 @@ void bind_item(const py::object& mask) {
   for (const char* field : {"name", "attr", "mapped"}) {
     property(
         item, field,
-        [hidden = "_" + std::string(field)](const py::object& self) {
+        [hidden = "_" + std::string(field)](const py::object& self) -> py::object {
           return self.attr(hidden.c_str());
         },
         "As given to the constructor.");

@@ -6,10 +6,11 @@
 namespace kavel::host {
 namespace {
 
-/// A plain text as a unified one; anything that is no text comes back as it is.
+/// A text as a unified one of the same characters, whatever its class would print; anything that is
+/// no text comes back as it is.
 py::object unified(const py::object& unified_class, const py::object& value) {
   if (!is_text(value) || py::isinstance(value, unified_class)) return value;
-  return unified_class(value);
+  return unified_class(to_text(from_text(value)));
 }
 
 }  // namespace
@@ -39,7 +40,11 @@ void bind_text(py::module_& module) {
       "_format",
       [](const py::object& pattern, const py::args& arguments) {
         const py::object text = py::module_::import("core").attr("_Str");
-        return unified(text, unified(text, pattern).attr("format")(*arguments));
+        py::list unified_arguments;
+        for (const py::handle argument : arguments) {
+          unified_arguments.append(unified(text, py::reinterpret_borrow<py::object>(argument)));
+        }
+        return unified(text, unified(text, pattern).attr("format")(*unified_arguments));
       },
       py::arg("pattern"), "`pattern` with its {} places filled in order, a unified text.");
 }

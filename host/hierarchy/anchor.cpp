@@ -1,7 +1,5 @@
 #include "core/hierarchy/anchor.h"
 
-#include <algorithm>
-
 #include "core/foundation/text.h"
 #include "host/classes.h"
 #include "host/hierarchy/bindings.h"
@@ -29,27 +27,18 @@ py::object scope_of(const py::object& element) {
 }
 
 py::list scope_sorted(const py::object& path, const py::object& array) {
-  // A set has no order of its own: its elements are put into one that repeats.
-  const bool unordered = PyAnySet_Check(array.ptr()) != 0;
-  py::list elements =
-      unordered ? py::list(py::module_::import("builtins")
-                               .attr("sorted")(
-                                   array,
-                                   py::arg("key") = py::cpp_function([](const py::object& element) {
-                                     const std::string scope = from_text(scope_of(element));
-                                     return py::make_tuple(
-                                         std::ranges::count_if(scope,
-                                                               [](char character) {
-                                                                 return character == '/' ||
-                                                                        character == '|' ||
-                                                                        character == '\\';
-                                                               }),
-                                         element);
-                                   })))
-                : py::list(array);
-  elements.attr("sort")(py::arg("key") = py::cpp_function([path](const py::object& element) {
-                          return count_shared(scope_of(element), path);
-                        }));
+  const bool is_set = PyAnySet_Check(array.ptr()) != 0;
+  const auto key = py::cpp_function([path, is_set](const py::object& element) -> py::tuple {
+    const py::object scope = scope_of(element);
+    if (!is_set) return py::make_tuple(count_shared(scope, path));
+    // A set has no order of its own: what shares alike is put into one that repeats.
+    const std::string text =
+        from_text(is_text(element) ? element : py::object(element[py::int_(1)]));
+    const auto rank = hierarchy::capture_rank(from_text(scope), text, from_text(path));
+    return py::make_tuple(rank.shared, rank.components, text, scope);
+  });
+  py::list elements(array);
+  elements.attr("sort")(py::arg("key") = key);
   return elements;
 }
 
@@ -82,6 +71,9 @@ void bind_syntax(py::handle anchor) {
         return hierarchy::same_scope(scope, path);
       },
       py::arg("scope"), py::arg("path"), "Whether `scope` is `path` or one of its ancestors.");
+}
+
+void bind_merging(py::handle anchor) {
   static_method(
       anchor, "merge_begins",
       [](const std::string& piece, const std::string& part, const std::string& source) {
@@ -105,6 +97,7 @@ void bind_anchor(py::handle hierarchy) {
       hierarchy, "Anchor", "Anchors of rule expressions: parsed, replaced, matched and captured.");
   bind_anchor_state(anchor);
   bind_syntax(anchor);
+  bind_merging(anchor);
   define_init(anchor, [] { return new Anchor(); });
   anchor.def_property_readonly("state", &Anchor::state, "What was captured so far.");
   anchor.def_property_readonly("_state", &Anchor::state, "What was captured so far.");

@@ -10,11 +10,13 @@ using hierarchy::AnchorState;
 /// A map from anchor definition to its set of (scope path, captured text) pairs.
 py::dict expressions(const AnchorState& self) {
   py::dict map;
-  const auto& keys = *self.keys();
-  for (const auto& key : keys) map[to_text(key.definition)] = py::set();
-  for (const auto& capture : self.captures()) {
+  // Copied: making objects may run foreign code.
+  const auto keys = self.keys();
+  const std::vector<hierarchy::Capture> all = self.captures();
+  for (const auto& key : *keys) map[to_text(key.definition)] = py::set();
+  for (const auto& capture : all) {
     auto captures =
-        py::reinterpret_borrow<py::set>(py::object(map[to_text(keys[capture.key].definition)]));
+        py::reinterpret_borrow<py::set>(py::object(map[to_text((*keys)[capture.key].definition)]));
     captures.add(py::make_tuple(to_text(capture.scope), to_text(capture.text)));
   }
   return map;

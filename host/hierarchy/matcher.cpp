@@ -35,8 +35,13 @@ void bind_questions(py::class_<Matcher>& matcher) {
       },
       py::arg("roots"), py::arg("pattern"),
       "Matches one level of items and all below it, on the captures of the last question.");
-  matcher.def("is_ghost_root", &Matcher::is_ghost_root, py::arg("ghost"), py::arg("path"),
-              "Whether the object can stand for the ghost item; false without one.");
+  matcher.def(
+      "is_ghost_root",
+      [](Matcher& self, const OrNone<Scope>& ghost, const std::string& path) {
+        return self.is_ghost_root(ghost.reference, path);
+      },
+      py::arg("ghost"), py::arg("path"),
+      "Whether the object can stand for the ghost item; false without one.");
   matcher.def("ghost_scope_match", &Matcher::ghost_scope_match, py::arg("roots"),
               "Whether any of the paths can stand for the pattern's ghost item.");
   matcher.def("root_scopes", &root_scopes, py::arg("roots"),

@@ -1,5 +1,6 @@
 #include "core/hierarchy/pattern.h"
 
+#include "host/adaptors/pattern_record.h"
 #include "host/hierarchy/bindings.h"
 #include "host/sequence.h"
 
@@ -10,73 +11,8 @@ using hierarchy::Pattern;
 using hierarchy::PatternRule;
 using hierarchy::RuleConfig;
 using hierarchy::Scope;
-using hierarchy::TreeItem;
 
-/// A whole number of any size, held within what 64 bits can count to.
-std::int64_t whole_number(const py::object& object) {
-  int overflow = 0;
-  const long long value = PyLong_AsLongLongAndOverflow(object.ptr(), &overflow);
-  if (overflow != 0) {
-    return overflow > 0 ? std::numeric_limits<std::int64_t>::max()
-                        : std::numeric_limits<std::int64_t>::min();
-  }
-  if (value == -1 && PyErr_Occurred() != nullptr) throw py::error_already_set();
-  return value;
-}
-
-RuleConfig rule_config(const py::object& rule) {
-  const py::object range = rule.attr("range");
-  return {.stamp = from_text(rule.attr("stamp")),
-          .name = from_text(rule.attr("name")),
-          .regex = from_text(rule.attr("regex")),
-          .types = texts(rule.attr("types")),
-          .range = {whole_number(range.attr("minimum")), whole_number(range.attr("maximum"))},
-          .icon = to_value(rule.attr("icon")),
-          .color = to_value(rule.attr("color")),
-          .range_object = to_value(range)};
-}
-
-std::vector<std::pair<RuleConfig, Value>> rule_configs(const Value& classes,
-                                                       const py::object& rules) {
-  const py::object make_list = py::module_::import("core").attr("Check").attr("_List");
-  std::vector<std::pair<RuleConfig, Value>> configs;
-  for (const Value& item : values(rules)) {
-    const py::object rule = from_value(item);
-    const py::object checklist = make_list(from_value(classes));
-    checklist.attr("load")(rule.attr("check_config"));
-    configs.emplace_back(rule_config(rule), to_value(checklist));
-  }
-  return configs;
-}
-
-/// The tree in pre-order, with a stack: it comes from a file and can be deep.
-std::vector<TreeItem> tree_items(const py::object& root) {
-  std::vector<TreeItem> items;
-  std::vector<std::pair<py::object, std::int32_t>> pending;
-  const auto push = [&pending](const py::object& node, std::int32_t parent) {
-    const std::vector<Value> children = values(node.attr("children"));
-    for (auto child = children.rbegin(); child != children.rend(); ++child) {
-      pending.emplace_back(from_value(*child), parent);
-    }
-  };
-  push(root, -1);
-  while (!pending.empty()) {
-    const auto [node, parent] = std::move(pending.back());
-    pending.pop_back();
-    items.push_back({from_text(node.attr("rule").attr("stamp")), parent});
-    push(node, static_cast<std::int32_t>(items.size()) - 1);
-  }
-  return items;
-}
-
-void bind_rule(py::handle pattern) {
-  auto rule = define<PatternRule>(pattern, "Rule", "A rule as the matcher reads it.");
-  define_init(
-      rule,
-      [](const py::object& config, const py::object& checklist) {
-        return new PatternRule(rule_config(config), to_value(checklist));
-      },
-      py::arg("config"), py::arg("checklist"));
+void bind_rule_fields(py::class_<PatternRule>& rule) {
   const auto text = [&rule](const char* name, std::string RuleConfig::*field, const char* doc) {
     rule.def_property_readonly(
         name, [field](const PatternRule& self) { return self.config().*field; }, doc);
@@ -85,7 +21,7 @@ void bind_rule(py::handle pattern) {
   text("name", &RuleConfig::name, "Display name; the ghost type's name for the ghost rule.");
   text("regex", &RuleConfig::regex, "The expression that names must match; may hold anchors.");
   rule.def_property_readonly("types", &PatternRule::types,
-                             "Unified types that it accepts; any when empty.");
+                             "Unified types that it accepts, a live list; any when empty.");
   const auto object = [&rule](const char* name, Value RuleConfig::*field, const char* doc) {
     rule.def_property_readonly(
         name, [field](const PatternRule& self) { return self.config().*field; }, doc);
@@ -95,6 +31,9 @@ void bind_rule(py::handle pattern) {
   object("range", &RuleConfig::range_object, "Range with `minimum` and `maximum`, inclusive.");
   rule.def_property_readonly("checklist", &PatternRule::checklist,
                              "The checks configured for objects of this rule.");
+}
+
+void bind_rule_questions(py::class_<PatternRule>& rule) {
   rule.def(
       "get_range",
       [](const PatternRule& self) {
@@ -113,16 +52,28 @@ void bind_rule(py::handle pattern) {
   });
 }
 
+void bind_rule(py::handle pattern) {
+  auto rule = define<PatternRule>(pattern, "Rule", "A rule as the matcher reads it.");
+  define_init(
+      rule,
+      [](const py::object& config, const py::object& checklist) {
+        return new PatternRule(rule_config(config), to_value(checklist));
+      },
+      py::arg("config"), py::arg("checklist"));
+  bind_rule_fields(rule);
+  bind_rule_questions(rule);
+}
+
 void bind_scope(py::handle pattern) {
   bind_list<Ref<Scope>>(pattern, "_ScopeList", "A live list of pattern items.");
   auto scope = define<Scope>(pattern, "Scope", "One item of the pattern tree.");
   define_init(
       scope,
-      [](const Ref<PatternRule>& rule, const py::object& children) {
+      [](const OrNone<PatternRule>& rule, const py::object& children) {
         if (py::isinstance<Scope::Children>(children)) {
-          return new Scope(rule, children.cast<Ref<Scope::Children>>());
+          return new Scope(rule.reference, children.cast<Ref<Scope::Children>>());
         }
-        return new Scope(rule,
+        return new Scope(rule.reference,
                          runtime::make<Scope::Children>(detail::elements<Ref<Scope>>(children)));
       },
       py::arg("rule"), py::arg("children"));
@@ -132,6 +83,25 @@ void bind_scope(py::handle pattern) {
   scope.def_property_readonly(
       "children", [](const Scope& self) { return self.children; },
       "The child items in search order, a live list.");
+}
+
+void bind_checks(py::class_<Pattern>& pattern) {
+  // What no rule took has no stamp.
+  const auto checklist = [](const Pattern& self, const std::optional<std::string>& stamp) {
+    const Ref<PatternRule> rule = stamp ? self.find(*stamp) : nullptr;
+    return rule ? from_value(rule->checklist()) : py::object(py::none());
+  };
+  pattern.def("get_checklist", checklist, py::arg("stamp"),
+              "The check list of the rule with that stamp, or none.");
+  pattern.def(
+      "is_verifiable",
+      [checklist](const Pattern& self, const std::optional<std::string>& stamp) {
+        const py::object list = checklist(self, stamp);
+        if (list.is_none() || list.attr("is_empty")().cast<bool>()) return false;
+        const py::object config = list.attr("config");
+        return !config.is_none() && !config.attr("is_empty")().cast<bool>();
+      },
+      py::arg("stamp"), "Whether objects of that rule have anything to check.");
 }
 
 }  // namespace
@@ -157,21 +127,7 @@ void bind_pattern(py::handle hierarchy) {
   pattern.def(
       "has_ghost", [](const Pattern& self) { return static_cast<bool>(self.get_ghost()); },
       "Whether there is a ghost item.");
-  const auto checklist = [](const Pattern& self, const std::string& stamp) {
-    const Ref<PatternRule> rule = self.find(stamp);
-    return rule ? from_value(rule->checklist()) : py::object(py::none());
-  };
-  pattern.def("get_checklist", checklist, py::arg("stamp"),
-              "The check list of the rule with that stamp, or none.");
-  pattern.def(
-      "is_verifiable",
-      [checklist](const Pattern& self, const std::string& stamp) {
-        const py::object list = checklist(self, stamp);
-        if (list.is_none() || list.attr("is_empty")().cast<bool>()) return false;
-        const py::object config = list.attr("config");
-        return !config.is_none() && !config.attr("is_empty")().cast<bool>();
-      },
-      py::arg("stamp"), "Whether objects of that rule have anything to check.");
+  bind_checks(pattern);
   pattern.def_property_readonly("check_classes", &Pattern::check_classes,
                                 "The check class registry.");
   pattern.def_property_readonly("_hierarchy", &Pattern::hierarchy, "The top-level items.");
@@ -179,7 +135,8 @@ void bind_pattern(py::handle hierarchy) {
       "_rules",
       [](const Pattern& self) {
         py::dict rules;
-        for (const auto& [stamp, rule] : self.rules()) rules[to_text(stamp)] = expose(rule);
+        const auto known = self.rules();
+        for (const auto& [stamp, rule] : known) rules[to_text(stamp)] = expose(rule);
         return rules;
       },
       "A copy: stamp -> rule.");

@@ -51,11 +51,21 @@ void bind_queries(py::class_<Collection>& collection) {
                self.is_approved(settings.cast<const Document&>());
       },
       py::arg("settings"), "Whether it is a project of this target whose version is not negative.");
-  collection.def("get", &Collection::get, py::arg("filename"),
-                 "The project of a file, read again when another editor made the file grow; the "
-                 "empty project when there is none.");
-  collection.def("get_file", &Collection::get_file, py::arg("name"),
-                 "Path of the first project of that name, or none.");
+  // A name that is none is the name of nothing.
+  collection.def(
+      "get",
+      [](Collection& self, const std::optional<std::string>& filename) {
+        return self.get(filename.value_or(""));
+      },
+      py::arg("filename"),
+      "The project of a file, read again when another editor made the file grow; the "
+      "empty project when there is none.");
+  collection.def(
+      "get_file",
+      [](Collection& self, const std::optional<std::string>& name) {
+        return name ? self.get_file(*name) : std::nullopt;
+      },
+      py::arg("name"), "Path of the first project of that name, or none.");
   collection.def("get_empty", &Collection::get_empty, "A new project without a file.");
 }
 

@@ -79,12 +79,16 @@ void bind_queries(py::class_<Component>& component) {
       "A new project without a file.");
   component.def(
       "get_headers",
-      [](const Component& self) { return expose(self.collection()).attr("headers"); },
+      [](const Component& self) -> py::object { return expose(self.collection()).attr("headers"); },
       "Summaries of the projects that are not deleted.");
   component.def("is_active", &Component::is_active,
                 "Whether checks are configured by the project rather than by the user.");
-  component.def("is_exists", &Component::exists, py::arg("filename"),
-                "Whether a project that is not deleted has that file name.");
+  component.def(
+      "is_exists",
+      [](const Component& self, const std::optional<std::string>& filename) {
+        return filename && self.exists(*filename);
+      },
+      py::arg("filename"), "Whether a project that is not deleted has that file name.");
 }
 
 void bind_changes(py::class_<Component>& component) {
@@ -92,7 +96,10 @@ void bind_changes(py::class_<Component>& component) {
                 "Marks the current project deleted and loads the first that remains, else the "
                 "empty project; nothing happens without a current project.");
   component.def(
-      "load", [](Component& self, const std::string& filename) { self.load(filename); },
+      "load",
+      [](Component& self, const std::optional<std::string>& filename) {
+        self.load(filename.value_or(""));
+      },
       py::arg("filename"),
       "Loads the project of that file, else the first that can be loaded, else the empty project.");
   component.def(

@@ -18,16 +18,11 @@ Json plain(const py::object& value) {
   return known ? to_json(value) : Json();
 }
 
-void select(History& self, const py::object& value) {
-  const std::optional<double> number = plain(value).number();
-  for (const History::Entry& entry : self.entries()) {
-    if (number == static_cast<double>(entry.timestamp)) return self.select(entry.timestamp);
-  }
-}
-
 py::dict record_map(const History& self) {
   py::dict records;
-  for (const History::Entry& entry : self.entries()) {
+  // Copied: making faces may run foreign code.
+  const std::vector<History::Entry> entries = self.entries();
+  for (const History::Entry& entry : entries) {
     records[py::int_(entry.timestamp)] = expose(entry.record);
   }
   return records;
@@ -44,9 +39,11 @@ void bind_content(py::class_<History>& history) {
     for (const Ref<Record>& record : self.records()) records.append(expose(record));
     return py::iter(records);
   });
-  history.def_property("pointer", &History::pointer, &select,
-                       "Timestamp of the selected record, 0 for none; setting one that is not "
-                       "among the records changes nothing.");
+  history.def_property(
+      "pointer", &History::pointer,
+      [](History& self, const py::object& value) { self.select_number(plain(value)); },
+      "Timestamp of the selected record, 0 for none; setting one that is not "
+      "among the records changes nothing.");
   history.def_property_readonly("_pointer", &History::pointer, "As `pointer`.");
   history.def_property_readonly("_records", &record_map,
                                 "Records by timestamp in order of insertion, a new dict.");

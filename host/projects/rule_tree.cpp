@@ -55,6 +55,8 @@ void bind_rule_tree(py::handle settings) {
       py::arg("rule").none(false), py::arg("children") = py::none(),
       "For a rule, with an optional list of the nodes below.");
   node.def_property_readonly("rule", &RuleNode::rule, "The rule that objects here match.");
+  node.def_property_readonly("data", &RuleNode::data,
+                             "{\"stamp\", \"children\"}. RecursionError for more than 240 levels.");
 
   auto root = define<RuleTree, TreeNode>(tree, "Root", "The invisible top of a tree.");
   define_init(

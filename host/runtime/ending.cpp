@@ -1,7 +1,13 @@
 // When the interpreter ends, threads that it does not wait for are ended where they next ask for
-// its lock. Inside a call into the core that would unwind C++ frames, whose destructors need that
-// very lock, and the process would abort. So at exit, before any thread is ended, the module waits
-// until the calls on other threads have left it, and lets no further ones in.
+// its lock, by unwinding their frames. Inside a call into the core those are C++ frames, whose
+// destructors and handlers need that very lock: the process would abort or crash.
+//
+// So at exit, before any thread is ended, the module lets no further calls in and makes those
+// inside leave with a `SystemExit` where the core gets a host's answer, a turn or a lock. What then
+// still is inside sits in one call of a host's that does not come back; where the core made that
+// call the thread is stopped for good instead of being unwound (`stopped_if_ended`). To raise
+// something inside a host's code instead would be quicker, but can leave its locks held, for which
+// others wait at exit.
 //
 // The binding library offers no place to count calls, but all its functions enter through one
 // dispatcher: its address in each function's definition is exchanged for one of ours. The counts
@@ -9,7 +15,6 @@
 #include "host/runtime/ending.h"
 
 #include <set>
-#include <thread>
 
 namespace kavel::host {
 namespace {
@@ -20,19 +25,27 @@ using Classic = PyObject* (*)(PyObject*, PyObject*, PyObject*);
 using Untyped = void (*)();
 
 Untyped dispatch = nullptr;
-long calls_inside = 0;
 bool ending = false;
-std::thread::id ender;
+unsigned long ender = 0;
+/// Threads with a call inside, and the nesting of calls on this one.
+long threads_inside = 0;
+thread_local long depth = 0;
+
+}  // namespace
+
+bool must_leave() { return ending && PyThread_get_thread_ident() != ender; }
+
+namespace {
 
 template <class Form, class... Arguments>
 PyObject* counted(Arguments... arguments) {
-  if (ending && std::this_thread::get_id() != ender) {
+  if (must_leave()) {
     PyErr_SetNone(PyExc_SystemExit);
     return nullptr;
   }
-  ++calls_inside;
+  if (depth++ == 0) ++threads_inside;
   PyObject* result = reinterpret_cast<Form>(dispatch)(arguments...);
-  --calls_inside;
+  if (--depth == 0) --threads_inside;
   return result;
 }
 
@@ -80,13 +93,30 @@ void count_calls(py::handle module) {
   count_members(module, seen);
 }
 
+void leave_when_ending() {
+  if (!must_leave()) return;
+  PyErr_SetNone(PyExc_SystemExit);
+  throw py::error_already_set();
+}
+
+py::object call_and_wait(py::handle callable, const py::tuple& arguments,
+                         const py::dict& keywords) {
+  PyObject* const result = stopped_if_ended(
+      [&] { return PyObject_Call(callable.ptr(), arguments.ptr(), keywords.ptr()); });
+  if (result == nullptr) throw py::error_already_set();
+  auto answer = py::reinterpret_steal<py::object>(result);
+  leave_when_ending();
+  return answer;
+}
+
 void end_calls(double patience) {
   ending = true;
-  ender = std::this_thread::get_id();
+  ender = PyThread_get_thread_ident();
   const py::object clock = py::module_::import("time").attr("monotonic");
   const py::object sleep = py::module_::import("time").attr("sleep");
   const double end = clock().cast<double>() + patience;
-  while (calls_inside > 0 && clock().cast<double>() < end) sleep(0.001);
+  const long own = depth > 0 ? 1 : 0;
+  while (threads_inside > own && clock().cast<double>() < end) sleep(0.001);
 }
 
 }  // namespace kavel::host

@@ -16,6 +16,9 @@ class InterpreterFiles final : public runtime::Files {
   bool exists(const std::string& path) override { return ask("exists", path); }
   bool is_directory(const std::string& path) override { return ask("isdir", path); }
   bool is_link(const std::string& path) override { return ask("islink", path); }
+  bool is_writable(const std::string& path) override {
+    return os().attr("access")(to_text(path), os().attr("W_OK")).cast<bool>();
+  }
 
   std::vector<std::string> list(const std::string& directory) override {
     const py::object names =

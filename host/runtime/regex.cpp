@@ -1,4 +1,5 @@
 #include "host/py.h"
+#include "host/runtime/ending.h"
 #include "host/runtime/runtime.h"
 
 namespace kavel::host {
@@ -28,6 +29,7 @@ class CompiledExpression final : public runtime::Expression {
     PyObject* const found =
         PyObject_CallOneArg(static_cast<PyObject*>(operation.get()), subject.ptr());
     if (found == nullptr) throw py::error_already_set();
+    leave_when_ending();
     return py::reinterpret_steal<py::object>(found);
   }
 

@@ -1,6 +1,7 @@
 #include "host/runtime/runtime.h"
 
 #include "host/py.h"
+#include "host/runtime/ending.h"
 
 namespace kavel::host {
 namespace {
@@ -19,9 +20,7 @@ void* call(void* callable, void* const* arguments, int count) {
     packed[static_cast<std::size_t>(index)] =
         py::reinterpret_borrow<py::object>(object(arguments[index]));
   }
-  PyObject* result = PyObject_CallObject(object(callable), packed.ptr());
-  if (result == nullptr) throw py::error_already_set();
-  return result;
+  return call_and_wait(object(callable), packed).release().ptr();
 }
 
 }  // namespace
@@ -33,6 +32,7 @@ void install_runtime() {
       .equal = equal,
       .call = call,
   });
+  runtime::install_face_maker([](const Object& object) { (void)expose(&object); });
   runtime::services() = {
       .regex = regex_port(),
       .json = json_port(),

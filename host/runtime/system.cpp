@@ -1,4 +1,5 @@
 #include "host/py.h"
+#include "host/runtime/ending.h"
 #include "host/runtime/runtime.h"
 
 namespace kavel::host {
@@ -22,7 +23,10 @@ class InterpreterSystem final : public runtime::System {
 
   double monotonic() override { return imported("time").attr("perf_counter")().cast<double>(); }
 
-  void sleep(double seconds) override { py::module_::import("time").attr("sleep")(seconds); }
+  void sleep(double seconds) override {
+    leave_when_ending();
+    (void)call_and_wait(py::module_::import("time").attr("sleep"), py::make_tuple(seconds));
+  }
 
   std::optional<std::string> variable(const std::string& name) override {
     return environ().attr("get")(to_text(name)).cast<std::optional<std::string>>();

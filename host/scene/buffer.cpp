@@ -23,9 +23,7 @@ py::list to_list(const std::vector<BucketRef>& buckets) {
 }
 
 /// A snapshot, also of the buffer's own list.
-std::vector<BucketRef> buckets_of(const py::object& iterable) {
-  return detail::elements<BucketRef>(iterable);
-}
+constexpr auto buckets_of = &detail::elements<BucketRef>;
 
 BucketRef bucket_of(const py::object& object) { return detail::element<BucketRef>(object); }
 
@@ -75,9 +73,9 @@ void bind_storage(py::class_<Buffer>& buffer) {
         return to_list(scene::decode(truth_of(data) ? to_value(data) : Value()));
       },
       py::arg("data"),
-      "The buckets of such a list; empty for none. Entries that are no maps are skipped, fields "
-      "of\n"
-      "a wrong type take their defaults.");
+      "The buckets of such a list; empty for none. Entries that are no maps are skipped, fields of "
+      "a "
+      "wrong type take their defaults.");
   buffer.def("load", &Buffer::load, "Sets the buffer from the data embedded in the open scene.");
   buffer.def("update", &Buffer::update, "Embeds the buffer in place of the data in the scene.");
   buffer.def("erase", &Buffer::erase, "Empties the embedded data, virtual scene and buffer.");
@@ -100,7 +98,8 @@ void bind_questions(py::class_<Buffer>& buffer) {
       "get_path_groups",
       [](const Buffer& self) {
         py::list groups;
-        for (const BucketRef& bucket : self.buckets()->items) {
+        const std::vector<BucketRef> buckets = self.buckets()->items;
+        for (const BucketRef& bucket : buckets) {
           groups.append(roots_list(bucket->joint));
         }
         return groups;

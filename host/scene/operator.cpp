@@ -75,6 +75,9 @@ void bind_type_mapping(const py::object& op) {
         if (!py::hasattr(self, "_type_mapping")) self.attr("_type_mapping") = type_mapping_of(self);
         return self.attr("_type_mapping");
       },
+      [](const py::object& self, const py::object& mapping) {
+        self.attr("_type_mapping") = mapping;
+      },
       "The `TypeMapping` made from `TYPE_MAPPING`.");
   method(
       op, "__init__",

@@ -26,8 +26,8 @@ void bind_steps(py::class_<Scanner>& scanner) {
               "Path of the nearest object that can stand for the ghost item, else the topmost.");
   scanner.def(
       "_scan",
-      [](Scanner& self, const py::object& roots) {
-        return to_list(self.scan(texts(roots), {}).buckets);
+      [](Scanner& self, const std::vector<std::string>& roots) {
+        return to_list(self.scan(roots, {}).buckets);
       },
       py::arg("roots"), "New buckets for what matches below the paths.");
   scanner.def(

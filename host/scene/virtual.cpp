@@ -37,7 +37,9 @@ void bind_changes(py::class_<Virtual>& scene) {
       py::arg("operator"));
   scene.def(
       "upload",
-      [](Virtual& self, const py::object& roots, bool clear) { self.upload(texts(roots), clear); },
+      [](Virtual& self, const std::vector<std::string>& roots, bool clear) {
+        self.upload(roots, clear);
+      },
       py::arg("roots"), py::arg("clear") = true,
       "Stores the subtrees under `roots` (paths), in place of what was stored unless `clear` is\n"
       "false. Errors of the operator propagate.");
@@ -70,9 +72,9 @@ void bind_queries(py::class_<Virtual>& scene) {
       py::arg("path"), "The children's paths in the host's order; empty for an unknown path.");
   scene.def(
       "get_locations",
-      [](const Virtual& self, const py::object& roots) {
+      [](const Virtual& self, const std::vector<std::string>& roots) {
         py::list locations;
-        for (const auto& location : self.get_locations(texts(roots))) {
+        for (const auto& location : self.get_locations(roots)) {
           locations.append(expose(location));
         }
         return locations;

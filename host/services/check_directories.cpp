@@ -19,7 +19,8 @@ std::vector<Ref<CheckDirectory>> entries_of(const py::object& directories) {
   return entries;
 }
 
-py::list text_list(const std::vector<Ref<CheckDirectory>>& directories) {
+/// Takes a copy: making the texts may run foreign code.
+py::list text_list(const std::vector<Ref<CheckDirectory>> directories) {
   py::list list;
   for (const auto& directory : directories) list.append(directory_text(directory));
   return list;
@@ -72,7 +73,7 @@ void bind_list_protocol(py::class_<CheckDirectories>& list) {
       "__iter__", [](const CheckDirectories& self) { return py::iter(text_list(self.all())); },
       "The embedded folder, then the user's.");
   list.def("__len__", [](const CheckDirectories& self) { return self.entries().size(); });
-  list.def("__getitem__", [](const CheckDirectories& self, const py::object& index) {
+  list.def("__getitem__", [](const CheckDirectories& self, const py::object& index) -> py::object {
     return text_list(self.entries())[index];
   });
   list.def(

@@ -17,6 +17,8 @@ using services::ServerSettings;
 using services::Settings;
 using services::Workspace;
 
+constexpr int kLargestPort = 65535;
+
 /// A member class: made from its data, with the property `data`.
 template <class T>
 py::class_<T> define_member(py::handle scope, const char* name, const char* doc) {
@@ -40,6 +42,14 @@ void bind_state(py::handle check) {
       "presets", [](const CheckState& self) { return self.presets; }, "The presets.");
 }
 
+int port_number(const py::int_& port) {
+  if (py::isinstance<py::bool_>(port)) throw py::type_error("a port is a number");
+  if (port < py::int_(0) || port > py::int_(kLargestPort)) {
+    throw py::value_error("a port is a number from 0 to " + std::to_string(kLargestPort));
+  }
+  return port.cast<int>();
+}
+
 void bind_members(py::handle settings) {
   auto exporter = define_member<ExportSettings>(settings, "Export", "How the user exports.");
   exporter.def_readwrite("mode", &ExportSettings::mode, "One of `Constants.Export.Mode`.");
@@ -56,8 +66,10 @@ void bind_members(py::handle settings) {
                        "Whether statistics are erased here once the server has them.");
   server.def_property("host", &ServerSettings::host, &ServerSettings::set_host,
                       "Name of the host; setting it publishes the address.");
-  server.def_property("port", &ServerSettings::port, &ServerSettings::set_port,
-                      "Port, a whole number; setting it publishes the address.");
+  server.def_property(
+      "port", &ServerSettings::port,
+      [](ServerSettings& self, const py::int_& port) { self.set_port(port_number(port)); },
+      "Port from 0 to 65535, else ValueError; setting it publishes the address.");
 }
 
 /// Texts only: anything else has no filter to go through.

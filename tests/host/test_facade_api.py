@@ -177,6 +177,17 @@ def test_shutdown_empties_the_lists_after_the_host(environment: Environment) -> 
     assert len(api.callbacks.buffer_loaded) == 1
 
 
+@pytest.mark.parametrize("handler", ["clear", "register", None])
+def test_a_list_that_holds_itself_is_collected(handler: str | None) -> None:
+    notifications = core._CallBacks.List()
+    assert notifications, "an empty list is no reason to skip it"
+    notifications.register(getattr(notifications, handler) if handler else notifications)
+    gone = weakref.ref(notifications)
+    del notifications
+    gc.collect()
+    assert gone() is None
+
+
 def test_a_failure_while_building_leaves_unchanged(environment: Environment) -> None:
     failure = RuntimeError("the host has no callbacks")
     host = Host()

@@ -318,6 +318,37 @@ core._File.move_corrupted(sys.argv[1])
 """
 
 
+PROTECTED = """
+import os, sys, core
+import encodings.idna, json, logging, random, shutil, traceback, uuid
+if os.getuid() == 0:
+    os.setgroups([])
+    os.setgid(65534)
+    os.setuid(65534)
+try:
+    core._File.Json.write(sys.argv[1], {"written": "around the protection"})
+except PermissionError as error:
+    print("refused", end="")
+"""
+
+
+def test_a_protected_file_in_an_open_folder(open_folder: Path) -> None:
+    path = open_folder / "data.json"
+    path.write_text("{}")
+    path.chmod(0o444)
+    open_folder.chmod(0o777)
+    assert output_of(PROTECTED, path) == "refused"
+    assert (path.read_text(), list(open_folder.iterdir())) == ("{}", [path])
+
+
+def test_a_name_that_leaves_no_room_for_a_mark(tmp_path: Path) -> None:
+    path = tmp_path / ("n" * 245 + ".json")
+    core._File.Json.write(str(path), {"a": 1})
+    core._File.Json.write(str(path), {"a": 2})
+    assert json.loads(path.read_text()) == {"a": 2}
+    assert list(tmp_path.iterdir()) == [path]
+
+
 @pytest.mark.parametrize("writable_file", [False, True])
 def test_a_folder_without_permission(open_folder: Path, writable_file: bool) -> None:
     path = open_folder / "data.json"

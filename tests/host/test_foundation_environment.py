@@ -46,6 +46,15 @@ def test_paths_survive_the_users_form(path: str, encoded: str, decoded: str) -> 
     assert core.Environment.decode_user(encoded) == decoded
 
 
+def test_the_home_may_be_a_path(monkeypatch: pytest.MonkeyPatch, tmp_path: Path) -> None:
+    monkeypatch.setattr(core.Environment, "user_home", tmp_path)
+    assert core.Environment.encode_user(tmp_path / "a.json") == "~/a.json"
+    assert StudioEnvironment().root == str(tmp_path / ".kavel")
+    monkeypatch.setattr(core.Environment, "user_home", 3)
+    with pytest.raises(TypeError, match="user_home is an object of class int"):
+        core.Environment.encode_user("/a")
+
+
 @pytest.mark.parametrize("home", [None, ""])
 def test_no_home_is_a_type_error(home: str | None, monkeypatch: pytest.MonkeyPatch) -> None:
     monkeypatch.setattr(core.Environment, "user_home", home)
@@ -103,10 +112,13 @@ def test_local_default_lives_beside_the_module(
     assert os.environ["KAVEL-SETTINGS"] == local.get_settings_directory()
 
 
+@pytest.mark.parametrize("folder", [".kavel", ".kavel/standalone", ".kavel/standalone/projects"])
 def test_a_file_in_place_of_the_folder_is_an_error(
-    tmp_path: Path, monkeypatch: pytest.MonkeyPatch
+    folder: str, tmp_path: Path, monkeypatch: pytest.MonkeyPatch
 ) -> None:
     monkeypatch.setattr(core, "__file__", str(tmp_path / "core.so"))
-    (tmp_path / ".kavel").write_text("not a folder")
+    place = tmp_path / folder
+    place.parent.mkdir(parents=True, exist_ok=True)
+    place.write_text("not a folder")
     with pytest.raises((FileExistsError, NotADirectoryError)):
         core._LocalEnv()

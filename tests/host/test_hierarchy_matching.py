@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import gc
 import os
+import re
 import sys
 import weakref
 from pathlib import Path
@@ -174,6 +175,11 @@ SYNTAX = [
         ("/a/b/c", [("/a/b", "x"), ("/z", "y"), ("/a", "z")]),
         [("/z", "y"), ("/a", "z"), ("/a/b", "x")],
     ),
+    (
+        Anchor.get_scope_sorted,
+        ("a|b|c", {("a/b", "x"), ("a", "z"), ("a", "y")}),
+        [("a", "y"), ("a", "z"), ("a/b", "x")],
+    ),
 ]
 
 
@@ -197,6 +203,9 @@ def test_captures_reach_only_what_lies_below() -> None:
     assert anchor.state == saved and hash(anchor.state) == hash(saved)
     with pytest.raises(ValueError, match="more than once"):
         anchor.match(r"<a:\d+>_<a:\d+>", "x", "/x")
+    for branch in ("/root/12_mesh/x", "/root/x"):
+        with pytest.raises(re.error):
+            anchor.match("x)(<a>", "x", branch)
     assert anchor.state == saved
 
 
@@ -227,7 +236,9 @@ def test_pattern_keeps_its_lists_and_answers_by_stamp() -> None:
     assert [scope.rule and scope.rule.stamp for scope in pattern.get()] == ["a", None]
     assert pattern.get_checklist("a") is pattern.get_checklist("a")
     assert pattern.get_checklist("lost") is None
-    assert not pattern.is_verifiable("a") and not pattern.is_verifiable("lost")
+    for unverifiable in ("a", "lost", None):
+        assert not pattern.is_verifiable(unverifiable)
+    assert pattern.get_checklist(None) is None
     broken = record({"rules": [{"stamp": "x", "regex": 5}], "pattern": []})
     with pytest.raises(TypeError):
         pattern.set(broken)
@@ -242,6 +253,8 @@ def test_rules_are_compared_by_what_matches() -> None:
     one, same = rule(project_rule(data), None), rule(project_rule(data), object())
     assert one == same and hash(one) == hash(same) and one != "s"
     assert one != rule(project_rule({**data, "range": (0, 3)}), None)
+    one.types.append("locator")
+    assert one != same, "the list is what it matches"
     assert one.get_range() == {0, 1, 2} and one.is_optional()
     huge = rule(project_rule({**data, "range": (0, 10**30)}), None)
     assert huge.is_optional()
@@ -268,6 +281,57 @@ def test_layers_can_be_taken_step_by_step() -> None:
     location = search.create_response()._array[0].location
     assert search.scope_match(location, branch)
     assert not search.scope_match(location, branch.children[0])
+
+
+def test_a_failing_step_keeps_the_captures() -> None:
+    rules = [{"stamp": "a", "regex": "<n:.>a"}, {"stamp": "b", "regex": "<n>(b"}]
+    scene = scenes.MemoryScene()
+    roots = [scene.add("1a", "mesh"), scene.add("1b", "mesh")]
+    data = {"rules": rules, "pattern": [{"stamp": "a"}, {"stamp": "b"}]}
+    case = scenes.Case("a failing item", scene, data, roots)
+    hierarchy = matcher(case)
+    hierarchy.find_anchors()
+    search = hierarchy.search
+    with pytest.raises(re.error):
+        search.layer(case.roots, hierarchy.pattern.get())
+    assert captures(hierarchy) == []
+    search.load_variables(case.roots, hierarchy.pattern.get())
+    with pytest.raises(re.error):
+        search.make_guess()
+    assert captures(hierarchy) == []
+
+
+def test_keys_may_change_between_the_steps() -> None:
+    case = scenes.anchor_branches(2)
+    hierarchy = matcher(case)
+    hierarchy.find_anchors()
+    search = hierarchy.search
+    search.load_variables(case.roots, hierarchy.pattern.get())
+    search.logic.state.set({})
+    search.make_guess()
+    assert captures(hierarchy) == []
+
+
+def test_trees_that_hang_below_themselves_end() -> None:
+    hierarchy = matcher(scenes.anchor_branches(1))
+    tree = record({"rules": [], "pattern": [{"stamp": "a", "children": [{"stamp": "b"}]}]})
+    (node,) = tree.pattern.children
+    node.children[0].children.append(node)
+    with pytest.raises(RecursionError, match="below itself"):
+        hierarchy.pattern.set(tree)
+    scope = hierarchy.pattern.get()[0]
+    scope.children.append(scope)
+    hierarchy.find_anchors()
+    Hierarchy.Pattern._Sorter.sort(hierarchy.pattern.get())
+    scope.children.pop()
+
+
+@pytest.mark.parametrize("operation", ["sort", "shuffle_scopes"])
+def test_none_is_no_list_of_items(operation: str) -> None:
+    sorter = Hierarchy.Pattern._Sorter
+    arguments = [None] if operation == "sort" else [None, sorter.Order([])]
+    with pytest.raises(TypeError):
+        getattr(sorter, operation)(*arguments)
 
 
 def test_matchers_and_patterns_are_collected() -> None:

@@ -6,6 +6,7 @@ import operator
 import subprocess
 import sys
 import textwrap
+import threading
 from pathlib import Path
 from typing import Any
 
@@ -78,6 +79,71 @@ def test_log_threads_do_not_disturb_the_end(script: str) -> None:
     assert (ended.returncode, ended.stderr) == (0, "")
     # What is logged after the interpreter took its modules down may be lost.
     assert "entry 0" in ended.stdout.splitlines() or "__del__" in script
+
+
+def test_an_interrupt_while_logging_passes(monkeypatch: pytest.MonkeyPatch) -> None:
+    start, interrupts = threading.Thread.start, [KeyboardInterrupt()]
+
+    def interrupted(thread: threading.Thread) -> None:
+        if interrupts:
+            raise interrupts.pop()
+        start(thread)
+
+    monkeypatch.setattr(threading.Thread, "start", interrupted)
+    with pytest.raises(KeyboardInterrupt):
+        core.Logger.info("never written")
+
+
+OPERATOR = """
+    import core, sys, threading, time
+    class Late:
+        def __del__(self, sleep=time.sleep):
+            sleep(0.7)
+    # The interpreter takes a while to end, so that threads wake up meanwhile.
+    sys.modules["keeper"] = Late()
+    class Host(core.Scene.Operator):
+        def object_exists(self, path):
+            work()
+            return True
+        name_from_path = get_type = lambda self, path: "mesh"
+        get_parent = lambda self, path: None
+        get_children = lambda self, path: [path + "/a"]
+    def start(call):
+        threading.Thread(target=call, daemon=True).start()
+"""
+ENDS = {
+    "short operations": """
+        def work(): time.sleep(0.02)
+        start(lambda: core.Scene._Virtual(Host()).upload(["/r"]))
+    """,
+    "endless operation": """
+        def work():
+            while True: time.sleep(0.02)
+        start(lambda: core.Scene._Virtual(Host()).upload(["/r"]))
+    """,
+    "operation of the system": """
+        Host.object_exists = lambda self, path, wait=time.sleep: wait(2.3)
+        start(lambda: core.Scene._Virtual(Host()).upload(["/r"]))
+    """,
+    "turns of a queue": """
+        import os, tempfile
+        path = os.path.join(tempfile.mkdtemp(), "x.json")
+        open(path + ".lock", "w").close()
+        for _ in range(4): start(core._File.Json.AccessQueue(path).__enter__)
+    """,
+    "handler": """
+        calls = core._CallBacks()
+        calls.buffer_loaded.register(lambda: [time.sleep(0.02) for _ in iter(int, 1)])
+        start(calls.buffer_loaded)
+    """,
+}
+
+
+@pytest.mark.parametrize("script", ENDS.values(), ids=ENDS)
+def test_threads_inside_the_core_do_not_disturb_the_end(script: str) -> None:
+    body = OPERATOR + script.replace("\n    ", "\n") + "    time.sleep(0.2)"
+    ended = run(body)
+    assert (ended.returncode, ended.stderr) == (0, "")
 
 
 def instances() -> dict[str, Any]:

@@ -32,7 +32,7 @@ def collection_of(folder, **projects) -> Collection:
     return Collection(make_api(folder), "blender")
 
 
-def test_only_approved_projects_are_listed_and_no_bad_file_stops_the_others(tmp_path):
+def test_only_approved_projects_are_listed_and_no_bad_file_stops_the_others(tmp_path, caplog):
     (tmp_path / "folder.json").mkdir()
     store(tmp_path, "notes.txt", project("Text"))
     store(tmp_path, "UPPER.JSON", project("Upper"))
@@ -58,6 +58,9 @@ def test_only_approved_projects_are_listed_and_no_bad_file_stops_the_others(tmp_
     assert collection.get("gone.json").deleted
     assert not (tmp_path / "broken.json").exists()
     assert (tmp_path / "deep.json").exists()
+    # Each refused file is named in the log.
+    for stem in ("wrong", "broken", "deep", "stamps"):
+        assert any(f"{stem}.json" in entry for entry in logged(caplog)), stem
 
 
 def test_headers_of_one_name_stand_in_order_of_their_edits(tmp_path):
@@ -74,6 +77,16 @@ def test_headers_of_one_name_stand_in_order_of_their_edits(tmp_path):
     )
     with pytest.raises(AttributeError):
         collection.headers[0].name = "x"
+
+
+@pytest.mark.parametrize(
+    "seconds",
+    [0.0, 1e-5, 1e-4, 0.5, 100000.0, 1700000000.0, 1700000000.25, 1e15, 1e16, 1.5e300]
+    + [float("inf"), float("nan"), -2.0],
+)
+def test_headers_print_times_as_the_interpreter_does(seconds):
+    header = core._Project.Header("n", "f.json", seconds, False)
+    assert f'edit_timestamp="{seconds}", ' in str(header)
 
 
 def test_all_files_are_waited_for_side_by_side(tmp_path, pauses):
@@ -117,6 +130,20 @@ def test_what_is_not_there_gives_a_new_empty_project(tmp_path):
         assert collection.is_approved(nothing) is False
     for fields in ({"target": "maya"}, {"version": -1}):
         assert not collection.is_approved(Settings(None, "", "", project(**fields)))
+
+
+def test_no_name_is_the_name_of_nothing(tmp_path):
+    collection = collection_of(tmp_path, good=project("Good"))
+    assert collection.get(None).filename == ""
+    assert collection.get_file(None) is None
+
+
+def test_a_project_under_a_new_file_name_leaves_the_old_one(tmp_path):
+    collection = collection_of(tmp_path, good=project("Good"))
+    settings = collection.get("good.json")
+    settings.apply({**settings.data, "filename": "better.json"})
+    settings.save()
+    assert list(collection._table) == ["better.json"]
 
 
 def test_saving_writes_stores_and_announces_outside_the_lock(tmp_path):

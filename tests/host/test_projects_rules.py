@@ -351,6 +351,13 @@ def test_long_chain_falls_with_its_last_holder():
     assert bottom() is None
 
 
+def test_nodes_tell_their_data():
+    rule = Rule({"name": "a"})
+    node = Tree.Node(rule, [Tree.Node(rule)])
+    below = {"stamp": rule.stamp, "children": []}
+    assert node.data == {"stamp": rule.stamp, "children": [below]}
+
+
 def test_node_below_itself_is_an_error_when_written_and_can_be_cleared():
     node = Tree.Node(Rule({"name": "loop"}))
     node.append(node)

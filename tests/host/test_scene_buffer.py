@@ -37,6 +37,36 @@ def stage(tree: Any = None) -> Stage:
     return Stage(MemoryHost(TREE if tree is None else tree), CAR)
 
 
+class Finaliser:
+    """Found by the collector, it changes what the core is reading, and uses the memory anew."""
+
+    def __init__(self, change: Any) -> None:
+        self.circle, self.change = self, change
+
+    def __del__(self) -> None:
+        self.change()
+        Finaliser.junk = [bytes(8 * 3000) for _ in range(50)]
+
+
+@pytest.mark.parametrize("changed", ["buckets", "children"])
+@pytest.mark.parametrize("operation", ["update", "get_path_groups"])
+def test_reading_outlives_foreign_code_that_the_collector_runs(
+    changed: str, operation: str
+) -> None:
+    made = stage()
+    made.buffer.set([Bucket(joint("k", *[joint("n")] * 30)) for _ in range(1000)])
+    live = made.buffer.get() if changed == "buckets" else made.buffer.get()[5].joint.children
+    gc.collect()
+    limits = gc.get_threshold()
+    gc.set_threshold(200, 10, 10)
+    try:
+        Finaliser(live.clear)
+        result = getattr(made.buffer, operation)()
+    finally:
+        gc.set_threshold(*limits)
+    assert len(made.host.stored if operation == "update" else result) == 1000
+
+
 def test_joints_are_equal_by_four_fields() -> None:
     left = joint("a", joint("b"))
     assert left == joint("a", icon="other", color="other")
@@ -332,6 +362,32 @@ def test_is_match_compares_counts_below_each_object() -> None:
     assert not made.buffer.is_match(Joint())
     with pytest.raises(TypeError):
         made.buffer.is_match("/Car")
+
+
+def test_a_joint_that_stands_twice_is_kept_twice() -> None:
+    twice = joint("twice", joint("leaf"))
+    bucket = Bucket(joint("root", twice, twice))
+    names = [each.name for each in bucket.get_joints()]
+    assert names == ["root", "twice", "leaf", "twice", "leaf"]
+    (encoded,) = stage().buffer.encode([bucket])
+    assert [len(child["children"]) for child in encoded["joint"]["children"]] == [1, 1]
+
+
+@pytest.mark.parametrize("looked_at", [(), ("get",), ("get", "incompatibles")])
+def test_incompatible_buckets_are_collected(looked_at: tuple[str, ...]) -> None:
+    made = stage()
+    made.host.postscript_scan_append = lambda each: setattr(each, "stage", made)
+    assert made.scan("/Car")
+    for name in looked_at:
+        made.kept = getattr(made.buffer, name)
+        made.kept = made.kept() if callable(made.kept) else made.kept
+    made.hierarchy.pattern.set(record_of(item("other", "Other")))
+    made.hierarchy.pattern.kept = made.hierarchy.pattern.get()
+    made.buffer.validate()
+    gone = weakref.ref(made.buffer)
+    del made
+    gc.collect()
+    assert gone() is None
 
 
 def test_buffer_and_host_are_collected_together() -> None:

@@ -3,9 +3,10 @@
 from __future__ import annotations
 
 import abc
+import enum
 import sys
 import types
-from typing import ClassVar
+from typing import Any, ClassVar
 
 import pytest
 
@@ -22,6 +23,34 @@ def test_abstract_operations_name_themselves() -> None:
     for name in queries + [name for name in OPERATIONS if name not in concrete]:
         with pytest.raises(NotImplementedError, match=name):
             getattr(operator, name)("argument")
+
+
+class Kind(str, enum.Enum):
+    """Texts that print themselves in another way than their characters."""
+
+    MESH = "mesh"
+
+
+@pytest.mark.parametrize(
+    "table",
+    [types.MappingProxyType({"m": "mesh"}), {"m": Kind.MESH}, {core._str("m"): core._str("mesh")}],
+    ids=["read-only", "enumeration", "unified"],
+)
+def test_type_mapping_takes_the_characters_of_any_mapping(table: Any) -> None:
+    mapping = core.TypeMapping(table)
+    assert (mapping.get("m"), mapping.exist("mesh")) == ("mesh", True)
+    assert core._str(Kind.MESH) == "mesh"
+    assert core._format("{}, {}", Kind.MESH, 3) == "mesh, 3"
+
+
+def test_properties_may_be_plain_attributes_of_an_instance() -> None:
+    class Host(core.Scene.Operator, core.Environment):
+        def __init__(self) -> None:
+            self.target, self.scope = "maya", "studio"
+            self.type_mapping = core.TypeMapping({"m": "mesh"})
+
+    host = Host()
+    assert (host.target, host.scope, host.map_type("m")) == ("maya", "studio", "mesh")
 
 
 @pytest.mark.parametrize("forgetful", [False, True])

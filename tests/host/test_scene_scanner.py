@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import gc
 import threading
+import time
 import weakref
 from typing import Any
 
@@ -324,6 +325,66 @@ def test_interrupts_pass_and_the_selection_comes_back() -> None:
     with pytest.raises(KeyboardInterrupt):
         stage.scanner.upload_buffer(False)
     assert stage.host.called("select") == [("select", "/Car")]
+
+
+def test_the_empty_selection_is_announced_when_nothing_can_be_shown() -> None:
+    stage = car_stage()
+    stage.scan("/Car")
+    stage.host.fail["select"] = RuntimeError("locked")
+    assert stage.scan() is False
+    assert stage.events == ["empty_scan_selection"]
+
+
+@pytest.mark.parametrize(
+    ("answer", "kind"), [([1], "int"), ("/Car", "str"), ({"/Car", None}, "None")]
+)
+def test_wrong_selections_name_the_operation(
+    answer: Any, kind: str, caplog: pytest.LogCaptureFixture
+) -> None:
+    stage = car_stage()
+    stage.host.get_selection = lambda: answer
+    assert stage.scanner.upload_buffer(False) is False
+    assert f"get_selection() returned an object of class {kind}" in logged(caplog)[0]
+
+
+def test_a_scan_inside_of_a_scan_does_nothing(caplog: pytest.LogCaptureFixture) -> None:
+    stage = car_stage()
+    inner: list[Any] = []
+
+    def scan_again(joint: Any) -> None:
+        inner.append((stage.scanner.upload_buffer(False), stage.scanner.reload_buffer()))
+
+    stage.host.postscript_scan_append = scan_again
+    assert stage.scan("/Car")
+    assert set(inner) == {(False, False)}
+    assert len(stage.buffer.get()) == 1
+    assert all("does nothing" in entry for entry in logged(caplog))
+
+
+def test_an_object_named_twice_is_handed_to_the_host_once() -> None:
+    stage = car_stage()
+    stage.virtual.upload(["/Car"])
+    (bucket,) = stage.scanner._scan(["/Car", "/Car"])
+    assert len(stage.host.decorated) == len(bucket.get_joints())
+    with pytest.raises(TypeError):
+        stage.scanner._scan("/Car")
+
+
+def test_many_hierarchies_take_linear_time() -> None:
+    def seconds(count: int) -> float:
+        host = MemoryHost({f"Car{number}": {} for number in range(count)})
+        stage = Stage(host, item("car", "Car"))
+        host.get_selection_roots = lambda: host.selection
+        # The host's own list would be searched for each joint.
+        host.postscript_scan_remove = lambda joint: None
+        start = time.perf_counter()
+        assert stage.scan(*host.names) and stage.scan(*host.names)
+        assert stage.scanner.reload_buffer()
+        stage.buffer.set([])
+        return time.perf_counter() - start
+
+    # Quadratic work would make this 16 times.
+    assert seconds(8000) < 8 * seconds(2000)
 
 
 def test_small_steps() -> None:

@@ -149,7 +149,7 @@ def test_directories(tmp_path: Path, caplog: pytest.LogCaptureFixture) -> None:
     b = Directory(tmp_path / "b", "b")
     directories.insert(0, b)
     assert [list(directories), len(directories)] == [[default, b, str(tmp_path / "a")], 2]
-    assert list(directories)[1] is b
+    assert list(directories)[1] is b and directories[0] is b
     assert isinstance(b, str)
     assert directories[-1].data == {"name": "a", "path": str(tmp_path / "a"), "enabled": False}
     directories[-1].enabled = True
@@ -216,6 +216,42 @@ class FakeCheckList:
 
     def load(self, config: Any) -> None:
         self.loaded.append(config)
+
+
+def test_a_folder_that_is_gone_for_a_while_stays_in_the_file(tmp_path: Path) -> None:
+    drive = tmp_path / "drive"
+    drive.mkdir()
+    settings = Settings(environment(tmp_path))
+    settings.check.directories.register("d", drive)
+    settings.write()
+    drive.rmdir()
+    for _ in range(2):
+        gone = Settings(environment(tmp_path))
+        assert gone.check.directories.data == []
+        gone.write()
+    drive.mkdir()
+    back = Settings(environment(tmp_path))
+    assert [each.name for each in back.check.directories] == ["d"]
+    back.write()
+    assert len(back._read()["check"]["directories"]) == 1
+
+
+def test_presets_of_one_stamp_are_told_apart() -> None:
+    presets = Settings.Check.Presets([{"name": name, "stamp": "1"} for name in ("b", "a")])
+    presets.pop(list(presets)[1])
+    assert presets.names == ["a"]
+    (unstamped,) = Settings.Check.Presets([{"name": "a", "stamp": ""}])
+    assert unstamped.data["stamp"]
+
+
+@pytest.mark.parametrize("port", [-1, 65536, 10**30])
+def test_ports_are_small_numbers(port: int) -> None:
+    server = Settings.Server({"port": 80})
+    with pytest.raises(ValueError, match="65535"):
+        server.port = port
+    with pytest.raises(TypeError):
+        server.port = True
+    assert server.port == 80
 
 
 def test_the_editor_copies_between_check_list_and_presets() -> None:

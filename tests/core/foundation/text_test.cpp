@@ -29,6 +29,22 @@ TEST(Text, CountsCodePointsNotBytes) {
   EXPECT_EQ(count_shared_code_points("ab", "abc"), 2U);
 }
 
+TEST(Text, NumbersAreWrittenAsTheInterpreterDoes) {
+  const std::pair<double, const char*> rows[] = {
+      {0, "0.0"},
+      {-0.5, "-0.5"},
+      {1e5, "100000.0"},
+      {1.7e9, "1700000000.0"},
+      {1e16, "1e+16"},
+      {1e-4, "0.0001"},
+      {1e-5, "1e-05"},
+      {1.5e300, "1.5e+300"},
+      {1e15, "1000000000000000.0"},
+      {0.1, "0.1"},
+  };
+  for (const auto& [number, text] : rows) EXPECT_EQ(number_text(number), text);
+}
+
 TEST(Text, CodePointsRoundTrip) {
   // The last one is a lone surrogate, which host names may hold.
   for (const char32_t code_point : {U'a', U'\u00e9', U'\u4e2d', U'\U0001F600', char32_t{0xD800}}) {

@@ -25,6 +25,7 @@ TEST(BoundExpression, IsOnlyForPlainTextsAndSurroundings) {
       {"(?P<x>a)<n>", false}, {"(a)\\1<n>", false},
       {"\\b<n>", false},      {"[a<n>", false},
       {"(?=<n>)", false},     {"\\x<n>", false},
+      {"x)(<n>", false},      {"(<n>", false},
   };
   for (const auto& [expression, expected] : rows) {
     EXPECT_EQ(can_bind(expression, {"<n>"}), expected) << expression;
