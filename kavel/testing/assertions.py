@@ -31,7 +31,15 @@ def assert_finds(
     **options: Any,
 ) -> Outcome:
     """The check finds something: `count` things, or exactly `items` in this order; its message
-    contains `message`. The status is "info" or "fail", or the one said."""
+    contains `message`. The status is "info" or "fail", or the one said.
+
+    Errors: TypeError when the check has a parameter of the name of one of these that is given; its
+    value belongs into `parameters`, and what was found is then to be compared by the caller.
+    """
+    expected = {"count": count, "items": items, "message": message, "status": status or None}
+    _require_no_parameter(
+        check_class, [key for key, value in expected.items() if value is not None]
+    )
     outcome = assert_untouched_by_check(check_class, path, **options)
     about = _about(check_class, outcome)
     if outcome.status not in ([status] if status else [_Result.Fail, _Result.Info]):
@@ -59,9 +67,12 @@ def assert_fix_works(check_class: Any, path: str | None = None, **options: Any) 
 
 
 def assert_fix_is_idempotent(check_class: Any, path: str | None = None, **options: Any) -> Outcome:
-    """After a fix, another run of the same fix changes nothing. Returns the last outcome."""
+    """After a fix, another run of the same fix changes nothing, although the check offers it no
+    longer. Returns the last outcome."""
     first = assert_fix_works(check_class, path, **options)
     fixed = first.scene.snapshot()
+    # The bases do nothing unless the check found something to fix; here the fix itself must run.
+    first.result._check.could_be_fixed = True
     again = fix(first)
     _require_unchanged(f"{check_class.__name__} fixed twice", first.scene, fixed)
     if again.errors or not again.passed:
@@ -88,6 +99,16 @@ def plain(value: Any) -> Any:
     if isinstance(value, (list, tuple)):
         return [plain(item) for item in value]
     return value
+
+
+def _require_no_parameter(check_class: Any, names: list[str]) -> None:
+    attrs = {item.attr for item in getattr(check_class.parameters(), "inputs", ())} if names else ()
+    for name in names:
+        if name in attrs:
+            raise TypeError(
+                f"{check_class.__name__} has a parameter {name!r}: pass it in parameters=..., and "
+                "compare what the outcome has"
+            )
 
 
 def _about(check_class: Any, outcome: Outcome) -> str:

@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+from collections.abc import Mapping, Sequence
 from dataclasses import dataclass, field, replace
+from types import MappingProxyType
 from typing import Any
 
 import numpy as np
@@ -14,13 +16,18 @@ Indices = npt.NDArray[np.int64]
 
 @dataclass(frozen=True)
 class Image:
-    """A texture image. `width` and `height` are pixels, 0 when they are not known; `missing` says
-    that the file or the embedded data is not there or not readable."""
+    """A texture image. `width` and `height` are pixels, 0 when they are not known.
+
+    missing: the file or the embedded data is not there. unreadable: it is, in a format that cannot
+    be read here, or damaged. handle: how the host tells it from others that look the same.
+    """
 
     name: str
     width: int = 0
     height: int = 0
     missing: bool = False
+    unreadable: bool = False
+    handle: Any = None
 
 
 @dataclass(frozen=True)
@@ -31,23 +38,28 @@ class Material:
     """
 
     name: str
-    images: dict[str, Image] = field(default_factory=dict)
+    images: Mapping[str, Image] = field(default_factory=dict)
     handle: Any = None
 
+    def __post_init__(self) -> None:
+        object.__setattr__(self, "images", MappingProxyType(dict(self.images)))
 
-@dataclass
+
+@dataclass(frozen=True, eq=False)
 class Mesh:
     """Polygons over shared points. P points, F faces, C face corners, S material slots.
 
     Points that a file splits only because a normal or a texture coordinate differs on both sides
     are one point here; `handles` leads back to the file's own numbering. Corner values keep the
-    difference. A check must not write into the arrays: it replaces the mesh (`Scene.set_mesh`).
+    difference. Nothing of a mesh in a scene can be written to: a fix replaces the mesh, with
+    `dataclasses.replace` and `Scene.set_mesh`.
 
     points: (P, 3) float64, metres, object space.
     corners: (C,) int64, the point of each corner, face after face.
     offsets: (F + 1,) int64; face f has corners `offsets[f]` to `offsets[f + 1]` (at least 3).
     normals: (C, 3) float64 as stored, not normalised; none when the mesh has no normals.
-    uv_sets: by name, in order; (C, 2) float64 each.
+    uv_sets: by name, in order; (C, 2) float64 each. Which way v runs is up to the file's format:
+        in glTF from the upper edge of the image downwards.
     materials: (F,) int64, the slot of each face; -1 for none.
     slots: S entries; none for an empty slot.
     handles: what the host that made the mesh needs to find its own elements again.
@@ -57,10 +69,14 @@ class Mesh:
     corners: Indices
     offsets: Indices
     normals: Reals | None = None
-    uv_sets: dict[str, Reals] = field(default_factory=dict)
+    uv_sets: Mapping[str, Reals] = field(default_factory=dict)
     materials: Indices | None = None
-    slots: list[Material | None] = field(default_factory=list)
+    slots: Sequence[Material | None] = ()
     handles: Any = None
+
+    def __post_init__(self) -> None:
+        object.__setattr__(self, "uv_sets", MappingProxyType(dict(self.uv_sets)))
+        object.__setattr__(self, "slots", tuple(self.slots))
 
     @property
     def face_count(self) -> int:
@@ -115,7 +131,6 @@ class Mesh:
             normals=normals,
             uv_sets=uv_sets,
             materials=materials,
-            slots=list(self.slots),
         )
 
 

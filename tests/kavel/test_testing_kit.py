@@ -14,6 +14,7 @@ from geometry import CORNERS, QUAD, Scene
 
 import core
 from kavel import testing as kit
+from kavel.checking import MeshCheck
 from kavel.gltf.operator import GltfOperator
 from kavel.testing import MemoryScene, box, grid, polygons
 from kavel.view import EditableScene, Material, Selection, Transform, current, use
@@ -116,6 +117,42 @@ class Writing(Low):
         mesh = current().mesh(path)
         assert mesh is not None
         mesh.points[0] = 7
+
+
+class Emptying(Low):
+    """Writes into the containers that it is shown."""
+
+    def check(self, path: str, parameters: Any) -> None:
+        mesh = current().mesh(path)
+        assert mesh is not None
+        mesh.uv_sets.clear()  # type: ignore[attr-defined]
+
+
+class Swapping(Low):
+    """Puts other points into the mesh that it is shown."""
+
+    def check(self, path: str, parameters: Any) -> None:
+        mesh = current().mesh(path)
+        assert mesh is not None
+        mesh.points = mesh.points + 1  # type: ignore[misc]
+
+
+class Shrinking(MeshCheck):
+    """Its fix makes the mesh smaller each time."""
+
+    class_id = short_name = long_name = description = "kit"
+    category = core.Constants.Check.Category.Mesh
+
+    @staticmethod
+    def parameters() -> Any:
+        return core.Parameters.Block([])
+
+    def find(self, mesh: Any, values: Any) -> None:
+        if mesh.points.max() > 0.4:
+            self.report("is large", fixable=True)
+
+    def fix(self, mesh: Any, values: Any) -> Any:
+        return replace(mesh, points=mesh.points / 2)
 
 
 class Everything(Base):
@@ -340,6 +377,8 @@ def test_wrong_use_is_told(scene: MemoryScene) -> None:
         kit.run(Low)
     with pytest.raises(TypeError, match=r"NoBlock.parameters\(\) returns \[\]"):
         kit.run(NoBlock, "body")
+    with pytest.raises(TypeError, match="Everything has a parameter 'count'"):
+        kit.assert_finds(Everything, "body", count=1)
     with pytest.raises(core.Error.AttributeNameRepeat):
         kit.run(Repeated, "body")
 
@@ -355,6 +394,14 @@ def test_a_run_without_a_current_scene() -> None:
     [
         (kit.assert_passes, Low, {}, r"Low on 'body': fail, found 4 \[0, .*, but should pass"),
         (kit.assert_passes, Writing, {}, "(?s)error, .*read-only"),
+        (kit.assert_passes, Emptying, {}, "(?s)error, .*mappingproxy"),
+        (kit.assert_passes, Swapping, {}, "(?s)error, .*cannot assign to field"),
+        (
+            kit.assert_fix_is_idempotent,
+            Shrinking,
+            {},
+            r"Shrinking fixed twice changed .*\s+body: points",
+        ),
         (kit.assert_passes, Meddling, {}, r"without a fix changed the scene\s+body: transform"),
         (kit.assert_passes, Grabbing, {}, "changed the selection while checking"),
         (kit.assert_finds, Low, {"height": -1.0}, "pass, found 0 .*, but should find something"),
