@@ -15,7 +15,8 @@ COMPONENTS = {5120: "i1", 5121: "u1", 5122: "<i2", 5123: "<u2", 5125: "<u4", 512
 WIDTHS = {"SCALAR": 1, "VEC2": 2, "VEC3": 3, "VEC4": 4}
 _UNSIGNED = ("u1", "<u2", "<u4")
 # Elements of an accessor without data of its own are all zero: a few bytes that claim any memory.
-_MOST_WITHOUT_DATA = 100_000_000
+# Such accessors accompany others, so that there are no more than the file has bytes, or these.
+_MOST_WITHOUT_DATA = 65_536
 
 
 class Accessors:
@@ -40,7 +41,7 @@ class Accessors:
         count = look.integer(accessor, "count", spot, low=1)
         if "bufferView" in accessor:
             values = self._elements(accessor, spot, kind, width, count)
-        elif count > _MOST_WITHOUT_DATA:
+        elif count > max(_MOST_WITHOUT_DATA, self._buffers.available):
             raise look.error(f"{spot}.count", f"claims {count} elements, and there is no data")
         else:
             values = np.zeros((count, width), kind)

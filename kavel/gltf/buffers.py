@@ -5,9 +5,10 @@ from __future__ import annotations
 import base64
 import binascii
 import os
+import stat
 import urllib.parse
 from dataclasses import dataclass
-from functools import lru_cache
+from functools import cached_property, lru_cache
 from typing import Any
 
 from kavel.errors import SceneError
@@ -15,6 +16,10 @@ from kavel.gltf.container import SceneFile, file_state
 from kavel.gltf.lookup import Lookup
 
 _COMPRESSED_VIEWS = ("EXT_meshopt_compression", "KHR_meshopt_compression")
+
+
+def _open_at_once(path: str, flags: int) -> int:
+    return os.open(path, flags | getattr(os, "O_NONBLOCK", 0))
 
 
 @dataclass(frozen=True)
@@ -46,21 +51,43 @@ class Buffers:
         return self._view(index)
 
     def file_bytes(self, uri: str, place: str, offset: int = 0, length: int | None = None) -> bytes:
-        """What a URI leads to, or `length` bytes of it from `offset`; shorter when it ends."""
+        """What a URI leads to, or `length` bytes of it from `offset`; shorter when it ends.
+
+        Only regular files are read: a pipe would wait for ever, and a device never end.
+        """
         if uri[:5].lower() == "data:":
             end = None if length is None else offset + length
             return self._embedded(uri, place)[offset:end]
         path = self._path(uri, place)
         try:
-            with open(path, "rb") as stream:
-                state = file_state(os.fstat(stream.fileno()))
+            with open(path, "rb", opener=_open_at_once) as stream:
+                status = os.fstat(stream.fileno())
+                if not stat.S_ISREG(status.st_mode):
+                    raise self._lookup.error(place, f"{path} is not a regular file")
+                state = file_state(status)
                 if self._states.setdefault(path, state) != state:
                     raise SceneError(path, "was changed on disk since it was read")
                 stream.seek(offset)
-                return stream.read(-1 if length is None else length)
+                rest = max(0, status.st_size - offset)
+                return stream.read(rest if length is None else min(length, rest))
         except (OSError, ValueError) as error:
             reason = getattr(error, "strerror", None) or error
             raise self._lookup.error(place, f"{path} cannot be read: {reason}") from error
+
+    @cached_property
+    def available(self) -> int:
+        """How many bytes the buffers have in fact, whatever the document says."""
+        total = self._file.binary_size
+        for number, buffer in enumerate(self._lookup.entries(self._lookup.document, "buffers", "")):
+            uri = buffer.get("uri")
+            if isinstance(uri, str) and uri[:5].lower() == "data:":
+                total += len(uri)
+            elif isinstance(uri, str):
+                try:
+                    total += os.stat(self._path(uri, f"buffers[{number}].uri")).st_size
+                except (OSError, ValueError, SceneError):
+                    continue
+        return total
 
     def _read_view(self, index: int) -> View:
         look, place = self._lookup, f"bufferViews[{index}]"
@@ -106,7 +133,10 @@ class Buffers:
             raise self._lookup.error(place, f"is not base64: {error}") from None
 
     def _path(self, uri: str, place: str) -> str:
-        parts = urllib.parse.urlsplit(uri)
+        try:
+            parts = urllib.parse.urlsplit(uri)
+        except ValueError as error:
+            raise self._lookup.error(place, f"{uri} is no address: {error}") from None
         # One letter is a drive, which a careless exporter wrote; two or more are a scheme.
         if len(parts.scheme) > 1 or parts.netloc:
             raise self._lookup.error(place, f"{uri} is not a file beside the scene")

@@ -9,6 +9,8 @@ from __future__ import annotations
 
 import base64
 import copy
+import hashlib
+import json
 from typing import Any
 
 import numpy as np
@@ -37,6 +39,7 @@ class Draft:
     def __init__(self, document: dict[str, Any], start: int | None) -> None:
         self.document = dict(document)
         self.data = bytearray()
+        self._known: dict[Any, int] = {}  # accessors that were added, by what they hold
         self._in_chunk = start is not None
         self._padding = -(start or 0) % 4  # accessors must start at a multiple of 4
         self._start = (start or 0) + self._padding
@@ -60,13 +63,19 @@ class Draft:
         """Add (N, width) values and return the index of their accessor.
 
         `like` is an accessor whose other fields, such as its name and whether it is normalized,
-        the new one takes over.
+        the new one takes over. Primitives that shared an accessor share the new one too, where
+        their values are still the same.
         """
         accessor = {
             key: value
             for key, value in (like or {}).items()
             if key not in ("bufferView", "byteOffset", "sparse", "min", "max")
         }
+        digest = hashlib.sha256(np.ascontiguousarray(values).data).digest()
+        shape = (values.shape, values.dtype.str, target, bounds)
+        key = (digest, *shape, json.dumps(accessor, sort_keys=True))
+        if key in self._known:
+            return self._known[key]
         accessor.update(
             bufferView=self._view(values, target),
             componentType=_CODES[values.dtype],
@@ -77,6 +86,7 @@ class Draft:
             accessor["min"], accessor["max"] = values.min(0).tolist(), values.max(0).tolist()
         accessors = self.document.setdefault("accessors", [])
         accessors.append(accessor)
+        self._known[key] = len(accessors) - 1
         return len(accessors) - 1
 
     def finish(self) -> bytes:

@@ -8,6 +8,7 @@ import struct
 import warnings
 from collections.abc import Iterator
 from contextlib import contextmanager
+from functools import partial
 from typing import Any
 
 from PIL import Image as Pillow
@@ -18,11 +19,15 @@ from kavel.gltf.lookup import Lookup
 from kavel.view import Image, Material
 
 _WORDS = re.compile(r"(?<=[a-z])(?=[A-Z])")
+# The size of an image stands at its beginning, apart from odd ones with long notes before it.
+_BEGINNING, _LARGEST = 1 << 20, 1 << 28
+_NO_IMAGE = (SceneError, OSError, ValueError, SyntaxError, struct.error)
 _KTX2 = b"\xabKTX 20\xbb\r\n\x1a\n"
 
 
 class Materials:
-    """Materials by index, made once each. Images that cannot be read are `missing`, not an error.
+    """Materials by index, made once each. An image whose index leads nowhere is `missing`, and one
+    that cannot be read `unreadable`; neither is an error. Unnamed images are named by their index.
 
     Errors: SceneError with the place when indices lead nowhere.
     """
@@ -41,7 +46,7 @@ class Materials:
             images = {
                 use: self._texture(texture, where) for use, texture, where in _textures(entry, spot)
             }
-            self._materials[index] = Material(_name(entry, spot), images, index)
+            self._materials[index] = Material(_name(entry), images, index)
         return self._materials[index]
 
     def uv_sets(self, index: Any, place: str) -> set[str]:
@@ -55,9 +60,12 @@ class Materials:
         return found
 
     def _texture(self, reference: dict[str, Any], place: str) -> Image:
-        look = self._lookup
-        texture = look.entry("textures", reference.get("index"), f"{place}.index")
-        spot = f"textures[{reference['index']}]"
+        look, number = self._lookup, reference.get("index")
+        try:
+            texture = look.entry("textures", number, f"{place}.index")
+        except SceneError:
+            return Image(f"texture {number}", missing=True, handle=place)
+        spot = f"textures[{number}]"
         # A format that needs an extension stands beside the plain one, or in place of it.
         extensions = look.mapping(texture, "extensions", spot).values()
         sources = [
@@ -65,24 +73,40 @@ class Materials:
         ]
         source = sources[0] if sources else texture.get("source")
         if source is None:
-            return Image(_name(texture, spot), missing=True)
-        image = look.entry("images", source, f"{spot}.source")
+            return Image(_name(texture) or f"texture {number}", missing=True, handle=spot)
+        try:
+            image = look.entry("images", source, f"{spot}.source")
+        except SceneError:
+            return Image(f"image {source}", missing=True, handle=spot)
         if source not in self._images:
-            self._images[source] = self._image(image, f"images[{source}]")
+            self._images[source] = self._image(image, source)
         return self._images[source]
 
-    def _image(self, image: dict[str, Any], place: str) -> Image:
-        uri = image.get("uri")
-        name = _name(image, place)
+    def _image(self, image: dict[str, Any], index: int) -> Image:
+        uri, place = image.get("uri"), f"images[{index}]"
+        name = _name(image)
+        outside = isinstance(uri, str) and uri[:5].lower() != "data:"
+        if outside:
+            name = name or str(uri)
+        # Several images may name one file, which is then one texture.
+        image_of: Any = partial(Image, name or f"image {index}", handle=uri if outside else index)
         try:
             if isinstance(uri, str):
-                name = name if image.get("name") or uri[:5].lower() == "data:" else uri
-                data = self._buffers.file_bytes(uri, f"{place}.uri")
+                data = self._buffers.file_bytes(uri, f"{place}.uri", 0, _BEGINNING)
             else:
                 data = self._buffers.view(image.get("bufferView"), f"{place}.bufferView").data
-            return Image(name, *_size(data))
-        except (SceneError, OSError, ValueError, SyntaxError, struct.error):
-            return Image(name, missing=True)
+        except (SceneError, OSError, ValueError):
+            return image_of(missing=True)  # type: ignore[no-any-return]
+        try:
+            try:
+                size = _size(data)
+            except _NO_IMAGE:
+                if len(data) != _BEGINNING:
+                    raise
+                size = _size(self._buffers.file_bytes(str(uri), f"{place}.uri", 0, _LARGEST))
+        except _NO_IMAGE:
+            return image_of(unreadable=True)  # type: ignore[no-any-return]
+        return image_of(width=size[0], height=size[1])  # type: ignore[no-any-return]
 
 
 def _textures(entry: dict[str, Any], place: str) -> Iterator[tuple[str, dict[str, Any], str]]:
@@ -126,6 +150,6 @@ def _any_size() -> Iterator[None]:
         Pillow.MAX_IMAGE_PIXELS = limit
 
 
-def _name(entry: dict[str, Any], place: str) -> str:
+def _name(entry: dict[str, Any]) -> str:
     name = entry.get("name")
     return name if isinstance(name, str) else ""

@@ -85,8 +85,9 @@ class Meshes:
 
     Primitives of triangles, strips and fans become faces; points and lines are left out, and so are
     primitives without positions. Where one primitive has no normals or lacks a UV set that another
-    one has, zeros stand for them; so they do for a normal that is no number. Strips leave out the
-    triangles without area that only continue them.
+    one has, zeros stand for them; so they do for a normal that is no number. Positions and UVs that
+    are no numbers are left for checks to find. Strips leave out the triangles without area that
+    only continue them.
 
     Errors: SceneError with file and place.
     """
@@ -129,11 +130,6 @@ class Meshes:
         if normals is not None:
             normals[~np.isfinite(normals).all(axis=1)] = 0.0
         uv_sets = {name: values[name] for name in sorted(values, key=_natural) if _is_uv(name)}
-        for name, array in {"POSITION": values["POSITION"], **uv_sets}.items():
-            if not np.isfinite(array).all():
-                row = int(np.argmin(np.isfinite(array).all(axis=1)))
-                message = f"vertex {row} holds a value that is no number"
-                raise look.error(f"{place}.attributes.{name}", message)
         return _Raw(
             number,
             self._material(primitive, place),

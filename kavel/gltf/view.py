@@ -263,7 +263,8 @@ class GltfScene:
     def _draft(self) -> Draft:
         document = self._file.document
         buffers = document.get("buffers")
-        own = buffers and "uri" not in buffers[0] and self._file.binary_size > 0
+        first = buffers[0] if isinstance(buffers, list) and buffers else None
+        own = isinstance(first, dict) and "uri" not in first and self._file.binary_size > 0
         return Draft(document, self._file.binary_size if own else None)
 
     def _node(self, path: str) -> dict[str, Any]:

@@ -2,8 +2,10 @@
 
 from __future__ import annotations
 
+import os
 from collections.abc import Callable
 from dataclasses import replace
+from pathlib import Path
 from typing import Any
 
 import numpy as np
@@ -11,6 +13,7 @@ import pytest
 from geometry import CORNERS, QUAD, Scene
 
 from kavel.checks.kavel_object import FrozenTransforms
+from kavel.errors import SceneError
 from kavel.gltf.accessors import Accessors
 from kavel.gltf.buffers import Buffers
 from kavel.gltf.container import SceneFile
@@ -156,3 +159,64 @@ def test_slots_of_equal_looks_are_not_mistaken(write: Writer) -> None:
     view.save()
     primitives = SceneFile(file).document["meshes"][0]["primitives"]
     assert [primitive["material"] for primitive in primitives] == [0, 1, 2, 3]
+
+
+def test_what_primitives_share_is_written_once(write: Writer) -> None:
+    scene = Scene()
+    first = scene.primitive(QUAD * 1000, CORNERS)
+    view = view_of(file := write("a.glb", scene.add(*[first] * 20).glb()))
+    size = Path(file).stat().st_size
+    mesh = view.mesh("/body")
+    assert mesh is not None
+    view.set_mesh("/body", replace(mesh, points=mesh.points + 1))
+    view.save()
+    assert Path(file).stat().st_size < 3 * size
+
+
+@pytest.mark.parametrize(("count", "kind"), [(65_534, 5123), (65_536, 5125), (70_000, 5125)])
+def test_indices_are_as_wide_as_they_must_be(write: Writer, count: int, kind: int) -> None:
+    points = np.random.default_rng(1).uniform(size=(count, 3)).astype(np.float32)
+    order = np.arange(count - count % 3)
+    scene = Scene()
+    scene.add(scene.primitive(points))
+    scene.document["meshes"][0]["primitives"][0]["indices"] = scene.accessor(order, "u4")
+    view = view_of(file := write("a.glb", scene.glb()))
+    mesh = view.mesh("/body")
+    assert mesh is not None
+    view.set_mesh("/body", replace(mesh, corners=mesh.corners.reshape(-1, 3)[:, [0, 2, 1]].ravel()))
+    view.save()
+    document = SceneFile(file).document
+    indices = document["meshes"][0]["primitives"][0]["indices"]
+    assert document["accessors"][indices]["componentType"] == kind
+    saved = view_of(file).mesh("/body")
+    assert saved is not None and saved.points[saved.corners].tolist() == (
+        mesh.points[mesh.corners].reshape(-1, 3, 3)[:, [0, 2, 1]].reshape(-1, 3).tolist()
+    )
+
+
+def test_narrow_attributes_are_written_at_multiples_of_four(write: Writer) -> None:
+    scene = Scene()
+    primitive = scene.primitive([*QUAD, (7, 7, 7)], CORNERS)
+    paint = np.arange(15).reshape(5, 3)
+    primitive["attributes"]["COLOR_0"] = scene.accessor(paint, "u1", 4, normalized=True)
+    view = view_of(file := write("a.glb", scene.add(primitive).glb()))
+    mesh = view.mesh("/body")
+    assert mesh is not None
+    view.set_mesh("/body", replace(mesh, points=mesh.points[:4]))  # without the one of no face
+    view.save()
+    document = SceneFile(file).document
+    names = document["meshes"][0]["primitives"][0]["attributes"]
+    accessor = document["accessors"][names["COLOR_0"]]
+    view_entry = document["bufferViews"][accessor["bufferView"]]
+    assert (accessor["count"], view_entry["byteStride"], view_entry["byteOffset"] % 4) == (4, 4, 0)
+
+
+def test_a_file_beside_the_scene_that_changes_is_noticed(write: Writer, tmp_path: Path) -> None:
+    scene = Scene()
+    scene.add(scene.primitive(QUAD, CORNERS)).add(scene.primitive(QUAD, CORNERS), name="other")
+    beside = write("data.bin", bytes(scene.data))
+    view = view_of(write("a.gltf", scene.gltf("data.bin")))
+    assert view.mesh("/body") is not None
+    os.utime(beside, (1, 1))
+    with pytest.raises(SceneError, match=r"data.bin: was changed on disk"):
+        view.mesh("/other")

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import io
+import json
 import os
 import struct
 import sys
@@ -13,6 +14,7 @@ import numpy as np
 import pytest
 from geometry import CORNERS, QUAD, Scene, open_edges, outward
 from PIL import Image as Pillow
+from PIL import PngImagePlugin
 
 from kavel.errors import SceneError
 from kavel.gltf.operator import GltfOperator
@@ -263,17 +265,17 @@ def test_images(write: Writer, tmp_path: Path) -> None:
     (material,) = read(write("a.glb", scene.glb())).slots
     assert material is not None
     seen = {
-        use: (image.name, image.width, image.height, image.missing)
+        use: (image.name, image.width, image.height, image.missing or image.unreadable and "odd")
         for use, image in material.images.items()
     }
     assert seen == {
         "base color": ("inside", 16, 4, False),
         "metallic roughness": ("a%20b.png", 3, 5, False),
         "normal": ("gone.png", 0, 0, True),
-        "occlusion": ("broken", 0, 0, True),
+        "occlusion": ("broken", 0, 0, "odd"),
         "emissive": ("packed", 256, 128, False),
         "clearcoat": ("https://example.com/a.png", 0, 0, True),
-        "sheen color": ("", 0, 0, True),
+        "sheen color": ("texture 6", 0, 0, True),
     }
 
 
@@ -346,13 +348,68 @@ def test_faulty_geometry_names_the_place(
         read(write("a.glb", faulty(change)))
 
 
+def claimed(count: int) -> Scene:
+    """Points without data, and as many beside them as `count` says."""
+    scene = Scene()
+    empty = {"componentType": 5126, "type": "VEC3", "count": count}
+    scene.document["accessors"].append(empty)
+    return scene.add({"attributes": {"POSITION": 0}})
+
+
+def test_what_a_file_claims_takes_no_memory(write: Writer, tmp_path: Path) -> None:
+    assert len(read(write("a.glb", claimed(30_000).glb())).points) == 1
+    with pytest.raises(SceneError, match="claims 90000 elements, and there is no data"):
+        read(write("b.glb", claimed(90_000).glb()))
+    scene = claimed(90_000)
+    scene.view(bytes(90_000))
+    assert len(read(write("c.glb", scene.glb())).points) == 1
+    (tmp_path / "short.bin").write_bytes(bytes(60))
+    scene = Scene()
+    text = scene.add(scene.primitive(QUAD, CORNERS)).gltf("short.bin")
+    document = json.loads(text)
+    document["buffers"][0]["byteLength"] = document["bufferViews"][0]["byteLength"] = 10**15
+    with pytest.raises(SceneError, match="is shorter than"):
+        read(write("d.gltf", json.dumps(document).encode()))
+
+
+def test_images_are_looked_for_in_regular_files_only(write: Writer, tmp_path: Path) -> None:
+    os.mkfifo(tmp_path / "pipe")
+    long = io.BytesIO()
+    Pillow.new("RGB", (6, 4)).save(long, "PNG", pnginfo=noted(2_000_000))
+    (tmp_path / "long.png").write_bytes(long.getvalue())
+    uris = ["pipe", "/dev/zero", "long.png"]
+    scene = Scene(images=[{"uri": uri} for uri in uris], textures=[{"source": 7}])
+    scene.document["textures"] += [{"source": number} for number in range(3)]
+    numbers = range(5)
+    scene.document["materials"] = [{"normalTexture": {"index": number}} for number in numbers]
+    parts = [{**scene.primitive(QUAD, CORNERS), "material": number} for number in numbers]
+    mesh = read(write("a.glb", scene.add(*parts).glb()))
+    images = [slot.images["normal"] for slot in mesh.slots if slot is not None]
+    assert [(image.name, image.width, image.missing) for image in images] == [
+        ("image 7", 0, True),
+        ("pipe", 0, True),
+        ("/dev/zero", 0, True),
+        ("long.png", 6, False),
+        ("texture 4", 0, True),
+    ]
+
+
+def noted(length: int) -> PngImagePlugin.PngInfo:
+    note = PngImagePlugin.PngInfo()
+    note.add_text("Comment", "x" * length)
+    return note
+
+
 def test_faulty_data(write: Writer, tmp_path: Path) -> None:
     def one(positions: Any = QUAD) -> Scene:
         scene = Scene()
         return scene.add(scene.primitive(positions, CORNERS))
 
-    with pytest.raises(SceneError, match="POSITION: vertex 2 holds a value that is no number"):
-        read(write("nan.glb", one([*QUAD[:2], (0, float("nan"), 0), QUAD[3]]).glb()))
+    mesh = read(write("nan.glb", one([*QUAD[:2], (0, float("nan"), 0), QUAD[3]]).glb()))
+    assert np.flatnonzero(np.isnan(mesh.points).any(axis=1)).tolist() == [2]
+    (tmp_path / "short.bin").write_bytes(bytes(50))
+    (tmp_path / "folder").mkdir()
+    os.mkfifo(tmp_path / "pipe")
     for uri, message in [
         ("gone.bin", r"buffers\[0\].uri: .*gone.bin cannot be read: No such file"),
         ("short.bin", r"buffers\[0\]: is shorter than the 60 bytes that it states"),
@@ -360,8 +417,10 @@ def test_faulty_data(write: Writer, tmp_path: Path) -> None:
         ("data:;base64,###", "is not base64"),
         ("data:nothing", "has no comma"),
         ("%00", "cannot be read"),
+        ("http://[x/a.bin", "is no address"),
+        ("folder", "is not a regular file|cannot be read: Is a directory"),
+        ("pipe", "is not a regular file"),
     ]:
-        (tmp_path / "short.bin").write_bytes(bytes(50))
         with pytest.raises(SceneError, match=message):
             read(write("a.gltf", one().gltf(uri)))
     operator = GltfOperator()
