@@ -76,7 +76,8 @@ class TooManyMaterials(MeshCheck):
 
     def find(self, mesh: Mesh, values: Values) -> None:
         slots = (mesh.slots[index] for index in sorted(_used_slots(mesh)))
-        names = list(dict.fromkeys(slot.name for slot in slots if slot is not None))
+        used = dict.fromkeys((slot.name, slot.handle) for slot in slots if slot is not None)
+        names = [name or "unnamed" for name, _ in used]
         if len(names) > values.most:
             self.report(
                 f"The mesh uses {counted(len(names), 'material')}, allowed are {values.most}: "
@@ -90,8 +91,8 @@ class DefaultMaterial(MeshCheck):
     short_name = "Default Material"
     long_name = "Default Material"
     description = (
-        "Finds materials that the application made by itself, told by their name. The list holds "
-        "regular expressions; one of them must match the whole name."
+        "Finds materials that the application made by itself, told by their name, and those that "
+        "have none. The list holds regular expressions; one of them must match the whole name."
     )
     category = core.Constants.Check.Category.Material
     sort_index = 30
@@ -110,7 +111,7 @@ class DefaultMaterial(MeshCheck):
     def find(self, mesh: Mesh, values: Values) -> None:
         expressions = values.names
         names = dict.fromkeys(slot.name for slot in mesh.slots if slot is not None)
-        found = [name for name in names if matches_any(name, expressions)]
+        found = [name or "unnamed" for name in names if not name or matches_any(name, expressions)]
         if found:
             self.report(f"{counted(len(found), 'default material')}: {listing(found)}", items=found)
 
@@ -192,6 +193,8 @@ class Textures(MeshCheck):
 def _fault(image: Image, rule: str, largest: int) -> str:
     if image.missing:
         return "is missing"
+    if image.unreadable:
+        return "cannot be read"
     sides = (image.width, image.height)
     if 0 in sides:  # not known
         return ""

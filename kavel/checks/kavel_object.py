@@ -62,8 +62,9 @@ class DefaultNames(ObjectCheck):
     short_name = "Default Name"
     long_name = "Object with a Default Name"
     description = (
-        "Finds objects that were never given a name of their own, like Cube.001. The list holds "
-        "regular expressions; one of them must match the whole name."
+        "Finds objects that were never given a name of their own, like Cube.001, and those "
+        "that have none. The list holds regular expressions; one of them must match the whole "
+        "name."
     )
     category = core.Constants.Check.Category.Object
     sort_index = 20
@@ -81,6 +82,8 @@ class DefaultNames(ObjectCheck):
 
     def find(self, scene: Scene, path: str, values: Values) -> None:
         name = scene.name(path)
+        if not name:
+            self.report("The object has no name")
         if matches_any(name, values.names):
             self.report(f'"{name}" is a default name')
 
@@ -202,7 +205,7 @@ class EmptyGroup(ObjectCheck):
     long_name = "Empty Group"
     description = (
         "Finds groups with nothing in them, or nothing but such groups. What a skin or an "
-        "animation depends on is not taken for empty."
+        "animation depends on is not taken for empty, nor are locators, unless asked for."
     )
     category = core.Constants.Check.Category.Object
     sort_index = 50
@@ -219,23 +222,34 @@ class EmptyGroup(ObjectCheck):
                     True,
                     label="Groups of groups",
                     help_text="Also report groups that hold nothing but empty groups.",
-                )
+                ),
+                core.Parameters.Switch(
+                    "locators",
+                    False,
+                    label="Locators",
+                    help_text="Take locators for empty groups; glTF does not tell them apart.",
+                ),
             ]
         )
 
     def find(self, scene: Scene, path: str, values: Values) -> None:
-        if not _is_bare_group(scene, path):
+        if not _is_bare(scene, path, values.locators):
             return
         inside = below(scene, path)[1:] if values.nested else scene.children(path)
         if not inside:
             self.report("The group is empty")
-        if values.nested and all(_is_bare_group(scene, item) for item in inside):
+        if values.nested and all(_is_bare(scene, item, values.locators) for item in inside):
             self.report("The group holds nothing but empty groups")
 
 
-def _is_bare_group(scene: Scene, path: str) -> bool:
-    is_group = scene.type(path) == core.Constants.Scene.Type.Transform
-    return is_group and scene.mesh(path) is None and not scene.is_deformed(path)
+def _is_bare(scene: Scene, path: str, locators: bool) -> bool:
+    kinds = core.Constants.Scene.Type
+    if scene.type(path) not in (
+        (kinds.Transform, kinds.Locator) if locators else [kinds.Transform]
+    ):
+        return False
+    holds = scene.mesh(path) is not None or scene.attached(path)
+    return not holds and not scene.is_deformed(path)
 
 
 class PivotPlace(ObjectCheck):

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import re
 from typing import Any
 
 import core
@@ -125,19 +126,37 @@ class ForbiddenNames(ObjectCheck):
                 kinds.Switch(
                     "ignore_case", True, label="Ignore case", help_text='"Temp" is like "temp".'
                 ),
+                kinds.Switch(
+                    "whole_words",
+                    True,
+                    label="Whole words",
+                    help_text='"temp" is in "temp_box" and "tempBox", not in "temple".',
+                ),
             ]
         )
 
     def find(self, scene: Scene, path: str, values: Values) -> None:
         shown = scene.name(path)
-        name = shown.casefold() if values.ignore_case else shown
-        parts = [part for part in values.parts if part]
-        if values.ignore_case:
-            parts = [part.casefold() for part in parts]
-        found = [part for part in parts if part in name]
+        flags = re.IGNORECASE if values.ignore_case else 0
+        found = []
+        for part in filter(None, values.parts):
+            spans = (match.span() for match in re.finditer(re.escape(part), shown, flags))
+            if any(not values.whole_words or _is_word(shown, *span) for span in spans):
+                found.append(part)
         if found:
             quoted = " and ".join(f'"{part}"' for part in found)
             self.report(f'The name "{shown}" contains {quoted}', items=found)
+
+
+def _is_word(text: str, start: int, end: int) -> bool:
+    """Whether no word of `text` goes on before or after the part from `start` to `end`. A capital
+    behind a small letter begins another word."""
+    return all(
+        place in (0, len(text))
+        or not (text[place - 1].isalpha() and text[place].isalpha())
+        or (text[place - 1].islower() and text[place].isupper())
+        for place in (start, end)
+    )
 
 
 class BoundingSize(ObjectCheck):

@@ -300,6 +300,7 @@ def picture(name: str, width: int = 0, height: int = 0, missing: bool = False) -
         (Textures, box(slots=[picture("a", 64, 32)]), {"size": "square"}, ["a"]),
         (Textures, box(slots=[picture("a", 64, 32)]), {"largest": 32}, ["a"]),
         (Textures, box(slots=[None, "plain"]), {}, None),
+        (Textures, box(slots=[Material("m", {"a": Image("b", unreadable=True)})]), {}, ["b"]),
     ],
 )
 def test_materials(check: Any, mesh: Any, values: Any, items: Any) -> None:

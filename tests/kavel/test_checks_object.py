@@ -32,7 +32,12 @@ TURN = (0.0, 0.0, np.sin(0.3), np.cos(0.3))
 
 def names() -> MemoryScene:
     scene = MemoryScene().add("hero/arm", box()).add("villain/arm", box()).add("villain/Arm", box())
-    return scene.add("hero/Cube.001", box()).add("hero/pCube12", box()).add("hero/hat box", box())
+    return (
+        scene.add("hero/Cube.001", box())
+        .add("hero/pCube12", box())
+        .add("hero/hat box", box())
+        .add("hero/nameless", name="")
+    )
 
 
 @pytest.mark.parametrize(
@@ -45,6 +50,7 @@ def names() -> MemoryScene:
         (DefaultNames, "hero/Cube.001", {}, ["hero/Cube.001"]),
         (DefaultNames, "hero/pCube12", {}, ["hero/pCube12"]),
         (DefaultNames, "hero/pCube12", {"names": []}, None),
+        (DefaultNames, "hero/nameless", {}, ["hero/nameless"]),
         (DefaultNames, "hero/arm", {"names": ["a", "ar."]}, ["hero/arm"]),
     ],
 )
@@ -87,6 +93,11 @@ def test_empty_groups() -> None:
     assert_finds(EmptyGroup, "empty", scene=scene, items=["empty"], message="is empty")
     assert_finds(EmptyGroup, "nest", scene=scene, message="nothing but empty groups")
     assert_passes(EmptyGroup, "nest", scene=scene, nested=False)
+    scene.add("sockets/left").add("lamps/sun", attached="a light")
+    for path in ("sockets", "lamps"):
+        assert_passes(EmptyGroup, path, scene=scene)
+    assert_finds(EmptyGroup, "sockets", scene=scene, locators=True, message="nothing but empty")
+    assert_passes(EmptyGroup, "lamps", scene=scene, locators=True)
 
 
 @pytest.mark.parametrize(

@@ -2,15 +2,17 @@
 
 from __future__ import annotations
 
+from dataclasses import replace
 from typing import Any
 
 import numpy as np
 import pytest
 
 from kavel.checks.kavel_lod import LodNames, LodNumbering, LodTriangles
+from kavel.checks.kavel_material import DefaultMaterial, TooManyMaterials
 from kavel.checks.kavel_project import BoundingSize, ForbiddenNames, TextureBudget, TriangleBudget
 from kavel.checks.kavel_scene import SceneFile, SceneUnit, SceneUpAxis
-from kavel.testing import MemoryScene, assert_finds, assert_passes, box, grid, select
+from kavel.testing import MemoryScene, assert_finds, assert_passes, box, grid, run, select
 from kavel.view import Image, Material
 
 FILE = "/project/scene.mem"
@@ -125,7 +127,7 @@ def crowd() -> MemoryScene:
         (TextureBudget, None, {"count": 1}, ["wood.png", "n"], "2 textures, allowed are 1"),
         (TextureBudget, None, {"megapixels": 1}, ["wood.png", "n"], "1.0 million pixels"),
         (ForbiddenNames, "a", {}, None, ""),
-        (ForbiddenNames, "a", {"parts": ["b", "A"]}, ["a"], 'The name "a" contains "a"'),
+        (ForbiddenNames, "a", {"parts": ["b", "A"]}, ["A"], 'The name "a" contains "A"'),
         (ForbiddenNames, "a", {"parts": ["A"], "ignore_case": False}, None, ""),
         (ForbiddenNames, "a", {"parts": [""]}, None, ""),
         (BoundingSize, "c", {"smallest": 4, "largest": 4}, None, ""),
@@ -139,6 +141,39 @@ def test_project(check: Any, path: Any, values: Any, items: Any, message: str) -
         assert_passes(check, path, **options)
     else:
         assert_finds(check, path, **options, items=items, message=message)
+
+
+@pytest.mark.parametrize(
+    ("name", "found"),
+    [
+        ("Temple", []),
+        ("contest_flag", []),
+        ("greatest", []),
+        ("temp", ["temp"]),
+        ("box_TEMP2", ["temp"]),
+        ("tempBox", ["temp"]),
+        ("boxTemp", ["temp"]),
+        ("template_test", ["test"]),
+    ],
+)
+def test_forbidden_names_are_whole_words(name: str, found: list[str]) -> None:
+    scene = MemoryScene().add(name)
+    if found:
+        assert_finds(ForbiddenNames, scene=scene, items=found)
+    else:
+        assert_passes(ForbiddenNames, scene=scene)
+        whole = {"parts": ["temp", "test"], "whole_words": False}
+        assert_finds(ForbiddenNames, scene=scene, parameters=whole)
+
+
+def test_textures_and_materials_without_names_are_told_apart() -> None:
+    slots = [Material("", {"base color": Image("image", 8, 8, handle=n)}, n) for n in range(6)]
+    mesh = replace(box(slots=slots), materials=np.arange(6))
+    scene = MemoryScene().add("a", mesh).add("b", mesh)
+    outcome = run(TextureBudget, scene=scene, parameters={"count": 5})
+    assert outcome.message.startswith("6 textures, allowed are 5")
+    assert_finds(TooManyMaterials, "a", scene=scene, message="uses 6 materials, allowed are 4")
+    assert_finds(DefaultMaterial, "a", scene=scene, items=["unnamed"])
 
 
 def test_sizes_include_what_is_below_and_leave_out_what_is_no_number() -> None:
