@@ -335,7 +335,9 @@ def test_the_empty_selection_is_announced_when_nothing_can_be_shown() -> None:
     assert stage.events == ["empty_scan_selection"]
 
 
-@pytest.mark.parametrize(("answer", "kind"), [([1], "int"), ("/Car", "str"), ({"/Car", None}, "None")])
+@pytest.mark.parametrize(
+    ("answer", "kind"), [([1], "int"), ("/Car", "str"), ({"/Car", None}, "None")]
+)
 def test_wrong_selections_name_the_operation(
     answer: Any, kind: str, caplog: pytest.LogCaptureFixture
 ) -> None:
