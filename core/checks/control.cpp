@@ -5,7 +5,7 @@
 namespace kavel::checks {
 
 Control::Control(std::unique_ptr<CheckClassPort> check_class)
-    : parameters(check_class->parameters()), check_class_(std::move(check_class)) {}
+    : parameters(check_class->parameters()->clone()), check_class_(std::move(check_class)) {}
 
 void Control::each_reference(runtime::ReferenceVisitor& visitor) const {
   visitor(parameters);

@@ -99,7 +99,10 @@ void IntSlice::load(const Json& data) {
 
 Ref<IntSlice> IntSlice::clone() const {
   const auto copy = [](const Ref<IntRange>& range) {
-    return Ref<IntRange>(static_cast<IntRange*>(range->own_clone().get()));
+    const Ref<Input> clone = range->clone();
+    auto* own = dynamic_cast<IntRange*>(clone.get());
+    if (own == nullptr) throw wrong_element("a range whose clone is none");
+    return Ref<IntRange>(own);
   };
   return runtime::make<IntSlice>(copy(start), copy(stop));
 }

@@ -17,7 +17,7 @@ void show(runtime::ReferenceVisitor& visitor, const Nodes& nodes) {
   }
 }
 
-Nodes clones_at(const Nodes& nodes, int depth) {
+Nodes clones_at(Nodes nodes, int depth) {  // by value: a clone may run foreign code
   if (depth > kMaximumDepth) {
     throw foundation::Error(foundation::ErrorKind::recursion, "groups are nested too deeply");
   }
@@ -27,11 +27,11 @@ Nodes clones_at(const Nodes& nodes, int depth) {
     if (node.input) {
       result.push_back({.input = node.input->clone(), .group = {}});
     } else {
-      const Group& group = *node.group;
+      const Ref<Group> group = node.group;
       result.push_back(
           {.input = {},
-           .group = runtime::make<Group>(group.label, clones_at(group.contents, depth + 1),
-                                         group.visibility_switch)});
+           .group = runtime::make<Group>(group->label, clones_at(group->contents, depth + 1),
+                                         group->visibility_switch)});
     }
   }
   return result;
@@ -85,20 +85,20 @@ void Options::drop_references() noexcept {
 }
 
 void Options::enter(const Nodes& nodes) {
-  // A pile of positions in place of recursion.
-  std::vector<std::pair<const Nodes*, std::size_t>> pile = {{&nodes, 0}};
+  // A pile of positions in place of recursion; of copies, since a log entry may run foreign code.
+  std::vector<std::pair<Nodes, std::size_t>> pile = {{nodes, 0}};
   while (!pile.empty()) {
     if (pile.size() > kMaximumDepth) {
       throw foundation::Error(foundation::ErrorKind::recursion, "groups are nested too deeply");
     }
     auto& [level, position] = pile.back();
-    if (position == level->size()) {
+    if (position == level.size()) {
       pile.pop_back();
       continue;
     }
-    const Node& node = (*level)[position++];
+    const Node node = level[position++];
     if (node.group) {
-      pile.emplace_back(&node.group->contents, 0);
+      pile.emplace_back(node.group->contents, 0);
       continue;
     }
     const std::string& attr = node.input->attr();

@@ -7,7 +7,24 @@
 namespace kavel::checks {
 namespace {
 
-std::exception_ptr noted(const foundation::Error& error) { return std::make_exception_ptr(error); }
+/// The exception being handled, to be raised later; interrupts pass.
+Value noted() {
+  runtime::Faults& faults = *runtime::services().faults;
+  if (!faults.report_foreign(std::current_exception())) throw;
+  return faults.keep(std::current_exception());
+}
+
+Value noted(const foundation::Error& error) {
+  return runtime::services().faults->keep(std::make_exception_ptr(error));
+}
+
+/// A clone of its own. A derived class may share what it carries between clones, so what is stored
+/// is loaded into them.
+Ref<Input> copy_of(const Input& input) {
+  Ref<Input> copy = input.clone();
+  if (input.is_overridden()) copy->load(input.data());
+  return copy;
+}
 
 }  // namespace
 
@@ -22,7 +39,12 @@ ParameterOriginal::ParameterOriginal(const Slots& given) {
       continue;
     }
     may_change_unnoticed |= slot.input->is_overridden();
-    slots.push_back({.input = slot.input->clone(), .other = {}});
+    slots.push_back(slot);
+    try {
+      slots.back().input = copy_of(*slot.input);
+    } catch (...) {
+      errors.push_back(noted());
+    }
     const std::string& attr = slot.input->attr();
     if (std::ranges::find(table, attr, [](const auto& row) { return row.first; }) != table.end()) {
       errors.push_back(noted(Error::about(ErrorKind::attribute_name_repeat, attr)));
@@ -38,6 +60,7 @@ void ParameterOriginal::each_reference(runtime::ReferenceVisitor& visitor) const
     visitor(slot.input);
     visitor(slot.other);
   }
+  visitor(errors);
 }
 
 ParameterTask::ParameterTask(const Slots& slots, bool as_info)
@@ -49,23 +72,26 @@ ParameterTask::ParameterTask(Ref<ParameterOriginal> original, bool as_info)
 void ParameterTask::each_reference(runtime::ReferenceVisitor& visitor) const {
   visitor(original_);
   visitor(own_);
+  if (load_errors_) visitor(*load_errors_);
 }
 
 void ParameterTask::drop_references() noexcept { own_.clear(); }
 
+void ParameterTask::note_load_error() {
+  Value error = noted();
+  if (!load_errors_) load_errors_ = std::make_unique<std::vector<Value>>();
+  load_errors_->push_back(std::move(error));
+}
+
 void ParameterTask::load(const Json& state) {
-  const auto note = [this] {
-    if (!load_errors_) load_errors_ = std::make_unique<std::vector<std::exception_ptr>>();
-    load_errors_->push_back(std::current_exception());
-  };
-  try {
-    if (state.is_null()) return;
-    if (state.map() == nullptr) {
+  if (state.is_null()) return;
+  if (state.map() == nullptr) {
+    try {
       throw foundation::Error(foundation::ErrorKind::type,
                               "the stored values of a check must be a JSON object");
+    } catch (...) {
+      return note_load_error();
     }
-  } catch (...) {
-    return note();
   }
   for (const auto& [attr, value] : *state.map()) {
     try {
@@ -73,21 +99,21 @@ void ParameterTask::load(const Json& state) {
       if (!input) throw foundation::Error(foundation::ErrorKind::key, attr);
       input->load(value);
     } catch (...) {
-      if (!runtime::services().faults->report(std::current_exception())) throw;
-      note();
+      note_load_error();
     }
   }
 }
 
 void ParameterTask::assert_no_errors() const {
-  if (!original_->errors.empty()) std::rethrow_exception(original_->errors.front());
-  if (load_errors_) std::rethrow_exception(load_errors_->front());
+  runtime::Faults& faults = *runtime::services().faults;
+  if (!original_->errors.empty()) faults.raise(Value(original_->errors.front()));
+  if (load_errors_) faults.raise(Value(load_errors_->front()));
 }
 
 Ref<ParameterTask> ParameterTask::clone() const {
-  auto copy = runtime::make<ParameterTask>(freeze(), as_info);
+  auto copy = runtime::make<ParameterTask>(runtime::shared(freeze()), as_info);
   if (load_errors_) {
-    copy->load_errors_ = std::make_unique<std::vector<std::exception_ptr>>(*load_errors_);
+    copy->load_errors_ = std::make_unique<std::vector<Value>>(*load_errors_);
   }
   return copy;
 }
@@ -95,12 +121,9 @@ Ref<ParameterTask> ParameterTask::clone() const {
 Ref<ParameterOriginal> ParameterTask::freeze() const {
   if (own_.empty()) return original_;
   if (!original_->may_change_unnoticed && original_->edits_seen == edits()) return original_;
-  Slots current;
-  current.reserve(size());
-  for (std::size_t place = 0; place < size(); ++place) {
-    const bool has_own = static_cast<bool>(own_[place]);
-    const Slot& frozen = original_->slots[place];
-    current.push_back(has_own ? Slot{.input = own_[place], .other = {}} : frozen);
+  Slots current = original_->slots;
+  for (std::size_t place = 0; place < current.size(); ++place) {
+    if (own_[place]) current[place].input = own_[place];
   }
   auto renewed = runtime::make<ParameterOriginal>(current);
   original_ = renewed;
@@ -108,12 +131,13 @@ Ref<ParameterOriginal> ParameterTask::freeze() const {
 }
 
 Slot ParameterTask::slot(std::size_t place) const {
-  const Slot& frozen = original_->slots[place];
+  // A derived class runs its own code here: it may freeze the task, or come back for this input.
+  const Ref<ParameterOriginal> original = original_;
+  const Slot& frozen = original->slots[place];
   if (!frozen.input) return frozen;
   if (own_.empty()) own_.resize(size());
   if (!own_[place]) {
-    // A derived class runs its own code here and may come back for the same input.
-    Ref<Input> copy = frozen.input->clone();
+    Ref<Input> copy = copy_of(*frozen.input);
     if (!own_[place]) own_[place] = std::move(copy);
   }
   return {.input = own_[place], .other = {}};
@@ -126,21 +150,19 @@ Ref<Input> ParameterTask::find(const std::string& attr) const {
   return nullptr;
 }
 
-const Input& ParameterTask::readable(std::size_t place) const {
-  const bool has_own = place < own_.size() && own_[place];
-  return has_own ? *own_[place] : *original_->slots[place].input;
-}
-
 Json ParameterTask::state() const {
+  const Ref<ParameterOriginal> original = original_;
   Json::Map state;
-  for (const auto& [attr, place] : original_->table) {
-    state.emplace_back(attr, readable(place).data());
+  for (const auto& [attr, place] : original->table) {
+    const bool has_own = place < own_.size() && own_[place];
+    const Ref<Input> input = has_own ? own_[place] : original->slots[place].input;
+    state.emplace_back(attr, input->data());
   }
   return state;
 }
 
-std::vector<std::exception_ptr> ParameterTask::load_errors() const {
-  return load_errors_ ? *load_errors_ : std::vector<std::exception_ptr>();
+std::vector<Value> ParameterTask::load_errors() const {
+  return load_errors_ ? *load_errors_ : std::vector<Value>();
 }
 
 }  // namespace kavel::checks

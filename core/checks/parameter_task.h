@@ -8,7 +8,6 @@
 #pragma once
 
 #include <cstdint>
-#include <exception>
 #include <memory>
 #include <string>
 #include <vector>
@@ -36,7 +35,8 @@ class ParameterOriginal final : public runtime::Object {
   Slots slots;
   /// Attribute names and places, in order; of equal names the first.
   std::vector<std::pair<std::string, std::size_t>> table;
-  std::vector<std::exception_ptr> errors;
+  /// The interpreter's exceptions.
+  std::vector<Value> errors;
   /// State of `edits()` up to which it is up to date.
   std::uint64_t edits_seen;
   bool may_change_unnoticed = false;
@@ -66,17 +66,13 @@ class ParameterTask final : public runtime::Object {
   [[nodiscard]] Slot slot(std::size_t place) const;
   /// The task's own input of that name; null for an unknown one.
   [[nodiscard]] Ref<Input> find(const std::string& attr) const;
-  [[nodiscard]] const std::vector<std::pair<std::string, std::size_t>>& table() const noexcept {
-    return original_->table;
-  }
+  /// The frozen inputs as they are now.
+  [[nodiscard]] const Ref<ParameterOriginal>& original() const noexcept { return original_; }
   /// {attribute name: value}.
   [[nodiscard]] Json state() const;
   /// {"as_info", "state"}.
   [[nodiscard]] Json data() const { return Json::Map{{"as_info", as_info}, {"state", state()}}; }
-  [[nodiscard]] const std::vector<std::exception_ptr>& build_errors() const noexcept {
-    return original_->errors;
-  }
-  [[nodiscard]] std::vector<std::exception_ptr> load_errors() const;
+  [[nodiscard]] std::vector<Value> load_errors() const;
 
   /// Whether issues found with these values are reported as information only.
   bool as_info;
@@ -84,12 +80,12 @@ class ParameterTask final : public runtime::Object {
   std::int32_t number = 0;
 
  private:
-  [[nodiscard]] const Input& readable(std::size_t place) const;
+  void note_load_error();
 
   mutable Ref<ParameterOriginal> original_;
   /// Own copies; empty until the first is asked for, null where none was yet.
   mutable std::vector<Ref<Input>> own_;
-  std::unique_ptr<std::vector<std::exception_ptr>> load_errors_;
+  std::unique_ptr<std::vector<Value>> load_errors_;
 };
 
 }  // namespace kavel::checks

@@ -48,6 +48,7 @@ class Queue final : public runtime::Object {
   void fix_all();
   /// Whether any result can be repaired.
   [[nodiscard]] bool fix_exists() const;
+  [[nodiscard]] bool is_fixing() const noexcept { return is_fixing_; }
 
   const Ref<Tasks> tasks;
 

@@ -14,6 +14,13 @@ std::string suffix(std::int32_t number) {
   return " (Task " + std::string(digits.size() < 2 ? 2 - digits.size() : 0, '0') + digits + ")";
 }
 
+/// Seconds of a steady clock; a check may have taken the clock away.
+double now() {
+  double seconds = 0;
+  foundation::guarded_foreign([&] { seconds = runtime::services().system->monotonic(); });
+  return seconds;
+}
+
 }  // namespace
 
 std::string_view text_of(Status status) noexcept {
@@ -36,9 +43,9 @@ void RunContext::each_reference(runtime::ReferenceVisitor& visitor) const {
 
 void RunContext::drop_references() noexcept { operator_->drop_references(); }
 
-Result::Result(Ref<RunContext> context, Value path, Value check_class,
+Result::Result(const Ref<RunContext>& context, Value path, Value check_class,
                const ParameterTask& parameters, bool single)
-    : context_(std::move(context)),
+    : context_(runtime::shared(context)),
       check_(std::move(check_class)),
       path_(std::move(path)),
       parameters_(parameters.clone()) {
@@ -71,10 +78,9 @@ Status Result::run() {
 }
 
 void Result::check() {
-  runtime::System& system = *runtime::services().system;
-  const double started = system.monotonic();
+  const double started = now();
   status_ = run();
-  const double seconds = system.monotonic() - started;
+  const double seconds = now() - started;
   foundation::guarded_foreign([&] {
     context_->statistics()->add_check(context_->checks().name(check_), text_of(status_), seconds);
   });

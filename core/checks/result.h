@@ -45,8 +45,8 @@ class Result final : public runtime::Object {
  public:
   /// Makes an instance of the class and runs it with a copy of the parameters. Unless `single`, the
   /// number of the parameters ends the name.
-  Result(Ref<RunContext> context, Value path, Value check_class, const ParameterTask& parameters,
-         bool single = true);
+  Result(const Ref<RunContext>& context, Value path, Value check_class,
+         const ParameterTask& parameters, bool single = true);
 
   void each_reference(runtime::ReferenceVisitor& visitor) const override;
   void drop_references() noexcept override;

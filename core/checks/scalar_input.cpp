@@ -1,5 +1,7 @@
 #include "core/checks/scalar_input.h"
 
+#include <cmath>
+#include <cstdlib>
 #include <type_traits>
 
 namespace kavel::checks {
@@ -14,6 +16,10 @@ template <class Number>
 std::optional<Number> number(const Json& json) {
   if (const bool* value = json.boolean()) return static_cast<Number>(*value ? 1 : 0);
   if constexpr (std::is_same_v<Number, double>) {
+    if (const auto* big = json.big_integer()) {
+      const double value = std::strtod(big->digits.c_str(), nullptr);
+      return std::isfinite(value) ? std::optional(value) : std::nullopt;
+    }
     return json.number();
   } else {
     const std::int64_t* value = json.integer();

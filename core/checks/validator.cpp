@@ -25,7 +25,8 @@ class SceneControls {
 
   void add(const std::vector<Value>& controls) {
     for (const Value& control : controls) {
-      const std::string id = checks_.class_id(control);
+      std::string id;
+      if (!foundation::guarded_foreign([&] { id = checks_.class_id(control); })) continue;
       // Classes that the registry does not know follow in the order of their first mention.
       const std::size_t place = places_.emplace(id, places_.size()).first->second;
       chosen_.emplace(place, control);
@@ -75,11 +76,7 @@ void Validator::drop_references() noexcept {
 }
 
 void Validator::start() {
-  if (is_running_) {
-    foundation::log_warning("A validation is under way already");
-    return;
-  }
-  const foundation::Busy busy(is_running_);
+  if (!may_plan()) return;
   runtime::System& system = *runtime::services().system;
   queue->clear();
   const double started = system.monotonic();
@@ -93,6 +90,7 @@ void Validator::start() {
       port_->record(seconds, of_project ? port_->project() : std::string());
     });
   };
+  const foundation::Busy busy(is_running_);
   try {
     port_->operator_port()->keep_selection([this] { run_all(); });
   } catch (...) {
@@ -102,7 +100,14 @@ void Validator::start() {
   record();
 }
 
+bool Validator::may_plan() const {
+  const bool is_busy = is_running_ || queue->is_fixing();
+  if (is_busy) foundation::log_warning("A validation is under way already");
+  return !is_busy;
+}
+
 void Validator::plan(std::optional<facade::CheckMode> mode) {
+  if (!may_plan()) return;
   queue->clear();
   if (mode == facade::CheckMode::project) plan_project();
   if (mode == facade::CheckMode::selection) plan_selection();
@@ -123,6 +128,8 @@ void Validator::plan_selection() {
 }
 
 void Validator::plan_project() {
+  foundation::assert_that(static_cast<bool>(shared_.buffer),
+                          "validating a project needs the scene buffer");
   const auto scene = port_->operator_port();
   const auto checks = port_->checks();
   SceneControls scene_controls(*checks, port_->class_order());
@@ -130,9 +137,12 @@ void Validator::plan_project() {
   std::vector<Ref<Task>> noted;
   for (const scene::BucketRef& bucket : shared_.buffer->checked()) {
     for (const scene::JointRef& joint : scene::flatten(bucket->joint)) {
-      const auto& kind = joint->kind();
-      if (joint->is_ghost() || !joint->path || !kind.stamp) continue;
-      if (!scene->object_exists(*joint->path)) continue;
+      // Copies: the host may change the joint while it is asked.
+      const scene::Joint::Kind shared_kind = joint->shared_kind();
+      const scene::JointKind& kind = *shared_kind;
+      const std::optional<std::string> path = joint->path;
+      if (joint->is_ghost() || !path || !kind.stamp) continue;
+      if (!scene->object_exists(*path)) continue;
       const auto [entry, is_new] = rules.try_emplace(*kind.stamp);
       RuleControls& rule = entry->second;
       if (is_new && port_->is_verifiable(shared_.pattern, *kind.stamp)) {
@@ -144,8 +154,7 @@ void Validator::plan_project() {
       }
       if (!rule.is_verifiable) continue;
       Value icon = kind.icon ? text(*kind.icon) : Value();
-      noted.push_back(
-          runtime::make<Task>(text(*joint->path), rule.object, Value(), std::move(icon)));
+      noted.push_back(runtime::make<Task>(text(*path), rule.object, Value(), std::move(icon)));
     }
   }
   add_scene_task(scene_controls.take(), *scene);
@@ -156,13 +165,24 @@ void Validator::run_all() {
   const auto context =
       runtime::make<RunContext>(port_->checks(), port_->statistics(), port_->operator_port());
   const auto planned = queue->tasks->items;
-  for (const Ref<Task>& task : planned) run(task, context);
+  const auto restore = [&] {
+    // A check may have emptied the queue; what was found is shown all the same.
+    if (queue->tasks->items != planned) queue->tasks->items = planned;
+  };
+  try {
+    for (const Ref<Task>& task : planned) run(task, context);
+  } catch (...) {
+    restore();
+    throw;
+  }
+  restore();
 }
 
 void Validator::run(const Ref<Task>& task, const Ref<RunContext>& context) {
   const auto controls = task->check_controls->items;
   for (const Value& control : controls) {
-    const CheckPort::Plan plan = context->checks().plan(control);
+    CheckPort::Plan plan;
+    if (!foundation::guarded_foreign([&] { plan = context->checks().plan(control); })) continue;
     const bool single = plan.tasks.size() < 2;
     for (const auto& parameters : plan.tasks) {
       task->results->items.push_back(

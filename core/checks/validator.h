@@ -75,6 +75,8 @@ class Validator final : public runtime::Object {
 
  private:
   struct RuleControls;
+  /// False, and logged, while checks or repairs run.
+  [[nodiscard]] bool may_plan() const;
   void run_all();
   void run(const Ref<Task>& task, const Ref<RunContext>& context);
   void add_scene_task(std::vector<Value> controls, scene::OperatorPort& scene);

@@ -35,7 +35,8 @@ class Component final : public runtime::Object {
   /// Loads the project of that file; when there is none, as `delete_current` goes on.
   void load(const std::string& filename);
   /// Loads a document into the matcher and the export component, unless it is of another version or
-  /// loaded already with the same check classes; a document of another file becomes the current one.
+  /// loaded already with the same check classes; a document of another file becomes the current
+  /// one.
   void load(Document& document);
 
   [[nodiscard]] bool is_active() { return api_->is_project_mode(); }

@@ -5,6 +5,8 @@
 #include <optional>
 #include <string>
 
+#include "core/runtime/value.h"
+
 namespace kavel::runtime {
 
 /// How the interpreter would name a fault in the log.
@@ -25,6 +27,11 @@ class Faults {
   /// end of a generator.
   [[nodiscard]] virtual std::optional<FaultReport> report_foreign(
       const std::exception_ptr& error) = 0;
+  /// The interpreter's exception for `error`, without the traceback and what it was raised in, so
+  /// that it can be kept.
+  [[nodiscard]] virtual Value keep(const std::exception_ptr& error) = 0;
+  /// Raises an exception that was kept, as often as wanted.
+  [[noreturn]] virtual void raise(const Value& exception) = 0;
   /// Whether `error` is an instance of the interpreter's exception class of that name among its
   /// built-in ones ("FileNotFoundError", "OSError", "UnicodeDecodeError", "RecursionError").
   [[nodiscard]] virtual bool is(const std::exception_ptr& error, const char* class_name) = 0;

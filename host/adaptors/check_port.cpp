@@ -1,6 +1,7 @@
 #include "host/adaptors/check_port.h"
 
 #include "core/checks/control.h"
+#include "core/foundation/logger.h"
 #include "host/adaptors/calls.h"
 
 namespace kavel::host {
@@ -39,9 +40,11 @@ class HostChecks final : public CheckPort {
     set(instance, could_be_fixed_, Py_False);
     set(instance, could_be_selected_, Py_False);
     const py::object buffer = get(instance, result_);
-    const bool is_own = Py_TYPE(buffer.ptr()) == buffer_type();
-    if (is_own && PyList_GET_SIZE(buffer.ptr()) == 0) return;
-    (void)call_operation(buffer, clear_);
+    if (!py::isinstance(buffer, from_value(buffer_class_))) {
+      set(instance, result_, new_buffer());
+    } else if (Py_TYPE(buffer.ptr()) != buffer_type() || PyList_GET_SIZE(buffer.ptr()) != 0) {
+      (void)call_operation(buffer, clear_);
+    }
   }
 
   Outcome run(const Value& check, const Value& path,
@@ -75,34 +78,40 @@ class HostChecks final : public CheckPort {
     const OperationName& name = flag == Flag::could_be_fixed      ? could_be_fixed_
                                 : flag == Flag::could_be_selected ? could_be_selected_
                                                                   : scene_oriented_;
-    try {
-      return truth_of(get(as_python(check_or_class), name));
-    } catch (const py::error_already_set& error) {
-      if (!error.matches(PyExc_Exception)) throw;
-      return false;
-    }
+    bool set = false;
+    foundation::guarded_foreign([&] { set = truth_of(get(as_python(check_or_class), name)); });
+    return set;
   }
 
   std::string name(const Value& check_or_class) override {
-    const py::handle object = as_python(check_or_class);
-    try {
-      const py::object name = get(object, long_name_);
-      return from_text(is_text(name) ? name : py::str(name));
-    } catch (const py::error_already_set& error) {
-      if (!error.matches(PyExc_Exception)) throw;
-      const bool is_class = PyType_Check(object.ptr()) != 0;
-      return from_text((is_class ? object : py::handle(py::type::of(object))).attr("__name__"));
-    }
+    const py::object object = from_value(check_or_class);
+    std::string name;
+    const bool is_told = foundation::guarded_foreign([&] {
+      const py::object text = get(object, long_name_);
+      name = from_text(is_text(text) ? text : py::object(py::str(text)));
+    });
+    if (is_told) return name;
+    const bool is_class = PyType_Check(object.ptr()) != 0;
+    return from_text((is_class ? object : py::object(py::type::of(object))).attr("__name__"));
   }
 
   Plan plan(const Value& control) override {
     const py::object object = from_value(control);
     if (py::isinstance<checks::Control>(object)) {
       const auto& own = object.cast<const checks::Control&>();
-      return {.check_class = own.check_class().object(), .tasks = own.parameters->tasks->items};
+      Plan plan{.check_class = own.check_class().object(), .tasks = own.parameters->tasks->items};
+      // A control that was cleared and ticked again has no set of values until the next load.
+      if (plan.tasks.empty()) {
+        plan.tasks.push_back(
+            runtime::make<ParameterTask>(own.parameters->inputs(), own.parameters->as_info));
+      }
+      return plan;
     }
     Plan plan{.check_class = to_value(object.attr("check")), .tasks = {}};
     for (const py::handle task : py::iter(object.attr("parameters"))) {
+      if (!py::isinstance<ParameterTask>(task)) {
+        throw py::type_error("the parameters of a control must yield `Parameters.Block.Task`");
+      }
       plan.tasks.push_back(task.cast<Ref<ParameterTask>>());
     }
     return plan;

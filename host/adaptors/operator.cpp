@@ -44,7 +44,12 @@ class HostOperator final : public scene::OperatorPort {
   }
 
   void keep_selection(const std::function<void()>& body) override {
-    with(ask("selection_manager", {}), body);
+    const OperationName name("selection_manager");
+    const py::object manager = call_operation(host(), name);
+    if (!py::hasattr(py::type::of(manager), "__exit__")) {
+      refuse_result(name, manager, "a context manager");
+    }
+    with(manager, body);
   }
   std::optional<std::string> get_current_file() override { return text("get_current_file", {}); }
 

@@ -1,5 +1,6 @@
 #include "host/adaptors/validator_api.h"
 
+#include "core/foundation/logger.h"
 #include "host/adaptors/check_port.h"
 #include "host/adaptors/operator.h"
 #include "host/adaptors/statistics.h"
@@ -56,7 +57,7 @@ class HostApi final : public checks::ValidatorPort {
   std::vector<std::string> class_order() override {
     std::vector<std::string> order;
     for (const py::handle check : py::iter(from_value(classes_))) {
-      order.push_back(from_text(check.attr("class_id")));
+      foundation::guarded_foreign([&] { order.push_back(from_text(check.attr("class_id"))); });
     }
     return order;
   }

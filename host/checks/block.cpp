@@ -1,7 +1,6 @@
 #include "core/checks/block.h"
 
 #include "host/checks/inputs.h"
-#include "host/errors.h"
 #include "host/sequence.h"
 
 namespace kavel::host {
@@ -10,9 +9,9 @@ namespace {
 using checks::Block;
 using checks::ParameterTask;
 
-py::list faults(const std::vector<std::exception_ptr>& errors) {
+py::list exceptions(const std::vector<Value>& errors) {
   py::list result;
-  for (const std::exception_ptr& error : errors) result.append(exception_object(error));
+  for (const Value& error : errors) result.append(from_value(error));
   return result;
 }
 
@@ -42,17 +41,19 @@ void bind_task_contents(py::class_<ParameterTask>& task) {
       "_table",
       [](const ParameterTask& self) {
         py::dict table;
-        for (const auto& [attr, place] : self.table()) {
+        const Ref<checks::ParameterOriginal> original = self.original();
+        for (const auto& [attr, place] : original->table) {
           table[to_text(attr)] = from_slot(self.slot(place));
         }
         return table;
       },
       "Attribute name -> input, a copy.");
   task.def_property_readonly(
-      "_build_exceptions", [](const ParameterTask& self) { return faults(self.build_errors()); },
+      "_build_exceptions",
+      [](const ParameterTask& self) { return exceptions(self.original()->errors); },
       "What is wrong with the check's description, a new list of exceptions.");
   task.def_property_readonly(
-      "_load_exceptions", [](const ParameterTask& self) { return faults(self.load_errors()); },
+      "_load_exceptions", [](const ParameterTask& self) { return exceptions(self.load_errors()); },
       "What could not be loaded, a new list of exceptions.");
 }
 
@@ -66,6 +67,8 @@ void bind_task(py::handle scope) {
       py::arg("inputs"), py::arg("as_info") = false,
       "inputs: any iterable; the task clones them. What is wrong with them is raised by "
       "`assert_no_errors`.");
+  // Held by a set of values and its clones, so the collector must be able to ask it by itself.
+  (void)define<checks::ParameterOriginal>(task, "_Original", "Values that clones share.");
   bind_task_contents(task);
   task.def_readwrite("as_info", &ParameterTask::as_info,
                      "Whether issues are reported with the status info instead of fail.");
@@ -123,10 +126,11 @@ void bind_block(py::handle scope) {
         name,
         [](const Block& self) {
           py::list inputs;
-          for (const auto& slot : self.inputs()) inputs.append(from_slot(slot));
-          return inputs;
+          const checks::Slots slots = self.inputs();
+          for (const auto& slot : slots) inputs.append(from_slot(slot));
+          return py::tuple(inputs);
         },
-        "The inputs as they were given, a new list.");
+        "The inputs as they were given, a tuple.");
   }
   for (const char* name : {"empty", "_empty"}) {
     block.def_property_readonly(name, &Block::is_empty, "Whether it was made without inputs.");

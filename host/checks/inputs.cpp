@@ -11,6 +11,14 @@ const py::detail::type_info* own_class(const Input& input) {
   return py::detail::get_type_info(typeid(input), true);
 }
 
+/// Copies what the classes of `from` keep outside of its dictionary.
+void copy_slots(const py::object& from, const py::object& to) {
+  const py::object names = py::module_::import("copyreg").attr("_slotnames")(py::type::of(from));
+  for (const py::handle name : names) {
+    if (py::hasattr(from, name)) py::setattr(to, name, py::getattr(from, name));
+  }
+}
+
 /// A copy whose class is that of `self`, with copies of the attributes that it carries.
 py::object clone_of(const py::object& self) {
   auto& input = self.cast<Input&>();
@@ -21,7 +29,8 @@ py::object clone_of(const py::object& self) {
   auto made = py::reinterpret_steal<py::object>(py::detail::make_new_instance(type));
   auto place = reinterpret_cast<py::detail::instance*>(made.ptr())->get_value_and_holder(own);
   adopt(place, copy.get());
-  if (py::hasattr(self, "__dict__")) made.attr("__dict__").attr("update")(self.attr("__dict__"));
+  made.attr("__dict__").attr("update")(self.attr("__dict__"));
+  copy_slots(self, made);
   return made;
 }
 
@@ -46,7 +55,14 @@ Json plain_argument(py::handle object) {
   PyObject* const raw = object.ptr();
   const bool is_plain = raw == Py_None || PyUnicode_Check(raw) != 0 || PyLong_Check(raw) != 0 ||
                         PyFloat_Check(raw) != 0;
-  return is_plain ? to_json(object) : Json(Json::Map());
+  if (!is_plain) return Json::Map();
+  try {
+    return to_json(object);
+  } catch (const py::error_already_set& error) {
+    // The interpreter refuses to write whole numbers of thousands of digits.
+    if (!error.matches(PyExc_ValueError)) throw;
+    return Json::Map();
+  }
 }
 
 std::string text_argument(py::handle object, const char* name) {

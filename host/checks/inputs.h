@@ -29,7 +29,7 @@ using foundation::Json;
 /// The nodes of any iterable; the parameter-input-type error for an object that is neither an
 /// input nor a group.
 [[nodiscard]] checks::Nodes to_nodes(py::handle iterable);
-[[nodiscard]] py::list from_nodes(const checks::Nodes& nodes);
+[[nodiscard]] py::tuple from_nodes(const checks::Nodes& nodes);
 /// The elements of any iterable; assertion failure unless each is a `T`.
 template <class T>
 [[nodiscard]] std::vector<Ref<T>> asserted_elements(py::handle iterable, const char* expected) {

@@ -55,6 +55,7 @@ void bind_slice(py::handle scope) {
         const auto range = [](const py::object& object) {
           foundation::assert_that(py::isinstance<IntRange>(object),
                                   "a slice is made of two `Parameters.IntRange`");
+          (void)to_input(object);
           return object.cast<Ref<IntRange>>();
         };
         return new IntSlice(range(start), range(stop));

@@ -31,7 +31,7 @@ void bind_group(py::handle scope) {
   group.def_property(
       "contents", [](const Group& self) { return from_nodes(self.contents); },
       [](Group& self, const py::object& contents) { self.contents = to_nodes(contents); },
-      "The inputs and groups, a new list; set it to change them.");
+      "The inputs and groups, a tuple; set it to change them.");
   group.def("__iter__", [](const Group& self) { return py::iter(from_nodes(self.contents)); });
   group.def("clone", &Group::clone, "A group with clones of the contents.");
 }
@@ -67,10 +67,13 @@ checks::Nodes to_nodes(py::handle iterable) {
   return nodes;
 }
 
-py::list from_nodes(const checks::Nodes& nodes) {
+py::tuple from_nodes(const checks::Nodes& nodes) {
   py::list list;
-  for (const Node& node : nodes) list.append(node.input ? expose(node.input) : expose(node.group));
-  return list;
+  const checks::Nodes current = nodes;
+  for (const Node& node : current) {
+    list.append(node.input ? expose(node.input) : expose(node.group));
+  }
+  return py::tuple(list);
 }
 
 void bind_options(py::handle scope) {

@@ -59,14 +59,15 @@ void bind_result(py::handle scope) {
         if (!parameters) throw py::type_error("a result needs a `Parameters.Block.Task`");
         auto context = runtime::make<RunContext>(check_port(), statistics_port(statistics),
                                                  operator_port(operator_object));
-        return new Result(std::move(context), std::move(path), std::move(check_class), *parameters,
-                          single);
+        return new Result(context, std::move(path), std::move(check_class), *parameters, single);
       },
       py::arg("path"), py::arg("check_class"), py::arg("parameter_task"), py::arg("statistics"),
       py::arg("operator"), py::arg("single") = true,
       "Makes an instance of the class and runs it on the path.\n\n"
       "single: false when the check runs with several sets; the set's number then ends the name.\n"
       "Errors: none of the check's own, they become the status \"error\" and a log entry.");
+  // Held by every result of a validation, so the collector must be able to ask it by itself.
+  (void)define<RunContext>(result, "_Context", "What the results of one validation share.");
   bind_result_values(result);
   result.def("check", &Result::check, "Runs the check again and records the run.");
   result.def("fix_result", &Result::fix_result,
@@ -91,6 +92,7 @@ void bind_task(py::handle scope) {
   define_init(
       task,
       [](Value path, const py::object& controls, const py::object& name, const py::object& icon) {
+        if (is_text(controls)) throw py::type_error("the controls of a task are no text");
         return new Task(std::move(path), values(controls),
                         truth_of(name) ? to_value(name) : Value(), optional(icon));
       },
@@ -134,7 +136,7 @@ void bind_queue(py::handle scope) {
   bind_task(queue);
   bind_list<Ref<Task>>(queue, "_TaskList", "A live list of tasks.");
   define_init(queue, [] { return new Queue(); });
-  queue.def("add", &Queue::add, py::arg("task"), "Appends a task.");
+  queue.def("add", &Queue::add, py::arg("task").none(false), "Appends a task.");
   queue.def("clear", &Queue::clear, "Removes every task; the list object stays the same.");
   queue.def("is_empty", &Queue::is_empty, "Whether there are no tasks.");
   queue.def("fix_all", &Queue::fix_all, "Repairs every result that can be, in order.");

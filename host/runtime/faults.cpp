@@ -16,6 +16,10 @@ std::string stripped_traceback(py::error_already_set& error) {
   return from_text(py::str("").attr("join")(lines).attr("strip")("\n"));
 }
 
+bool is_interrupt(const py::error_already_set& error) {
+  return error.matches(PyExc_KeyboardInterrupt) || error.matches(PyExc_GeneratorExit);
+}
+
 runtime::FaultReport describe(py::error_already_set& error) {
   runtime::FaultReport report;
   report.class_name = from_text(error.type().attr("__name__"));
@@ -23,8 +27,8 @@ runtime::FaultReport describe(py::error_already_set& error) {
     report.message = from_text(py::str(error.value()));
     report.traceback = stripped_traceback(error);
   } catch (py::error_already_set& nested) {
-    // An exception whose own text fails is still reported by its class.
-    if (!nested.matches(PyExc_Exception)) throw;
+    // An exception whose own text fails, or tries to leave, is still reported by its class.
+    if (is_interrupt(nested)) throw;
   }
   return report;
 }
@@ -39,9 +43,22 @@ class InterpreterFaults final : public runtime::Faults {
 
   std::optional<runtime::FaultReport> report_foreign(const std::exception_ptr& error) override {
     return report_unless(error, [](const py::error_already_set& raised) {
-      return raised.matches(PyExc_KeyboardInterrupt) || raised.matches(PyExc_GeneratorExit) ||
-             must_leave();
+      return is_interrupt(raised) || must_leave();
     });
+  }
+
+  Value keep(const std::exception_ptr& error) override {
+    py::object exception = exception_object(error);
+    for (const char* held : {"__traceback__", "__context__", "__cause__"}) {
+      py::setattr(exception, held, py::none());
+    }
+    return to_value(exception);
+  }
+
+  void raise(const Value& exception) override {
+    const py::object raised = from_value(exception);
+    PyErr_SetObject(py::type::of(raised).ptr(), raised.ptr());
+    throw py::error_already_set();
   }
 
   bool is(const std::exception_ptr& error, const char* class_name) override {

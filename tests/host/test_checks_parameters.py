@@ -113,6 +113,7 @@ def test_constructor_defaults() -> None:
     assert (real.minimum, real.maximum, real.step, real.value) == (0.0, 1.0, 0.05, 0.5)
     assert (real.precision, real.prefix, real.units) == (2, "", "")
     assert P.IntRange("a", True, value=-(2**63)).data == {"value": -(2**63)}
+    assert P.FloatRange("a", value=2**70).data == {"value": float(2**70)}
     assert str(P.Switch("a", True, "Label", "Help")) == 'attr="a" label="Label" help="Help"'
 
 
@@ -121,6 +122,8 @@ def test_constructor_defaults() -> None:
     [
         lambda: P.IntRange("a", value=1.0),
         lambda: P.IntRange("a", 0, 2**70),
+        lambda: P.IntRange("a", 10**5000),
+        lambda: P.FloatRange("a", 10**400),
         lambda: P.IntRange("a", units=None),
         lambda: P.FloatRange("a", value="1"),
         lambda: P.FloatRange("a", precision=object()),
@@ -228,6 +231,88 @@ def test_a_derived_input_keeps_its_class_and_operations() -> None:
         {"time": {"minutes": 90}},
         {"time": {"minutes": 30}},
     )
+
+
+class Words(P._Input):
+    """An input of a host that keeps a list, and a value outside of its dictionary."""
+
+    __slots__ = ("limit",)
+
+    def __init__(self, attr: str) -> None:
+        super().__init__(attr)
+        self.words: list[str] = []
+        self.limit = 3
+
+    @property
+    def data(self) -> Any:
+        return list(self.words)
+
+    def load(self, data: Any) -> None:
+        if not isinstance(data, list):
+            raise ValueError(data)
+        self.words = list(data)
+
+
+def test_what_a_derived_input_carries_is_its_copy_s_own() -> None:
+    task = P.Block.Task([Words("w")])
+    task["w"].words.append("kept")
+    copy = task.clone()
+    copy["w"].words.append("only here")
+    assert (task.state, copy.state) == ({"w": ["kept"]}, {"w": ["kept", "only here"]})
+    assert copy["w"].limit == 3
+    nested = P.IntSlice(Seconds("start"), P.IntRange("stop"))
+    assert type(nested.clone().start) is Seconds
+
+
+def test_an_error_of_a_derived_input_can_be_raised_again_and_again() -> None:
+    class Frame:
+        """Stands for a scene in the frame of the failing code."""
+
+    def load(self: Any, data: Any) -> None:
+        frame = Frame()
+        frames.append(weakref.ref(frame))
+        raise ValueError(data)
+
+    frames: list[Any] = []
+    task = P.Block.Task([type("Failing", (Words,), {"load": load, "__slots__": ()})("w")])
+    for _ in range(3):
+        with pytest.raises(ValueError, match=r"^\[\]$"):
+            task.assert_no_errors()
+        with pytest.raises(ValueError, match=r"^\[\]$"):
+            task.clone().assert_no_errors()
+    gc.collect()
+    assert frames and not any(frame() for frame in frames)
+
+
+def test_foreign_code_may_change_what_is_being_walked() -> None:
+    class Meddling(Words):
+        """Runs the test's script wherever the core comes by."""
+
+        __slots__ = ()
+        script: Any = staticmethod(lambda: None)
+
+        @property
+        def data(self) -> Any:
+            type(self).script()
+            return []
+
+        def clone(self) -> Any:
+            type(self).script()
+            return super().clone()
+
+    task = P.Block.Task([Meddling("a"), P.Switch("b"), Meddling("c")])
+    task["b"].enabled = True
+    Meddling.script = staticmethod(
+        lambda: (
+            setattr(Meddling, "script", staticmethod(lambda: None)),
+            task.clone(),
+            gc.collect(),
+        )
+    )
+    assert task.state == {"a": [], "b": {"enabled": True}, "c": []}
+    group = P.Group("", [Meddling("a"), P.Switch("b")])
+    Meddling.script = staticmethod(lambda: setattr(group, "contents", ()))
+    assert [node.attr for node in group.clone().contents] == ["a", "b"]
 
 
 def test_a_block_always_has_a_task_after_loading() -> None:
@@ -374,9 +459,10 @@ def test_deep_groups_are_refused() -> None:
 def test_an_input_that_knows_its_block_is_collected() -> None:
     block = P.Block([P.Switch("a"), Seconds("b")])
     block.load([])
-    for owner in (block.inputs[0], block.inputs[1], next(iter(block))["b"], next(iter(block))):
+    copies = [next(iter(block)).clone() for _ in range(2)]
+    for owner in (*block.inputs, next(iter(block))["b"], next(iter(block)), *copies):
         owner.block = block
     seen = weakref.ref(block)
-    del block, owner
+    del block, owner, copies
     gc.collect()
     assert seen() is None

@@ -5,6 +5,7 @@ from __future__ import annotations
 import gc
 import logging
 import threading
+import time
 import weakref
 from collections.abc import Iterator
 from contextlib import contextmanager
@@ -170,6 +171,31 @@ def test_a_failing_store_or_log_disturbs_nothing(monkeypatch: Any) -> None:
     assert result.status == Status.Error
 
 
+class Leaves(ValueError):
+    def __str__(self) -> str:
+        raise SystemExit
+
+
+def leave(self: Any) -> Any:
+    raise SystemExit
+
+
+def test_a_check_cannot_leave_through_a_side_door(monkeypatch: Any) -> None:
+    assert run(make_class(raising(Leaves()))).status == Status.Error
+    doors = {"could_be_fixed": property(leave, lambda self, value: None)}
+    result = run(make_class(lambda self: None, **doors))
+    assert (result.status, result.could_be_fixed) == (Status.Pass, False)
+    named = run(make_class(lambda self: None, long_name=property(leave, lambda self, value: None)))
+    assert (named.status, named.name) == (Status.Pass, "Scripted")
+    with monkeypatch.context() as undo:
+        result = run(make_class(lambda self: undo.setattr(time, "monotonic", None)))
+    assert result.status == Status.Pass
+    # What took the place of the list is replaced by a new one at the next run.
+    result = run(make_class(lambda self: setattr(self, "result", None)))
+    result.check()
+    assert result.status == Status.Pass
+
+
 def test_long_names() -> None:
     check_class = make_class(finding)
     for single, number, name in [
@@ -292,8 +318,9 @@ def test_fixing_everything_goes_over_a_snapshot() -> None:
     assert (queue.fix_exists(), len(queue)) == (True, 2)
     queue.fix_all()
     assert (fixed, len(queue), queue._tasks is tasks) == (["/a", "/b"], 0, True)
-    with pytest.raises(TypeError):
-        queue.add("task")
+    for wrong in ("task", None):
+        with pytest.raises(TypeError):
+            queue.add(wrong)
 
 
 def test_cycles_through_a_check_are_collected() -> None:
@@ -308,6 +335,7 @@ def test_cycles_through_a_check_are_collected() -> None:
     task.results.add(result)
     result._check.queue = queue
     result._op.queue = queue
+    result._check.clone = result._param.clone()
     seen = [weakref.ref(kept) for kept in (queue, task, result, result._check, result._op)]
     del result, queue, task
     gc.collect()

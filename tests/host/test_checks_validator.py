@@ -234,6 +234,7 @@ def test_a_check_may_do_anything(caplog: Any) -> None:
     def meddle(self: Any, path: str) -> None:
         scene.host.selection = []
         scene.validator.start()
+        scene.validator._plan_checks(Mode.Project)
         scene.validator.queue.clear()
         scene.stage.buffer.erase()
         scene.stage.hierarchy.pattern.set(
@@ -246,7 +247,7 @@ def test_a_check_may_do_anything(caplog: Any) -> None:
     scene.host.selection = ["/Car"]
     scene.start()
     assert [path for _, path, _ in Intermediate.ran] == ["/Car", "/Car/Wheel_L", "/Car/Wheel_R"]
-    assert (scene.host.selection, len(scene.validator.queue)) == (["/Car"], 0)
+    assert (scene.host.selection, len(scene.validator.queue)) == (["/Car"], 4)
     assert any("under way" in entry for entry in logged(caplog))
     assert scene.start() == [(SCENE, [])]
 
@@ -260,6 +261,31 @@ def test_failures_of_the_host_reach_the_caller_and_the_next_run_starts_clean() -
     assert [name for name, _ in scene.start()] == [SCENE, "/Car"]
 
 
+def test_a_broken_control_costs_its_own_run_only(caplog: Any) -> None:
+    class Moody(type):
+        broken = False
+
+        @property
+        def class_id(cls) -> str:
+            if Moody.broken:
+                raise ValueError("moody")
+            return "moody"
+
+    moody = Moody(
+        "moody", (Intermediate,), {"short_name": "", "long_name": "", "scene_oriented": True}
+    )
+    scene = Scene([moody, UNITS, FACES], car=config(moody=[], units=[], faces=[]))
+    Moody.broken = True
+    cleared = next(iter(scene.stage.hierarchy.pattern.get_checklist("stamp of car").get()))
+    cleared.clear()
+    cleared.enabled = True
+    assert scene.start() == [
+        (SCENE, [("Units", Status.Pass)]),
+        ("/Car", [("Faces", Status.Pass)]),
+    ]
+    assert any("moody" in entry for entry in logged(caplog))
+
+
 def test_a_store_that_fails_disturbs_nothing(caplog: Any) -> None:
     scene = Scene([FACES], car=config(faces=[]))
     scene.store.write = scene.store.add = None  # type: ignore[assignment]
@@ -268,11 +294,11 @@ def test_a_store_that_fails_disturbs_nothing(caplog: Any) -> None:
 
 
 def test_a_dropped_validator_is_collected() -> None:
-    scene = Scene([FACES], car=config(faces=[]))
+    scene = Scene([FACES, SIZES], car=config(faces=[], sizes=[]))
     scene.start()
     (_, task) = scene.validator.queue
     task.results[0]._check.validator = scene.validator
-    scene.api.validator = scene.validator
+    scene.api.validator = scene.host.validator = scene.validator
     seen = [weakref.ref(kept) for kept in (scene.validator, scene.api, scene.validator.queue)]
     del scene, task, _
     gc.collect()
