@@ -6,6 +6,7 @@ from dataclasses import dataclass, field
 
 import numpy as np
 
+import core
 from kavel.checking.geometry.editing import transformed
 from kavel.checking.geometry.transforms import taken_apart
 from kavel.checking.reporting import edit_conflict
@@ -15,66 +16,119 @@ from kavel.view import Mesh, Scene, Transform
 @dataclass(frozen=True)
 class Frozen:
     """What is to be done. `words` tell what is not frozen, none when all is; `conflict` why nothing
-    may be done about it. `transforms` by path, the object's own among them."""
+    may be done about it. `meshes`, each with a matrix for its points, and `transforms` by path."""
 
     words: list[str] = field(default_factory=list)
     conflict: str = ""
-    path: str = ""
-    mesh: Mesh | None = None
-    matrix: np.ndarray | None = None
+    meshes: dict[str, tuple[Mesh, np.ndarray]] = field(default_factory=dict)
     transforms: dict[str, Transform] = field(default_factory=dict)
 
     def apply(self, scene: Scene) -> None:
-        """Does nothing when there is a conflict. The mesh is first, since a host may refuse it."""
+        """Does nothing when there is a conflict. Meshes are first, since a host may refuse one; the
+        others are then as they were."""
         if not self.words or self.conflict:
             return
-        if self.mesh is not None and self.matrix is not None:
-            scene.set_mesh(self.path, transformed(self.mesh, self.matrix))
+        done: list[str] = []
+        try:
+            for path, (mesh, matrix) in self.meshes.items():
+                scene.set_mesh(path, transformed(mesh, matrix))
+                done.append(path)
+        except Exception:
+            for path in done:
+                scene.set_mesh(path, self.meshes[path][0])
+            raise
         for path, transform in self.transforms.items():
             scene.set_transform(path, transform)
 
 
-def frozen(
-    scene: Scene, path: str, translation: bool, rotation: bool, scale: bool, tolerance: float
-) -> Frozen:
-    """What freezing the chosen parts of the transform of `path` takes."""
+@dataclass(frozen=True)
+class Parts:
+    """Which parts of a transform are to be frozen. Smaller differences than `tolerance`, in metres,
+    radians and share of the scale, are none."""
+
+    translation: bool
+    rotation: bool
+    scale: bool
+    tolerance: float
+
+    def of(self, old: Transform) -> Transform:
+        """`old` with these parts frozen."""
+        return Transform(
+            np.zeros(3) if self.translation else old.translation,
+            np.array([0.0, 0.0, 0.0, 1.0]) if self.rotation else old.rotation,
+            np.ones(3) if self.scale else old.scale,
+        )
+
+
+def frozen(scene: Scene, path: str, parts: Parts) -> Frozen:
+    """What freezing these parts of the transform of `path` takes.
+
+    What lies below takes the transform over. What was frozen there stays frozen, as far as it can.
+    """
     old = scene.transform(path)
-    words = _words(old, translation, rotation, scale, tolerance)
+    words = _words(old, parts)
     if not words:
         return Frozen()
-    new = Transform(
-        np.zeros(3) if translation else old.translation,
-        np.array([0.0, 0.0, 0.0, 1.0]) if rotation else old.rotation,
-        np.ones(3) if scale else old.scale,
-    )
-    children = scene.children(path)
-    conflict = edit_conflict(scene, path) or _conflict(old, new)
-    for child in children:
-        if not conflict and scene.is_deformed(child):
-            conflict = f"a skin, a blend shape or an animation depends on {scene.name(child)}"
+    conflict = _objection(scene, path, old, parts.of(old))
     if conflict:
         return Frozen(words, conflict)
-    matrix = np.linalg.inv(new.matrix) @ old.matrix
-    transforms = {path: new}
-    for child in children:
-        moved = taken_apart(matrix @ scene.transform(child).matrix)
-        if moved is None or scene.transform(child).sheared:
-            return Frozen(words, f"{scene.name(child)} below it would be sheared")
-        transforms[child] = moved
-    return Frozen(words, "", path, scene.mesh(path), matrix, transforms)
+    plan = Frozen(words)
+    stack = [(path, old)]  # what is to be frozen, and the transform that it would have otherwise
+    while stack:
+        item, stands = stack.pop()
+        new = parts.of(stands)
+        matrix = np.linalg.inv(new.matrix) @ stands.matrix
+        plan.transforms[item] = new
+        mesh = scene.mesh(item)
+        if mesh is not None:
+            plan.meshes[item] = mesh, matrix
+        for child in scene.children(item):
+            was = scene.transform(child)
+            moved = taken_apart(matrix @ was.matrix)
+            if moved is None or was.sheared:
+                return Frozen(words, f"{scene.name(child)} below it would be sheared")
+            if _words(was, parts) or _objection(scene, child, moved, parts.of(moved)):
+                plan.transforms[child] = moved
+            else:
+                stack.append((child, moved))
+    return plan
 
 
-def _words(
-    old: Transform, translation: bool, rotation: bool, scale: bool, tolerance: float
-) -> list[str]:
-    words = []
+def _objection(scene: Scene, path: str, old: Transform, new: Transform) -> str:
+    """Why the transform of an object must not be brought from `old` to `new`, or ""."""
+    conflict = edit_conflict(scene, path) or _conflict(old, new)
+    if conflict:
+        return conflict
+    left = scene.attached(path)
+    if left:
+        return f"the object also holds {left}, which would be left behind"
+    for child in scene.children(path):
+        if scene.is_deformed(child):
+            return f"a skin, a blend shape or an animation depends on {scene.name(child)}"
+    if not _shows_a_mesh(scene, path):
+        return "there is no mesh to take it over; the placement is all that the object holds"
+    return ""
+
+
+def _shows_a_mesh(scene: Scene, path: str) -> bool:
+    stack = [path]
+    while stack:
+        item = stack.pop()
+        if scene.type(item) == core.Constants.Scene.Type.Mesh or scene.mesh(item) is not None:
+            return True
+        stack.extend(scene.children(item))
+    return False
+
+
+def _words(old: Transform, parts: Parts) -> list[str]:
+    words, tolerance = [], parts.tolerance
     # Written so that what is not a number counts as not frozen.
-    if translation and not np.abs(old.translation).max() <= tolerance:
+    if parts.translation and not np.abs(old.translation).max() <= tolerance:
         words.append("moved")
     angle = 2 * np.arctan2(np.linalg.norm(old.rotation[:3]), abs(old.rotation[3]))
-    if rotation and not angle <= tolerance:
+    if parts.rotation and not angle <= tolerance:
         words.append("rotated")
-    if scale and not np.abs(old.scale - 1).max() <= tolerance:
+    if parts.scale and not np.abs(old.scale - 1).max() <= tolerance:
         words.append("scaled")
     return words
 

@@ -9,7 +9,7 @@ import numpy as np
 
 import core
 from kavel.checking import ObjectCheck, SceneCheck, Values, combo, matches_any
-from kavel.checking.freezing import Frozen, frozen
+from kavel.checking.freezing import Frozen, Parts, frozen
 from kavel.checking.geometry.bounds import below, world_bounds
 from kavel.view import Scene
 
@@ -90,9 +90,11 @@ class FrozenTransforms(ObjectCheck):
     short_name = "Frozen Transform"
     long_name = "Transform Not Frozen"
     description = (
-        "Finds objects that are moved, turned or scaled against their parent. The fix moves that "
-        "into the points of the mesh and keeps everything below in its place. It leaves alone what "
-        "is skinned, animated or shares its mesh with other objects."
+        "Finds objects that are turned or scaled against their parent, or moved, where that is "
+        "asked for. The fix puts that into the points of the mesh and keeps everything below in "
+        "its place; freezing the position takes the object's own pivot away. Not fixed is what is "
+        "skinned, animated or shares its mesh, and what has no mesh or more than faces: locators, "
+        "cameras, lights, lines."
     )
     category = core.Constants.Check.Category.Object
     sort_index = 30
@@ -102,7 +104,12 @@ class FrozenTransforms(ObjectCheck):
         kinds = core.Parameters
         return kinds.Block(
             [
-                kinds.Switch("translation", True, label="Position", help_text="Must be zero."),
+                kinds.Switch(
+                    "translation",
+                    False,  # where an object stands is also its pivot
+                    label="Position",
+                    help_text="Must be zero, so that the pivot is the parent's.",
+                ),
                 kinds.Switch("rotation", True, label="Rotation", help_text="Must be zero."),
                 kinds.Switch("scale", True, label="Scale", help_text="Must be 1."),
                 kinds.FloatRange(
@@ -136,7 +143,7 @@ class FrozenTransforms(ObjectCheck):
 
 def _plan(scene: Scene, path: str, values: Values) -> Frozen:
     parts = (values.translation, values.rotation, values.scale)
-    return frozen(scene, path, *parts, values.tolerance)
+    return frozen(scene, path, Parts(*parts, values.tolerance))
 
 
 class BadScale(ObjectCheck):

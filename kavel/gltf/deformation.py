@@ -2,9 +2,15 @@
 
 from __future__ import annotations
 
+import re
 from typing import Any
 
 from kavel.gltf.lookup import Lookup
+
+_NODE = re.compile(r"/nodes/(0|[1-9]\d*)(/|\Z)")
+# Below these, nothing is said of where a node stands or of the points of its mesh; the blend shapes
+# of meshes are found by themselves.
+_ELSEWHERE = ("/materials/", "/textures/", "/images/", "/cameras/", "/meshes/", "/extensions/")
 
 
 class Deformation:
@@ -68,7 +74,22 @@ class Deformation:
                 if "node" in target:
                     look.entry("nodes", target["node"], f"{spot}.target.node")
                     found.append(target["node"])
+                extensions = look.mapping(target, "extensions", f"{spot}.target")
+                if "KHR_animation_pointer" in extensions:
+                    found += self._pointed_at(extensions["KHR_animation_pointer"])
         return found
+
+    def _pointed_at(self, extension: Any) -> list[int]:
+        """The nodes that a JSON pointer leads to; all of them when it is not understood."""
+        pointer = extension.get("pointer") if isinstance(extension, dict) else None
+        count = len(self._nodes())
+        if isinstance(pointer, str):
+            node = _NODE.match(pointer)
+            if node and len(node[1]) < 10 and int(node[1]) < count:
+                return [int(node[1])]
+            if pointer.startswith(_ELSEWHERE):
+                return []
+        return list(range(count))
 
     def _joints(self) -> list[int]:
         look, found = self._lookup, []

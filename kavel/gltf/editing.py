@@ -15,12 +15,13 @@ import numpy as np
 import numpy.typing as npt
 
 from kavel.gltf.meshes import Handles, Part
+from kavel.gltf.recognition import Alike, Recognition, turns
 from kavel.gltf.weld import unique_rows
 from kavel.view import Mesh
 from kavel.view.mesh import Indices, Reals
 
 
-def carried(old: Mesh, new: Mesh) -> Mesh:
+def carried(old: Mesh, new: Mesh, alike: Alike) -> Mesh:
     """`new`, rounded to what a file holds and with the handles that follow from those of `old`.
 
     Errors: ValueError for arrays that do not fit together, or for an edit that cannot be stored.
@@ -30,7 +31,7 @@ def carried(old: Mesh, new: Mesh) -> Mesh:
         raise ValueError("the file's format holds triangles only")
     _require_names(old, new)
     materials = _slot_materials(old, new)
-    return replace(new, handles=_Carrier(old, new, materials).handles())
+    return replace(new, handles=_Carrier(old, new, materials, alike).handles())
 
 
 def rounded(mesh: Mesh) -> Mesh:
@@ -91,12 +92,12 @@ class _Group:
 
 
 class _Carrier:
-    def __init__(self, old: Mesh, new: Mesh, materials: list[int | None]) -> None:
+    def __init__(self, old: Mesh, new: Mesh, materials: list[int | None], alike: Alike) -> None:
         self._old, self._new = old, new
         self._handles: Handles = old.handles
         self._materials = materials
         self._same_points = len(old.points) == len(new.points)
-        self._sources = corner_sources(old, new)
+        self._sources = corner_sources(old, new, alike)
         self._vertices = self._handles.vertices[self._sources]
         isolated = np.ones(len(new.points), bool)
         isolated[new.corners] = False
@@ -187,68 +188,50 @@ class _Carrier:
         return rest[found], np.array(points, np.int64)
 
 
-def corner_sources(old: Mesh, new: Mesh) -> Indices:
+def corner_sources(old: Mesh, new: Mesh, alike: Alike) -> Indices:
     """(C,) the corner of `old` that each corner of `new` comes from.
 
-    Faces are recognised by their points, then by where these lie; as many faces as before with
-    other points are the same faces, moved or merged. Errors: ValueError when faces cannot be
+    Faces are recognised by their points in the order they had; then by where these lie, and faces
+    in the same place by their values; then by their points in any order; then as many faces as
+    before are the same faces with merged points. Errors: ValueError when faces cannot be
     recognised.
     """
     before, after = old.corners.reshape(-1, 3), new.corners.reshape(-1, 3)
-    if len(old.points) == len(new.points) and len(before) == len(after):
-        turned = _turns(before[..., None], after[..., None])
+    same_points = len(old.points) == len(new.points)
+    if same_points and len(before) == len(after):
+        turned = turns(before[..., None], after[..., None])
         if (turned >= 0).all():
             return _flat(np.arange(len(after)), turned)
-    faces = _recognised(old.points[before], new.points[after])
-    if (faces >= 0).all():
-        turned = _turns(old.points[before[faces]], new.points[after])
-        return _flat(faces, turned)
+    places = [(old.points[before], new.points[after])]
+    if same_points:
+        places.append((before[..., None].astype(float), after[..., None].astype(float)))
+    for known, asked in places:
+        faces = Recognition(old, new, alike).faces(known, asked)
+        if (faces >= 0).all():
+            return _flat(faces, turns(known[faces], asked))
     if len(before) != len(after):
         raise ValueError(
             "faces were added, or were removed while points moved; the file keeps more per vertex "
             "than is known of them (remove first, then move)"
         )
+    _require_merged(old, new)
     return np.arange(len(after) * 3, dtype=np.int64)
 
 
-def _turns(before: npt.NDArray[Any], after: npt.NDArray[Any]) -> Indices:
-    """(F, 3) for each corner of the faces `after`, (F, 3, ...), its position in the face `before`;
-    -1 where it is not there. A corner that stayed where it was is itself."""
-    equal = (after[:, :, None] == before[:, None, :]).all(axis=-1)
-    positions = np.where(equal.any(axis=2), equal.argmax(axis=2), -1)
-    stayed = equal[:, np.arange(3), np.arange(3)]
-    return np.where(stayed, np.arange(3), positions).astype(np.int64)
+def _require_merged(old: Mesh, new: Mesh) -> None:
+    """Errors: ValueError unless each of the old points went to one place with all its corners."""
+    now = new.points[new.corners]
+    went = np.zeros((len(old.points), 3))
+    went[old.corners] = now
+    if not np.array_equal(went[old.corners], now):
+        raise ValueError(
+            "faces came into another order, or apart, while points moved; the file keeps more per "
+            "vertex than is known of them (one after the other)"
+        )
 
 
 def _flat(faces: Indices, turned: Indices) -> Indices:
     return (faces[:, None] * 3 + turned).ravel()
-
-
-def _recognised(before: Reals, after: Reals) -> Indices:
-    """For each of the faces `after`, (F, 3, 3) of positions, the face in `before` with the same
-    three; -1 when there is none. The second of equal faces is the second one there too."""
-    if not len(after) or not len(before):
-        return np.full(len(after), -1, np.int64)
-    both = np.concatenate([before, after])
-    _, corners = unique_rows(both.reshape(-1, 3))
-    _, groups = unique_rows(np.sort(corners.reshape(-1, 3), axis=1))
-    known, asked = groups[: len(before)], groups[len(before) :]
-    most = len(groups) + 1
-    keys, wanted = known * most + _occurrences(known), asked * most + _occurrences(asked)
-    order = np.argsort(keys)
-    places = np.searchsorted(keys, wanted, sorter=order)
-    places = order[np.minimum(places, len(keys) - 1)]
-    return np.where(keys[places] == wanted, places, -1)
-
-
-def _occurrences(groups: Indices) -> Indices:
-    """How often the group of each element came before it."""
-    order = np.argsort(groups, kind="stable")
-    ordered = groups[order]
-    starts = np.searchsorted(ordered, ordered)
-    result = np.empty(len(groups), np.int64)
-    result[order] = np.arange(len(groups)) - starts
-    return result
 
 
 def _differ(vertices: Indices, values: npt.NDArray[Any]) -> bool:

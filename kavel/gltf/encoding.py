@@ -14,6 +14,7 @@ from typing import Any
 import numpy as np
 import numpy.typing as npt
 
+from kavel.errors import SceneError
 from kavel.gltf.accessors import COMPONENTS, Accessors
 from kavel.gltf.meshes import TRIANGLES, Part
 from kavel.view import Mesh
@@ -123,15 +124,35 @@ def encode_mesh(
     mesh = draft.replace("meshes", index)
     olds = {part.primitive: number for number, part in enumerate(original.handles.parts)}
     written: dict[int, list[dict[str, Any]]] = {}
+    moved = False
     for number, part in enumerate(current.handles.parts):
         edit = _Primitive(draft, accessors, mesh["primitives"][part.primitive], original, current)
         result = edit.write(olds[part.primitive], number)
+        moved |= edit.moved
         written.setdefault(part.primitive, []).append(result)
+    if moved and len(olds) < len(mesh["primitives"]):
+        raise ValueError("the mesh has lines or points, which would stay behind")
     mesh["primitives"] = [
         primitive
         for number, old in enumerate(mesh["primitives"])
         for primitive in (written.get(number, []) if number in olds else [old])
     ]
+
+
+def same_vertices(
+    accessors: Accessors, primitive: dict[str, Any], first: Indices, second: Indices
+) -> bool:
+    """Whether vertices (N,) and (N,) of a primitive agree pair by pair in all their attributes.
+    Attributes that cannot be read may differ."""
+    try:
+        for owner in (primitive["attributes"], *primitive.get("targets", [])):
+            for name, index in owner.items():
+                values = accessors.raw(index, name)
+                if not np.array_equal(values[first], values[second]):
+                    return False
+    except SceneError:
+        return False
+    return True
 
 
 class _Primitive:
@@ -150,6 +171,8 @@ class _Primitive:
         self._result = copy.deepcopy(source)
         self._original, self._current = original, current
         self._renumbered = False
+        #: After `write`: whether points are in another place than before.
+        self.moved = False
         self._sources: Indices = np.zeros(0, np.int64)
 
     def write(self, old: int, new: int) -> dict[str, Any]:
@@ -158,7 +181,7 @@ class _Primitive:
         after: Part = self._current.handles.parts[new]
         self._sources = after.sources
         self._renumbered = not np.array_equal(after.sources, before.sources)
-        moved = self._set("POSITION", self._current.points[after.points])
+        self.moved = moved = self._set("POSITION", self._current.points[after.points])
         shaded = self._shading(new)
         self._require_shapes_fit(moved, shaded)
         if self._renumbered:

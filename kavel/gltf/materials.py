@@ -41,7 +41,7 @@ class Materials:
             images = {
                 use: self._texture(texture, where) for use, texture, where in _textures(entry, spot)
             }
-            self._materials[index] = Material(_name(entry, spot), images)
+            self._materials[index] = Material(_name(entry, spot), images, index)
         return self._materials[index]
 
     def uv_sets(self, index: Any, place: str) -> set[str]:

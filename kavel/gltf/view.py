@@ -11,18 +11,19 @@ import numpy as np
 
 from kavel.errors import SceneError
 from kavel.gltf.accessors import Accessors
+from kavel.gltf.attached import attached
 from kavel.gltf.buffers import Buffers
 from kavel.gltf.container import SceneFile
 from kavel.gltf.deformation import Deformation
 from kavel.gltf.editing import carried
-from kavel.gltf.encoding import Draft, encode_mesh
+from kavel.gltf.encoding import Draft, encode_mesh, same_vertices
 from kavel.gltf.lookup import Lookup
 from kavel.gltf.materials import Materials
 from kavel.gltf.meshes import Meshes
 from kavel.gltf.transforms import read_transform, sound_transform, write_transform
 from kavel.view import Mesh, Selection, Transform
 from kavel.view.changes import mesh_changes, transform_changes
-from kavel.view.mesh import Reals
+from kavel.view.mesh import Indices, Reals
 
 if TYPE_CHECKING:
     from kavel.gltf.operator import GltfOperator
@@ -157,6 +158,11 @@ class GltfScene:
         with an animated parent can be changed freely."""
         return self._deformation.concerns(self._nodes[path])
 
+    def attached(self, path: str) -> str:
+        """Cameras, lights, extensions of the node that this program does not know, and primitives
+        that are no faces."""
+        return attached(self._lookup, self._nodes[path])
+
     def shares_mesh(self, path: str) -> bool:
         """Nodes that are in none of the shown scenes count too."""
         index = self._mesh_index(path)
@@ -168,7 +174,12 @@ class GltfScene:
         if index is None:
             raise ValueError(f"{path} has no mesh that could be replaced")
         original = self._stored_mesh(index, path)
-        mesh = carried(self._edits.meshes.get(index, original), mesh)
+        primitives = self._lookup.document["meshes"][index]["primitives"]
+
+        def alike(number: int, first: Indices, second: Indices) -> bool:
+            return same_vertices(self._accessors, primitives[number], first, second)
+
+        mesh = carried(self._edits.meshes.get(index, original), mesh, alike)
         self._require_unused(original, mesh)
         try:
             encode_mesh(self._draft(), self._accessors, index, original, mesh)

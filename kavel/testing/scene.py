@@ -28,6 +28,7 @@ class _Object:
     parent: str | None
     transform: Transform
     deformed: bool
+    attached: str
     mesh: int | None  # key in the table of meshes; objects with the same key share the mesh
 
 
@@ -97,6 +98,7 @@ class MemoryScene(MemoryOperator):
         scale: Sequence[float] = (1.0, 1.0, 1.0),
         sheared: bool = False,
         deformed: bool = False,
+        attached: str = "",
         **parts: Any,
     ) -> MemoryScene:
         """Add an object and return the scene.
@@ -106,7 +108,7 @@ class MemoryScene(MemoryOperator):
         the shown name where it is not the last part of the path, as with siblings of one name.
         `type` is a unified type; without it, a mesh makes "mesh", children "transform", and neither
         "locator". `rotation` is a quaternion x, y, z, w. `deformed`: a skin or an animation depends
-        on the object.
+        on the object. `attached`: what else it carries, as in "a camera".
 
         Errors: ValueError for a path that is taken or malformed, an unknown type, a mesh given
         twice, or parts that do not fit together; KeyError when `mesh_of` is not there; TypeError
@@ -123,7 +125,7 @@ class MemoryScene(MemoryOperator):
         if parent and parent not in self._objects:
             self.add(parent)
         shown = last if name is None else name
-        item = _Object(shown, type, parent or None, placed, deformed, key)
+        item = _Object(shown, type, parent or None, placed, deformed, attached, key)
         self._objects[path] = item
         self._opened = None
         return self
@@ -215,6 +217,9 @@ class MemoryScene(MemoryOperator):
 
     def is_deformed(self, path: str) -> bool:
         return self._object(path).deformed
+
+    def attached(self, path: str) -> str:
+        return self._object(path).attached
 
     def shares_mesh(self, path: str) -> bool:
         key = self._object(path).mesh

@@ -25,10 +25,14 @@ class Image:
 
 @dataclass(frozen=True)
 class Material:
-    """What one material slot refers to; `images` by their use ("base color", "normal", ...)."""
+    """What one material slot refers to; `images` by their use ("base color", "normal", ...).
+
+    `handle` is how the host tells it from others that look the same here; none when it cannot.
+    """
 
     name: str
     images: dict[str, Image] = field(default_factory=dict)
+    handle: Any = None
 
 
 @dataclass

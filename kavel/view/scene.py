@@ -94,6 +94,11 @@ class Scene(Protocol):
         """Whether a skin, a blend shape or an animation depends on the object's points or
         placement, so that neither may be changed by a fix."""
 
+    def attached(self, path: str) -> str:
+        """What else than faces and children stands where the object's transform puts it, as in
+        "a camera" or "lines"; "" for nothing. It would be left behind by a fix that moves the
+        transform into points."""
+
     def shares_mesh(self, path: str) -> bool:
         """Whether other objects show the same mesh, so that changing its points changes them."""
 

@@ -22,9 +22,11 @@ from kavel.testing import (
     assert_passes,
     box,
     fix,
+    polygons,
     run,
 )
 
+ALL = {"translation": True}
 TURN = (0.0, 0.0, np.sin(0.3), np.cos(0.3))
 
 
@@ -140,18 +142,19 @@ def world(scene: Any) -> Any:
         {"scale": (-3, -3, -3), "rotation": TURN},
     ],
 )
-@pytest.mark.parametrize("values", [{}, {"translation": False}, {"scale": False}])
+@pytest.mark.parametrize("values", [ALL, {}, {**ALL, "scale": False}])
 def test_freezing_moves_nothing_but_the_pivot(placed: Any, values: Any) -> None:
     scene = placed_family(**placed)
     before = world(scene)
-    if placed.keys() == values.keys():  # nothing of what is chosen is there
+    defaults = {"translation": False, "rotation": True, "scale": True}
+    if not any({**defaults, **values}[part] for part in placed):
         assert_passes(FrozenTransforms, "top/a", scene=scene, parameters=values)
         return
     assert_fix_is_idempotent(FrozenTransforms, "top/a", scene=scene, parameters=values)
     after = world(scene)
     for path in ("top/a", "top/a/child", "top/a/child/leaf"):
         assert after[path] == pytest.approx(before[path])
-    if not values:
+    if values == ALL:
         assert scene.transform("top/a").matrix == pytest.approx(np.eye(4))
 
 
@@ -162,6 +165,7 @@ def test_freezing_moves_nothing_but_the_pivot(placed: Any, values: Any) -> None:
         ({"sheared": True, "scale": (2, 2, 2)}, "shear"),
         ({"scale": (0, 1, 1)}, "zero"),
         ({"scale": (1, 2, 3)}, "would be sheared"),
+        ({"scale": (2, 2, 2), "attached": "a camera"}, "holds a camera, which would be left"),
     ],
 )
 def test_freezing_is_not_offered_where_it_would_harm(change: Any, why: str) -> None:
@@ -181,12 +185,56 @@ def test_freezing_keeps_shared_meshes_and_animated_children() -> None:
     assert not assert_finds(FrozenTransforms, "a", scene=scene, message="low below it").fixable
     scene = MemoryScene().add("a", box(), scale=(2, 2, 2)).add("a/bone", deformed=True)
     assert not assert_finds(FrozenTransforms, "a", scene=scene, message="bone").fixable
+    scene = MemoryScene().add("hand/socket", rotation=TURN).add("group", rotation=TURN)
+    for path in ("hand/socket", "group"):
+        outcome = assert_finds(FrozenTransforms, path, scene=scene, message="no mesh to take it")
+        assert not outcome.fixable
+
+
+def test_freezing_makes_nothing_fail_that_passed() -> None:
+    scene = MemoryScene().add("a", translation=(0, 1, 0), rotation=TURN).add("a/b").add("a/own")
+    scene.add("a/b/c", box()).add("a/own/mesh", box(), translation=(1, 0, 0), scale=(2, 2, 2))
+    before, paths = world(scene), [path for path in scene.paths() if path != "a/own"]
+    failed = {path for path in paths if not run(FrozenTransforms, path, scene=scene, **ALL).passed}
+    assert failed == {"a", "a/own/mesh"}
+    assert_fix_is_idempotent(FrozenTransforms, "a", scene=scene, parameters=ALL)
+    for path in paths:
+        assert run(FrozenTransforms, path, scene=scene, **ALL).passed is (path != "a/own/mesh")
+    after = world(scene)
+    for path in ("a/b/c", "a/own/mesh"):
+        assert after[path] == pytest.approx(before[path])
+
+
+class Refusing(MemoryScene):
+    """Takes no new mesh for one object."""
+
+    def set_mesh(self, path: str, mesh: Any) -> None:
+        if path == "a/low":
+            raise ValueError("the mesh is locked")
+        super().set_mesh(path, mesh)
+
+
+def test_a_refused_mesh_leaves_the_others_alone() -> None:
+    scene = Refusing().add("a", box(), scale=(2, 2, 2)).add("a/low", box())
+    before = scene.snapshot()
+    assert "the mesh is locked" in fix(run(FrozenTransforms, "a", scene=scene)).errors
+    assert not scene.changes(before)
+
+
+def test_freezing_a_mirrored_object_keeps_normals_that_were_bent() -> None:
+    quad = [(0, 0, 0), (1, 0, 0), (1, 1, 0), (0, 1, 0)]
+    against = polygons(quad, [(0, 1, 2, 3)], normals=[[(0, 0, -1)] * 4])
+    scene = MemoryScene().add("a", against, scale=(-1, 1, 1))
+    fix(assert_finds(FrozenTransforms, scene=scene))
+    mesh = scene.mesh("a")
+    assert mesh is not None and mesh.normals is not None
+    assert mesh.normals.tolist() == [[0, 0, -1]] * 4 and mesh.corners.tolist() == [0, 3, 2, 1]
 
 
 def test_what_is_frozen_passes() -> None:
     scene = placed_family(translation=(0, 1e-6, 0), rotation=(0, 0, 0, -1))
-    assert_passes(FrozenTransforms, "top/a", scene=scene)
-    assert_finds(FrozenTransforms, "top/a", scene=scene, tolerance=1e-7, message="moved")
+    assert_passes(FrozenTransforms, "top/a", scene=scene, parameters=ALL)
+    assert_finds(FrozenTransforms, "top/a", scene=scene, **ALL, tolerance=1e-7, message="moved")
 
 
 def test_a_fix_asks_again_whether_it_may() -> None:

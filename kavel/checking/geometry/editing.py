@@ -65,30 +65,38 @@ def _is_zero(vectors: Reals) -> npt.NDArray[np.bool_]:
 def turned_over(mesh: Mesh, faces: Indices) -> Mesh:
     """The mesh with these faces wound the other way; each keeps its first corner. Normals that
     then point away from their face are turned as well."""
+    turned = _rewound(mesh, faces)
+    if turned.normals is None:
+        return turned
+    chosen = np.zeros(mesh.face_count, dtype=bool)
+    chosen[faces] = True
+    owner = mesh.corner_faces
+    vectors = topology(turned).area_vectors[owner]
+    with np.errstate(invalid="ignore"):
+        away = chosen[owner] & ((turned.normals * vectors).sum(axis=1) < 0)
+    return replace(turned, normals=np.where(away[:, None], -turned.normals, turned.normals))
+
+
+def _rewound(mesh: Mesh, faces: Indices) -> Mesh:
+    """The mesh with the corners of these faces, and the values there, in the opposite order."""
     chosen = np.zeros(mesh.face_count, dtype=bool)
     chosen[faces] = True
     owner = mesh.corner_faces
     position = np.arange(len(mesh.corners)) - mesh.offsets[owner]
     back = mesh.offsets[owner] + (-position) % mesh.face_sizes[owner]
     order = np.where(chosen[owner], back, np.arange(len(mesh.corners)))
-    turned = replace(
+    return replace(
         mesh,
         corners=mesh.corners[order],
         normals=None if mesh.normals is None else mesh.normals[order],
         uv_sets={name: uvs[order] for name, uvs in mesh.uv_sets.items()},
     )
-    if turned.normals is not None:
-        vectors = topology(turned).area_vectors[owner]
-        with np.errstate(invalid="ignore"):
-            away = chosen[owner] & ((turned.normals * vectors).sum(axis=1) < 0)
-        turned.normals[away] *= -1
-    return turned
 
 
 def transformed(mesh: Mesh, matrix: Reals) -> Mesh:
     """The mesh with its points moved by an affine `matrix` (4, 4) that can be inverted. Normals
-    keep standing on their faces, and a mirrored mesh is turned over, so that its outside stays
-    outside."""
+    go along as the surface's own do, also where somebody bent them on purpose; the faces of a
+    mirrored mesh are wound the other way, so that its outside stays outside."""
     linear = matrix[:3, :3]
     normals = mesh.normals
     if normals is not None:
@@ -96,4 +104,4 @@ def transformed(mesh: Mesh, matrix: Reals) -> Mesh:
     moved = replace(mesh, points=mesh.points @ linear.T + matrix[:3, 3], normals=normals)
     if np.linalg.det(linear) >= 0:
         return moved
-    return turned_over(moved, np.arange(mesh.face_count))
+    return _rewound(moved, np.arange(mesh.face_count))
