@@ -13,7 +13,7 @@ from collections.abc import MutableSequence
 from pathlib import Path
 from typing import Any
 
-from stub_types import ALIASES, ARGUMENTS, CLASSES, ELEMENTS, RESULTS, TYPES
+from stub_types import ALIASES, ARGUMENTS, CLASSES, ELEMENTS, READ_ONLY, RESULTS, TYPES
 
 STUB = Path(__file__).resolve().parents[1] / "host" / "core.pyi"
 HEADER = '''"""{doc}
@@ -131,7 +131,7 @@ class Stub:
         result = self.known(dotted, self.result_of(value.fget))
         self.add(depth, "@property")
         self.add(depth, f"def {name}(self) -> {result}: ...")
-        if value.fset is not None:
+        if value.fset is not None and dotted not in READ_ONLY:
             self.add(depth, f"@{name}.setter")
             self.add(depth, f"def {name}(self, value: {result}) -> None: ...")
 

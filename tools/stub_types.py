@@ -46,6 +46,9 @@ ELEMENTS = {
     "_Hierarchy.Pattern._ScopeList": "_Hierarchy.Pattern.Scope",
 }
 
+# Properties that a host may set, but mostly overrides by ones that cannot be set.
+READ_ONLY = {"Environment.target", "Environment.scope", "Scene.Operator.type_mapping"}
+
 # Arguments whose name says their type wherever the binding does not.
 ARGUMENTS = {
     "*paths": "str",

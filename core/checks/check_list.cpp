@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "core/foundation/busy.h"
 #include "core/foundation/logger.h"
 #include "core/runtime/services.h"
 
@@ -90,22 +91,34 @@ void CheckList::build() {
 }
 
 void CheckList::load(std::unique_ptr<CheckConfigPort> config) {
+  if (is_loading_) return foundation::log_warning("A check list is being loaded already");
+  const foundation::Busy busy(is_loading_);
   if (classes_->reloads() != reloads_) build();
-  config_ = std::move(config);
-  if (!config_) return;
+  const std::shared_ptr<CheckConfigPort> bound = std::move(config);
+  config_ = bound;
+  if (!bound) return;
   for (const Ref<Control>& control : select(false)) {
-    const std::string class_id = control->check_class().class_id();
-    // What is missing is not stored: loading a rule's configuration must not alter the project.
-    std::unique_ptr<CheckState> state = config_->get(class_id, false);
-    if (!state) state = check_state(runtime::make<CheckEntry>(class_id));
-    control->load(std::move(state));
+    if (foundation::guarded_foreign([&] { load_control(*control, *bound); })) continue;
+    control->enabled = false;
+    control->keep(nullptr);
   }
 }
 
+void CheckList::load_control(Control& control, CheckConfigPort& config) {
+  const std::string class_id = control.check_class().class_id();
+  // What is missing is not stored: loading a rule's configuration must not alter the project.
+  std::unique_ptr<CheckState> state = config.get(class_id, false);
+  if (!state) state = check_state(runtime::make<CheckEntry>(class_id));
+  control.load(std::move(state));
+}
+
 void CheckList::save() {
-  if (!config_) return;
+  const std::shared_ptr<CheckConfigPort> bound = config_;
+  if (!bound) return;
   for (const Ref<Control>& control : select(false)) {
-    std::unique_ptr<CheckState> state = config_->get(control->check_class().class_id(), true);
+    // What could not be loaded must not be replaced by defaults.
+    if (control->state() == nullptr) continue;
+    std::unique_ptr<CheckState> state = bound->get(control->check_class().class_id(), true);
     control->keep(std::move(state));
     control->save();
   }

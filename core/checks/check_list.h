@@ -46,7 +46,8 @@ class CheckList : public runtime::Object {
 
   /// Binds the configuration and loads each control from its entry, without changing it: a check
   /// that it does not mention has the defaults. The controls are made anew when the classes were
-  /// loaded again since. Null only unbinds.
+  /// loaded again since. Null only unbinds. A control that cannot be loaded is logged and off;
+  /// `save` leaves its entry alone. Called from within itself, it is logged and does nothing.
   void load(std::unique_ptr<CheckConfigPort> config);
   /// Saves each control into its entry, which is made when it is missing; does nothing without a
   /// configuration.
@@ -72,10 +73,13 @@ class CheckList : public runtime::Object {
 
  private:
   void build();
+  static void load_control(Control& control, CheckConfigPort& config);
 
   std::unique_ptr<ClassesPort> classes_;
   std::int64_t reloads_ = 0;
-  std::unique_ptr<CheckConfigPort> config_;
+  // Shared with a call that is working on it: code of a host may bind another one meanwhile.
+  std::shared_ptr<CheckConfigPort> config_;
+  bool is_loading_ = false;
   Ref<services::PresetEditor> preset_editor_;
 };
 

@@ -51,7 +51,7 @@ void ClassLoader::search_folder(const std::string& path) {
     (void)runtime::services().files->list(path);
     entries = runtime::services().modules->list(path);
   } catch (...) {
-    note_failure(note, Outcome::kFailed);
+    (void)note_failure(note, Outcome::kFailed);
     foundation::log_warning(foundation::format("Lost Check Directory - {}", {path}));
     return add_report(std::move(note));
   }
@@ -72,8 +72,7 @@ void ClassLoader::search_module(const runtime::ModuleEntry& entry) {
     const Value module = runtime::services().modules->load(entry, modules_);
     classes = source_.check_classes(module);
   } catch (...) {
-    note_failure(note, Outcome::kFailed);
-    const std::string error = note.reason.substr(0, note.reason.find(':'));
+    const std::string error = note_failure(note, Outcome::kFailed);
     foundation::log_warning(foundation::format("Import Failed: {} - {}", {entry.name, error}));
     return add_report(std::move(note));
   }
@@ -86,6 +85,19 @@ void ClassLoader::examine(const CheckClassPort& found, Note note) {
   const Value& check_class = found.object();
   const bool is_known =
       std::ranges::any_of(noted_, [&](const Value& other) { return other.same(check_class); });
+  try {
+    classify(found, is_known, note);
+  } catch (...) {
+    // Its metaclass answers some questions with an exception.
+    (void)note_failure(note, Outcome::kDenied);
+    if (!is_known) denied.push_back(check_class);
+  }
+  if (is_known) return;
+  noted_.push_back(check_class);
+  add_report(std::move(note));
+}
+
+void ClassLoader::classify(const CheckClassPort& found, bool is_known, Note& note) {
   note.class_name = found.source_name();
   if (found.lineage() < kCheckLineage) {
     note.outcome = Outcome::kIntermediate;
@@ -94,13 +106,10 @@ void ClassLoader::examine(const CheckClassPort& found, Note note) {
     note.outcome = Outcome::kDenied;
     note.reason = fault->reason;
     note.traceback = fault->traceback;
-    denied.push_back(check_class);
+    denied.push_back(found.object());
   } else if (!is_known) {
     accept(found, note);
   }
-  if (is_known) return;
-  noted_.push_back(check_class);
-  add_report(std::move(note));
 }
 
 void ClassLoader::accept(const CheckClassPort& found, Note& note) {
@@ -119,7 +128,7 @@ void ClassLoader::accept(const CheckClassPort& found, Note& note) {
     }
   } catch (...) {
     // It answered the test, but not a second time.
-    note_failure(note, Outcome::kDenied);
+    (void)note_failure(note, Outcome::kDenied);
     denied.push_back(found.object());
   }
 }
@@ -141,12 +150,13 @@ void ClassLoader::add_report(Note note) {
   report.push_back(runtime::make<ClassReport>(std::move(note)));
 }
 
-void ClassLoader::note_failure(Note& note, const char* outcome) {
+std::string ClassLoader::note_failure(Note& note, const char* outcome) {
   const auto fault = runtime::services().faults->report_foreign(std::current_exception());
   if (!fault) throw;
   note.outcome = outcome;
   note.reason = fault->class_name + ": " + fault->message;
   note.traceback = fault->traceback;
+  return fault->class_name;
 }
 
 }  // namespace kavel::checks

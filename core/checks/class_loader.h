@@ -61,10 +61,11 @@ class ClassLoader {
   void search_folder(const std::string& path);
   void search_module(const runtime::ModuleEntry& entry);
   void examine(const CheckClassPort& found, ClassReport::Note note);
+  void classify(const CheckClassPort& found, bool is_known, ClassReport::Note& note);
   void accept(const CheckClassPort& found, ClassReport::Note& note);
   void add_report(ClassReport::Note note);
-  /// Notes the exception being handled as the reason; throws on interrupts.
-  void note_failure(ClassReport::Note& note, const char* outcome);
+  /// Notes the exception being handled as the reason; the name of its class. Throws on interrupts.
+  std::string note_failure(ClassReport::Note& note, const char* outcome);
 
   ClassSource& source_;
   std::vector<Value>& modules_;

@@ -16,6 +16,8 @@ Classes::Classes(std::unique_ptr<ClassSource> source)
   reload();
 }
 
+Classes::~Classes() { forget_modules(); }
+
 void Classes::each_reference(runtime::ReferenceVisitor& visitor) const {
   visitor(accepted);
   visitor(denied);
@@ -30,20 +32,45 @@ void Classes::drop_references() noexcept {
   source_->drop_references();
   directory_ = Value();
   table_.clear();
-  modules_.clear();
+  forget_modules();
+}
+
+void Classes::forget_modules() noexcept {
+  std::vector<Value> modules;
+  std::swap(modules, modules_);
+  if (modules.empty()) return;
+  try {
+    runtime::services().modules->forget(modules);
+  } catch (...) {  // The interpreter is ending: nobody looks for the modules any more.
+  }
 }
 
 void Classes::reload() {
   if (is_loading_) return foundation::log_warning("Check classes are being loaded already");
   const foundation::Busy busy(is_loading_);
-  runtime::services().modules->forget(modules_);
-  modules_.clear();
-  runtime::services().modules->refresh();
-  ClassLoader loader(*source_, modules_);
-  for (const CheckFolder& folder : source_->folders()) {
-    directory_ = folder.object;
-    loader.search(folder);
+  const std::vector<CheckFolder> folders = source_->folders();
+  runtime::Modules& modules = *runtime::services().modules;
+  std::vector<Value> loaded;
+  Value directory = directory_;
+  modules.forget(modules_);
+  try {
+    modules.refresh();
+    ClassLoader loader(*source_, loaded);
+    for (const CheckFolder& folder : folders) {
+      directory = folder.object;
+      loader.search(folder);
+    }
+    publish(loader);
+  } catch (...) {
+    modules.forget(loaded);
+    modules.restore(modules_);
+    throw;
   }
+  std::swap(modules_, loaded);
+  std::swap(directory_, directory);
+}
+
+void Classes::publish(ClassLoader& loader) {
   std::vector<Value> classes;
   std::map<std::string, Value> table;
   for (auto& [class_id, check_class] : loader.sorted()) {

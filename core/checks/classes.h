@@ -18,12 +18,14 @@ class Classes final : public runtime::Object {
  public:
   /// Loads the classes at once.
   explicit Classes(std::unique_ptr<ClassSource> source);
+  /// Its modules are not found any more.
+  ~Classes() override;
 
   void each_reference(runtime::ReferenceVisitor& visitor) const override;
   void drop_references() noexcept override;
 
   /// Rebuilds everything from the directories; called by a module while it is loaded, it does
-  /// nothing. An interrupt leaves everything as it was.
+  /// nothing. An interrupt, or directories that cannot be read, leave everything as it was.
   void reload();
   /// The class with this identity; an empty value for an unknown one.
   [[nodiscard]] Value get(const std::string& class_id) const;
@@ -42,6 +44,9 @@ class Classes final : public runtime::Object {
   const Ref<runtime::List<Ref<ClassReport>>> report;
 
  private:
+  void publish(ClassLoader& loader);
+  void forget_modules() noexcept;
+
   std::unique_ptr<ClassSource> source_;
   Value directory_;
   std::map<std::string, Value> table_;

@@ -1,5 +1,7 @@
 #include "core/checks/control.h"
 
+#include <utility>
+
 #include "core/foundation/logger.h"
 
 namespace kavel::checks {
@@ -23,12 +25,13 @@ void Control::load(std::unique_ptr<CheckState> state) {
 }
 
 void Control::save() {
-  if (!state_) return;
-  if (enabled) {
-    state_->store(true, opened, parameters->data());
-  } else {
-    state_->store(false, false, parameters->defaults());
-  }
+  // An input or an entry of a host may load this control anew meanwhile.
+  const std::shared_ptr<CheckState> state = state_;
+  if (!state) return;
+  const bool is_enabled = enabled;
+  const bool is_opened = is_enabled && opened;
+  foundation::Json data = is_enabled ? parameters->data() : parameters->defaults();
+  state->store(is_enabled, is_opened, std::move(data));
 }
 
 void Control::clear() {

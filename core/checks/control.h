@@ -43,7 +43,8 @@ class Control final : public runtime::Object {
 
  private:
   std::unique_ptr<CheckClassPort> check_class_;
-  std::unique_ptr<CheckState> state_;
+  // Shared with a call that is writing into it: what it writes may be read by code of a host.
+  std::shared_ptr<CheckState> state_;
 };
 
 /// The controls of one category.

@@ -29,11 +29,14 @@ class Modules {
   [[nodiscard]] virtual std::string file(const ModuleEntry& entry) = 0;
 
   /// Runs a module's code anew, from its source. While it runs and afterwards, others find it under
-  /// its bare name, unless a module that was not loaded here bears that name; a module that is put
-  /// there is added to `ours`. Throws what the code raises; nothing is left behind then.
+  /// its bare name, unless a module that was not loaded here bears that name or would be found
+  /// under it: one of the interpreter's own or one on its search path. A module that is put there
+  /// is added to `ours`. Throws what the code raises; nothing is left behind then.
   [[nodiscard]] virtual Value load(const ModuleEntry& entry, std::vector<Value>& ours) = 0;
   /// Takes away those of `ours` that are still found under their names.
   virtual void forget(const std::vector<Value>& ours) = 0;
+  /// Puts those back under their names whose names nobody else has taken meanwhile.
+  virtual void restore(const std::vector<Value>& ours) = 0;
 };
 
 }  // namespace kavel::runtime

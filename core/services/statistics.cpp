@@ -32,15 +32,51 @@ void warn_of_version(const std::string& path) {
   foundation::log_warning(foundation::format("Incompatible Statistics Version - {}", {path}));
 }
 
+void warn_of_nested_use() {
+  foundation::log_warning("The statistics are in use by a call of the same thread already");
+}
+
 }  // namespace
+
+class Statistics::Turn {
+ public:
+  explicit Turn(Statistics& store)
+      : store_(store), is_nested_(store.holder_ == std::this_thread::get_id()) {
+    if (is_nested_) return;
+    store_.mutex_edit_->acquire();
+    store_.holder_ = std::this_thread::get_id();
+    // Only here does nobody else hold numbers of names.
+    store_.forget_names();
+  }
+  Turn(const Turn&) = delete;
+  Turn& operator=(const Turn&) = delete;
+  ~Turn() {
+    if (is_nested_) return;
+    for (std::size_t place = 0; place < kStatisticsKeys.size(); ++place) {
+      StatisticsSeries& waiting = store_.waiting_.at(place);
+      StatisticsSeries& series = store_.data_.series.at(place);
+      series.insert(series.end(), waiting.begin(), waiting.end());
+      waiting.clear();
+      bound(series, store_.maximum_records);
+    }
+    store_.holder_.reset();
+    store_.mutex_edit_->release();
+  }
+
+  [[nodiscard]] bool is_nested() const noexcept { return is_nested_; }
+
+ private:
+  Statistics& store_;
+  const bool is_nested_;
+};
 
 Statistics::Statistics(std::string path)
     : mutex_edit_(runtime::services().threads->make_lock()), path_(std::move(path)) {
-  if (auto content = read_file()) data_ = std::move(*content);
+  if (auto content = read_file(names_)) data_ = std::move(*content);
   base_ = data_;
 }
 
-std::optional<StatisticsContent> Statistics::read_file() {
+std::optional<StatisticsContent> Statistics::read_file(NameTable& names) {
   const auto document =
       foundation::read_raw_document(path_, {.corrupted = "Read Corrupted Statistics: {}",
                                             .incompatible = "Incompatible Statistics File - {}"});
@@ -48,7 +84,7 @@ std::optional<StatisticsContent> Statistics::read_file() {
   std::optional<StatisticsContent> content;
   foundation::guarded([&] {
     if (version_state(document.content) == VersionState::usable) {
-      content = read_content(document.content, names_, maximum_records);
+      content = read_content(document.content, names, maximum_records);
     } else {
       warn_of_version(path_);
     }
@@ -57,33 +93,49 @@ std::optional<StatisticsContent> Statistics::read_file() {
 }
 
 Json Statistics::read() {
-  const auto content = read_file();
-  return content ? to_json(*content, names_) : Json(Json::Map());
+  // The store's own names are of no use here: another thread may renumber them meanwhile.
+  NameTable names;
+  const auto content = read_file(names);
+  return content ? to_json(*content, names) : Json(Json::Map());
 }
 
-void Statistics::append(std::size_t place, StatisticsEntry entry) {
-  StatisticsSeries& series = data_.series.at(place);
+void Statistics::append(std::size_t place, StatisticsEntry entry, const Turn& turn) {
+  StatisticsSeries& series = turn.is_nested() ? waiting_.at(place) : data_.series.at(place);
   series.push_back(std::move(entry));
   bound(series, maximum_records);
+}
+
+void Statistics::forget_names() {
+  // Each record has two; twice as many before the next search keep its cost per name constant.
+  if (names_.size() <= std::max(names_limit_, 2 * maximum_records)) return;
+  NameTable used;
+  for (StatisticsContent* content : {&data_, &base_, sent_ ? &*sent_ : nullptr}) {
+    if (content == nullptr) continue;
+    for (StatisticsSeries& series : content->series) renumber(series, names_, used);
+  }
+  names_ = std::move(used);
+  names_limit_ = 2 * names_.size();
 }
 
 void Statistics::add_check(std::string_view name, std::string_view status, double seconds) {
   foundation::guarded([&] {
     const double now = runtime::services().system->time();
-    const runtime::LockGuard guard(*mutex_edit_);
-    append(kChecksPlace, {names_.number(name), names_.number(status), now, seconds, nullptr});
+    const Turn turn(*this);
+    append(kChecksPlace, {names_.number(name), names_.number(status), now, seconds, nullptr}, turn);
   });
 }
 
 void Statistics::add(const StatisticsRecord& record) {
   if (const auto* run = dynamic_cast<const ChecksRecord*>(&record)) {
-    const runtime::LockGuard guard(*mutex_edit_);
-    append(kChecksPlace, {names_.number(run->name), names_.number(run->result), run->timestamp,
-                          run->speed, nullptr});
+    const Turn turn(*this);
+    append(
+        kChecksPlace,
+        {names_.number(run->name), names_.number(run->result), run->timestamp, run->speed, nullptr},
+        turn);
   } else if (const auto place = place_of(record.key())) {
     StatisticsEntry entry = other_entry(record.data());
-    const runtime::LockGuard guard(*mutex_edit_);
-    append(*place, std::move(entry));
+    const Turn turn(*this);
+    append(*place, std::move(entry), turn);
   }
 }
 
@@ -91,8 +143,8 @@ void Statistics::add(std::string_view key, const Value& data) {
   const auto place = place_of(key);
   if (!place) return;
   foundation::guarded([&] {
-    const runtime::LockGuard guard(*mutex_edit_);
-    append(*place, EntryReader(names_).entry(data));
+    const Turn turn(*this);
+    append(*place, EntryReader(names_).entry(data), turn);
   });
 }
 
@@ -109,13 +161,12 @@ StatisticsContent Statistics::merged(const Value& map) {
 }
 
 void Statistics::extend(const Value& map) {
-  const runtime::LockGuard guard(*mutex_edit_);
+  const Turn turn(*this);
   runtime::services().json->refill(map, to_json(merged(map), names_));
 }
 
 bool Statistics::merge_into_file() {
   std::optional<StatisticsContent> content;
-  const runtime::LockGuard guard(*mutex_edit_);
   foundation::update_document(path_, [&](foundation::AccessQueue& turn) {
     content.reset();
     const bool is_map = runtime::services().data->is_map(turn.data());
@@ -136,34 +187,44 @@ bool Statistics::merge_into_file() {
 
 void Statistics::write() {
   foundation::guarded([this] {
-    if (!merge_into_file()) warn_of_version(path_);
+    bool is_newer = false;
+    {
+      const Turn turn(*this);
+      if (turn.is_nested()) return warn_of_nested_use();
+      is_newer = !merge_into_file();
+    }
+    if (is_newer) warn_of_version(path_);
   });
 }
 
 void Statistics::clear() {
-  const runtime::LockGuard guard(*mutex_edit_);
+  const Turn turn(*this);
+  if (turn.is_nested()) return warn_of_nested_use();
   for (StatisticsSeries& series : data_.series) series.clear();
 }
 
 runtime::Ref<StatisticsRequest> Statistics::create_http_request() {
   std::string user = StatisticsRequest::current_user();
-  const runtime::LockGuard guard(*mutex_edit_);
-  sent_ = data_;
+  const Turn turn(*this);
+  has_requested_ = true;
+  if (!sent_) sent_ = data_;
   return runtime::make<StatisticsRequest>(foundation::json_line(data()), std::move(user));
 }
 
 void Statistics::accept_http_response(const StatisticsResponse& response, bool clear_sent) {
-  if (!response.accepted) return;
-  foundation::log_debug("Statistics Sent");
-  if (!clear_sent) return;
-  if (sent_) {
-    const runtime::LockGuard guard(*mutex_edit_);
+  if (response.accepted) foundation::log_debug("Statistics Sent");
+  // Records that stay here are not forgotten as sent ones: a later answer may remove them.
+  if (response.accepted && !clear_sent) return;
+  {
+    const Turn turn(*this);
+    if (turn.is_nested()) return warn_of_nested_use();
+    const std::optional<StatisticsContent> sent = std::exchange(sent_, std::nullopt);
+    if (!response.accepted) return;
     for (std::size_t place = 0; place < kStatisticsKeys.size(); ++place) {
       StatisticsSeries& series = data_.series.at(place);
-      series = without(series, sent_->series.at(place));
+      if (!has_requested_) series.clear();
+      if (sent) series = without(series, sent->series.at(place));
     }
-  } else {
-    clear();
   }
   write();
   foundation::log_debug("Clear Local Statistics");

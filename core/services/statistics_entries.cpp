@@ -61,6 +61,14 @@ std::size_t StatisticsEntryHash::operator()(const StatisticsEntry& entry) const 
   return static_cast<std::size_t>(hash ^ (hash >> 32U));
 }
 
+void renumber(StatisticsSeries& series, const NameTable& from, NameTable& to) {
+  for (StatisticsEntry& entry : series) {
+    if (entry.other) continue;
+    entry.name = to.number(from.text(entry.name));
+    entry.result = to.number(from.text(entry.result));
+  }
+}
+
 StatisticsEntry other_entry(Json record) {
   StatisticsEntry entry;
   entry.other = std::make_shared<const OtherRecord>(std::move(record));

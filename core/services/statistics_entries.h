@@ -22,12 +22,14 @@ class NameTable {
   /// The number of a text, the same each time.
   [[nodiscard]] std::uint32_t number(std::string_view name);
   [[nodiscard]] const std::string& text(std::uint32_t number) const { return *texts_[number]; }
+  [[nodiscard]] std::size_t size() const noexcept { return texts_.size(); }
 
  private:
   struct Hash : std::hash<std::string_view> {
     using is_transparent = void;
   };
   std::unordered_map<std::string, std::uint32_t, Hash, std::equal_to<>> numbers_;
+  // Moving the map leaves its texts where they are.
   std::vector<const std::string*> texts_;
 };
 
@@ -63,6 +65,10 @@ struct StatisticsEntryHash {
 
 /// In order of time, as far as clocks go.
 using StatisticsSeries = std::deque<StatisticsEntry>;
+
+/// Gives the names of the entries the numbers that they have in `to`, for a table without names
+/// that no record has any more.
+void renumber(StatisticsSeries& series, const NameTable& from, NameTable& to);
 
 [[nodiscard]] StatisticsEntry other_entry(foundation::Json record);
 [[nodiscard]] foundation::Json to_json(const StatisticsEntry& entry, const NameTable& names);

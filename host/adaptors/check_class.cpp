@@ -120,7 +120,11 @@ class HostClasses final : public checks::ClassesPort {
   void introduce(const Object& object) override { (void)expose(&object); }
 
   std::int64_t reloads() override {
-    return py::getattr(from_value(classes_), "reloads", py::int_(0)).cast<std::int64_t>();
+    const py::object count = py::getattr(from_value(classes_), "reloads", py::none());
+    if (PyLong_Check(count.ptr()) == 0) return 0;
+    int overflow = 0;
+    const std::int64_t reloads = PyLong_AsLongLongAndOverflow(count.ptr(), &overflow);
+    return overflow == 0 ? reloads : 0;
   }
 
  private:

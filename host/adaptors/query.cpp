@@ -21,6 +21,7 @@ class HostQuery final : public scene::QueryPort {
     for (const Id id : roots) paths.append(to_text(table_.path(id)));
     const py::object locations = call_operation(host(), OperationName("get_locations"), {paths});
     std::vector<Id> found;
+    found.reserve(roots.size());
     for (const py::handle location : py::iter(locations)) found.push_back(store(location));
     return found;
   }

@@ -72,15 +72,25 @@ void bind_check_classes(py::handle scope) {
       define<Classes>(scope, "_Classes", "The check classes of the enabled check directories.");
   bind_report(classes);
   define_init(
-      classes, [](Value directories) { return new Classes(class_source(std::move(directories))); },
+      classes,
+      [](const py::object& directories) {
+        if (is_text(directories)) {
+          throw py::type_error("directories must be an iterable of folders, not one text");
+        }
+        return new Classes(class_source(to_value(directories)));
+      },
       py::arg("directories"),
       "directories: any iterable of folders; one whose `enabled` is false is not searched. Loads "
-      "the classes at once.");
+      "the classes at once. Errors: TypeError for a text.");
   classes.def("reload", &Classes::reload,
               "Loads every module of the directories anew. What fails is in `report` and logged.");
   classes.def("__iter__", [](const Classes& self) { return py::iter(expose(self.accepted)); });
-  classes.def("get", &Classes::get, py::arg("class_id"),
-              "The class with this identity, or none for an unknown one.");
+  classes.def(
+      "get",
+      [](const Classes& self, const py::object& class_id) {
+        return is_text(class_id) ? self.get(from_text(class_id)) : Value();
+      },
+      py::arg("class_id"), "The class with this identity, or none for any other value.");
   classes.def(
       "get_denied", [](const Classes& self) { return self.denied; },
       "The classes that failed the validity test, a live list.");

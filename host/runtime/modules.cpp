@@ -43,12 +43,25 @@ void execute(const py::object& spec, const py::object& module) {
   py::module_::import("builtins").attr("exec")(code, module.attr("__dict__"));
 }
 
+/// Whether others mean another module by that name, be it imported yet or not.
+bool is_taken(const py::object& name, const py::object& spec) {
+  const py::module_ sys = py::module_::import("sys");
+  for (const char* names : {"builtin_module_names", "stdlib_module_names"}) {
+    if (py::getattr(sys, names, py::tuple()).contains(name)) return true;
+  }
+  const py::object found =
+      py::module_::import("importlib.machinery").attr("PathFinder").attr("find_spec")(name);
+  // A folder without code of its own has no origin: it would give way to a module.
+  return !found.is_none() && !found.attr("origin").is_none() &&
+         !found.attr("origin").equal(spec.attr("origin"));
+}
+
 /// Stands in the registry while it lives, unless the name belongs to somebody else.
 class Registration {
  public:
-  Registration(const py::object& name, const py::object& module)
+  Registration(const py::object& name, const py::object& module, const py::object& spec)
       : name_(name), before_(registered(name)) {
-    is_free_ = before_.is_none() || is_plug_in(before_);
+    is_free_ = (before_.is_none() || is_plug_in(before_)) && !is_taken(name, spec);
     if (is_free_) registry()[name] = module;
   }
 
@@ -101,7 +114,7 @@ class InterpreterModules final : public runtime::Modules {
     const py::object spec = find(entry);
     const py::object module = py::module_::import("importlib.util").attr("module_from_spec")(spec);
     module.attr("__dict__")[kMark] = true;
-    Registration registration(to_text(entry.name), module);
+    Registration registration(to_text(entry.name), module, spec);
     try {
       execute(spec, module);
     } catch (...) {
@@ -116,6 +129,13 @@ class InterpreterModules final : public runtime::Modules {
     for (const Value& module : std::vector<Value>(ours)) {
       const py::object name = py::getattr(from_value(module), "__name__", py::none());
       if (registered(name).is(from_value(module))) registry().attr("pop")(name, py::none());
+    }
+  }
+
+  void restore(const std::vector<Value>& ours) override {
+    for (const Value& module : std::vector<Value>(ours)) {
+      const py::object name = py::getattr(from_value(module), "__name__", py::none());
+      if (is_text(name)) registry().attr("setdefault")(name, from_value(module));
     }
   }
 };

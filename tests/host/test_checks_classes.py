@@ -4,7 +4,9 @@ from __future__ import annotations
 
 import gc
 import json
+import subprocess
 import sys
+import textwrap
 import time
 import types
 import weakref
@@ -149,6 +151,7 @@ BROKEN = {
     "raises": ("raise LookupError('{} %s')", "LookupError"),
     "encoding": ("# -*- coding: nonsense -*-", "SyntaxError"),
     "null": ("x = '\0'", "SyntaxError"),
+    "odd class": ("raise type('A: B', (Exception,), {})", "A: B"),
 }
 
 
@@ -167,7 +170,8 @@ def test_broken_modules_are_noted_and_left_out(
     assert "broken_check.py" in note.traceback or "null" in note.traceback
     assert "broken_check" not in sys.modules
     finish_log()
-    error = note.reason.partition(":")[0]
+    if error == "SyntaxError":
+        error = note.reason.partition(":")[0]
     assert [entry.getMessage() for entry in caplog.records] == [
         f"Import Failed: broken_check - {error}"
     ]
@@ -179,7 +183,30 @@ def test_interrupts_end_the_search_and_leave_everything(tmp_path: Path) -> None:
     path.write_text("raise KeyboardInterrupt")
     with pytest.raises(KeyboardInterrupt):
         classes.reload()
-    assert (names(classes), classes.reloads, "a" in sys.modules) == (["One"], 1, False)
+    assert (names(classes), classes.reloads, "a" in sys.modules) == (["One"], 1, True)
+    assert sys.modules["a"].One is classes.get("One")
+
+
+def test_directories_that_cannot_be_read_leave_everything(tmp_path: Path) -> None:
+    class Fails:
+        broken = False
+
+        def __iter__(self) -> Iterator[str]:
+            if self.broken:
+                raise OSError("unplugged")
+            return iter([str(tmp_path)])
+
+    module(tmp_path, "kept_module", check("One"))
+    directories = Fails()
+    classes = core.Check._Classes(directories)
+    directories.broken = True
+    with pytest.raises(OSError, match="unplugged"):
+        classes.reload()
+    assert names(classes) == ["One"]
+    assert sys.modules["kept_module"].One is classes.get("One")
+    with pytest.raises(TypeError, match="not one text"):
+        core.Check._Classes(str(tmp_path))
+    assert [classes.get(key) for key in (None, 5, "\ud800")] == [None] * 3
 
 
 def test_names_of_modules_do_not_mix(tmp_path: Path) -> None:
@@ -200,6 +227,50 @@ def test_names_of_modules_do_not_mix(tmp_path: Path) -> None:
     classes._directories[:] = []
     classes.reload()
     assert "same_name" not in sys.modules
+
+
+def test_modules_that_others_mean_are_never_replaced(tmp_path: Path) -> None:
+    # One of the interpreter's own and one on the search path, which nobody imported yet.
+    script = """
+        import sys
+        sys.path[:] = {path!r} + [{installed!r}]
+        import core
+        for name in ("colorsys", "installed_module"):
+            sys.modules.pop(name, None)
+        classes = core.Check._Classes([{checks!r}])
+        assert [found.__name__ for found in classes] == ["One", "Two", "Three"]
+        import colorsys, installed_module, own_checks
+        assert hasattr(colorsys, "rgb_to_hsv") and installed_module.PLACE == 1
+        assert own_checks.Three is classes.get("Three")
+        del classes
+        assert "own_checks" not in sys.modules
+    """
+    installed, checks = tmp_path / "installed", tmp_path / "checks"
+    installed.mkdir()
+    (installed / "installed_module.py").write_text("PLACE = 1")
+    for index, name in enumerate(["colorsys", "installed_module", "own_checks"]):
+        module(checks, name, check(["One", "Two", "Three"][index], sort_index=index))
+    code = script.format(path=sys.path, installed=str(installed), checks=str(checks))
+    command = [sys.executable, "-c", textwrap.dedent(code)]
+    run = subprocess.run(command, capture_output=True, text=True, timeout=60, check=False)
+    assert (run.stderr, run.returncode) == ("", 0)
+
+
+def test_classes_whose_metaclass_raises_are_denied(tmp_path: Path) -> None:
+    source = (
+        "class Meta(type):\n"
+        "    def __getattribute__(cls, name):\n"
+        "        if name == '__qualname__':\n"
+        "            raise SystemExit(3)\n"
+        "        return type.__getattribute__(cls, name)\n"
+        "class Odd(Host, metaclass=Meta):\n"
+        "    class_id = 'odd'\n"
+    )
+    module(tmp_path, "a", check("One"), source, check("Two"))
+    classes = core.Check._Classes([str(tmp_path)])
+    assert names(classes) == ["One", "Two"]
+    assert len(classes.get_denied()) == 1
+    assert [note.reason for note in classes.report if note.outcome == "denied"] == ["SystemExit: 3"]
 
 
 def test_first_of_equal_identities_wins(tmp_path: Path) -> None:

@@ -165,6 +165,134 @@ def test_stored_values_of_an_older_check_are_errors_of_their_set() -> None:
         task.assert_no_errors()
 
 
+class Calling(core.Parameters.IntRange):
+    """Runs `action` wherever the core asks it for something."""
+
+    action: Any = None
+
+    @property
+    def data(self) -> Any:
+        self.run()
+        return {"value": self.value}
+
+    def load(self, data: Any) -> None:
+        self.run()
+        super().load(data)
+
+    def run(self) -> None:
+        if Calling.action is not None:
+            Calling.action()
+
+
+class Inquiring(Host):
+    class_id = short_name = category = "inquiring"
+
+    @staticmethod
+    def parameters() -> Any:
+        return core.Parameters.Block([Calling("limit", 0, 9, value=5)])
+
+
+@pytest.fixture()
+def _no_action() -> Iterator[None]:
+    yield
+    Calling.action = None
+
+
+@pytest.mark.usefixtures("_no_action")
+def test_lists_that_are_bound_anew_meanwhile() -> None:
+    config = Config({"inquiring": choice(7), "names": choice()})
+    made = core.Check._List([Inquiring, Names])
+    Calling.action = lambda: made.load(None)
+    made.load(config)
+    # Not from within its own loading; while it saves, it goes on with what it began with.
+    assert made.config is config and [found.enabled for found in made] == [True, True]
+    control(made, "names").opened = False
+    made.save()
+    assert made.config is None
+    assert config.data["names"]["opened"] is False
+    assert config.data["inquiring"]["parameters"][0]["state"] == {"limit": {"value": 7}}
+
+    def get(class_id: str, force: bool) -> Any:
+        made.load(None)
+        return None
+
+    made.load(SimpleNamespace(get=get))
+    assert [found.enabled for found in made] == [False, False]
+
+
+@pytest.mark.usefixtures("_no_action")
+def test_controls_that_are_loaded_anew_while_they_save() -> None:
+    other = SimpleNamespace(**choice(1, enabled=False))
+
+    class Entry(SimpleNamespace):
+        def __setattr__(self, name: str, value: object) -> None:
+            found.load(other)
+            super().__setattr__(name, value)
+
+    found = core.Check._List.Control(Inquiring)
+    entry = Entry(**choice(3))
+    found.load(entry)
+    found.save()
+    # What was chosen when the saving began goes into the entry that it began with.
+    assert vars(entry) == choice(3) and found._state is other
+    plain = SimpleNamespace(**choice(3))
+    found.load(plain)
+    plain.enabled = False
+    Calling.action = once(lambda: found.load(other))
+    found.save()
+    assert plain.enabled is True and found._state is other and vars(other)["enabled"] is False
+
+
+def once(action: Any) -> Any:
+    def run() -> None:
+        Calling.action = None
+        action()
+
+    return run
+
+
+def test_a_control_that_cannot_be_loaded_harms_no_other(caplog: pytest.LogCaptureFixture) -> None:
+    class Meta(type(Host)):  # type: ignore[misc]
+        answers = True
+
+        @property
+        def class_id(cls) -> str:
+            if not Meta.answers:
+                raise SystemExit(3)
+            return "odd"
+
+    odd = Meta("Odd", (Host,), {"short_name": "Odd", "category": "mesh"})
+    config = Config({"odd": choice(), "limit": choice(7)})
+    made = core.Check._List([odd, Limit], config=config)
+    before = config.data
+    Meta.answers = False
+    made.load(config)
+    assert [found.enabled for found in made] == [False, True]
+    assert [task["limit"].value for task in made._controls[1].parameters] == [7]
+    Meta.answers = True
+    made.save()
+    # What is stored for it stays as it is.
+    assert config.data == before
+    made.load(config)
+    assert made._controls[0].enabled
+    for thread in list(core._log_threads):
+        thread.join()
+    assert "SystemExit: 3" in caplog.text
+
+
+def test_only_whole_numbers_of_reloads_count() -> None:
+    class Classes(list):  # type: ignore[type-arg]
+        reloads: Any = None
+
+    for odd in (None, "1", 1.5, 10**30, object()):
+        classes = Classes([Limit])
+        classes.reloads = odd
+        made = core.Check._List(classes)
+        old = made._controls[0]
+        made.load(Config({}))
+        assert made._controls[0] is old
+
+
 def test_presets_are_applied_through_the_editor() -> None:
     presets = Presets()
     config = Config({"limit": choice(7)})

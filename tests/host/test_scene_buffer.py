@@ -373,9 +373,9 @@ def test_a_joint_that_stands_twice_is_kept_twice() -> None:
     assert [len(child["children"]) for child in encoded["joint"]["children"]] == [1, 1]
 
 
-@pytest.mark.parametrize("looked_at", [(), ("get",), ("get", "incompatibles")])
-def test_incompatible_buckets_are_collected(looked_at: tuple[str, ...]) -> None:
-    made = stage()
+def stage_that_no_longer_fits(*looked_at: str) -> Any:
+    """A weak reference to the buffer of a stage that its own joints lead back to."""
+    made: Any = stage()
     made.host.postscript_scan_append = lambda each: setattr(each, "stage", made)
     assert made.scan("/Car")
     for name in looked_at:
@@ -384,8 +384,12 @@ def test_incompatible_buckets_are_collected(looked_at: tuple[str, ...]) -> None:
     made.hierarchy.pattern.set(record_of(item("other", "Other")))
     made.hierarchy.pattern.kept = made.hierarchy.pattern.get()
     made.buffer.validate()
-    gone = weakref.ref(made.buffer)
-    del made
+    return weakref.ref(made.buffer)
+
+
+@pytest.mark.parametrize("looked_at", [(), ("get",), ("get", "incompatibles")])
+def test_incompatible_buckets_are_collected(looked_at: tuple[str, ...]) -> None:
+    gone = stage_that_no_longer_fits(*looked_at)
     gc.collect()
     assert gone() is None
 

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import json
+import resource
 import subprocess
 import sys
 import textwrap
@@ -276,6 +277,91 @@ def test_only_accepted_responses_clear(tmp_path: Path, response: Any, accepted: 
         made.accept_http_response(response, True)
     assert made._data["checks"] == (checks(2.0) if accepted else checks(1.0, 2.0))
     assert content(path)["checks"] == (checks(2.0) if accepted else checks(1.0))
+
+
+def test_answers_remove_only_what_every_open_request_carried(tmp_path: Path) -> None:
+    made = store(tmp_path / "statistics.json")
+    yes, no = SimpleNamespace(status=200), SimpleNamespace(status=500)
+    # Requests, answers and added records by time; what is left in the end.
+    cases: list[tuple[list[Any], list[float]]] = [
+        ([1.0, "request", 2.0, "request", 3.0, yes], [2.0, 3.0]),
+        ([1.0, "request", 2.0, "request", 3.0, yes, yes], [2.0, 3.0]),
+        ([1.0, "request", yes, 2.0, yes], [2.0]),
+        ([1.0, "request", no, 2.0, "request", 3.0, yes], [3.0]),
+        ([1.0, "request", 2.0, "request", no, yes], [1.0, 2.0]),
+    ]
+    for steps, left in cases:
+        made._clear()
+        for step in steps:
+            if step == "request":
+                made.create_http_request()
+            elif isinstance(step, float):
+                made.add(record(step))
+            else:
+                made.accept_http_response(step, True)
+        assert made._data["checks"] == checks(*left)
+        # Ends what a case left open.
+        made.accept_http_response(no, True)
+
+
+def test_names_of_records_that_are_gone_take_no_room(tmp_path: Path) -> None:
+    made = store(tmp_path / "statistics.json")
+    made.maximum_records = 50
+    made.add(Type.Checks("sent", "pass", 0.5))
+    made.create_http_request()
+    before = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss
+    for number in range(50_000):
+        made.add(Type.Checks(f"{number:_>4000}", "pass", 0.5))
+        if number % 20_000 == 0:
+            made.write()
+    # 200 MB of names went by.
+    assert resource.getrusage(resource.RUSAGE_SELF).ru_maxrss - before < 60_000
+    kept = [f"{number:_>4000}" for number in range(49_950, 50_000)]
+    assert [entry["name"] for entry in made._data["checks"]] == kept
+    made.accept_http_response(SimpleNamespace(status=200), True)
+    assert [entry["name"] for entry in content(tmp_path / "statistics.json")["checks"]] == kept
+
+
+NESTED = """
+    import sys
+    from types import SimpleNamespace
+    sys.path[:] = {path!r}
+    import core
+    store = core._Statistics(SimpleNamespace(get_statistics_file=lambda: {file!r}))
+
+    class Key:
+        def __init__(self, text, action):
+            self.hash, self.action = hash(text), action
+        def __hash__(self):
+            return self.hash
+        def __eq__(self, other):
+            self.action()
+            return False
+
+    def add():
+        store.add(core._Statistics.Type.Checks("nested", "pass", 0.5))
+
+    odd = {{Key("name", add): 1, "result": 2, "timestamp": 3, "speed": 4}}
+    store.add(SimpleNamespace(key="checks", data=odd))
+    assert [entry.get("name") for entry in store._data["checks"]].count("nested") >= 1
+    count = len(store._data["checks"])
+    store._extend({{Key("version", add): 1}})
+    assert len(store._data["checks"]) > count
+    for action in (store.write, store._clear):
+        store._extend({{Key("version", action): 1}})
+    store.write()
+    assert not store._mutex_edit.locked() and len(store._data["checks"]) > count
+"""
+
+
+def test_records_that_are_added_within_a_call_follow_it(tmp_path: Path) -> None:
+    path = tmp_path / "statistics.json"
+    script = textwrap.dedent(NESTED.format(path=sys.path, file=str(path)))
+    # In a process of its own: a store that waits for itself would wait for ever.
+    command = [sys.executable, "-c", script]
+    run = subprocess.run(command, capture_output=True, text=True, timeout=60, check=False)
+    assert run.returncode == 0, run.stderr
+    assert content(path)["checks"]
 
 
 def test_responses_without_a_request_clear_everything(tmp_path: Path) -> None:
