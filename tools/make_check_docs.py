@@ -27,7 +27,10 @@ them by their id. Parameters are shown with their defaults; how to write further
 [writing-a-check.md](writing-a-check.md).
 
 A check marked as fixable can repair what it finds. It does not offer to where that would disturb a
-skin, a blend shape, an animation, or another object that shows the same mesh.
+skin, a blend shape, an animation, or another object that shows the same mesh; the message says why.
+
+In glTF files, points in the same place that move alike are one before any check sees them. So parts
+of a mesh that touch exactly count as joined, and only points that are apart count as not merged.
 
 <!-- Written by tools/make_check_docs.py from the classes. -->
 """

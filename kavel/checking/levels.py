@@ -35,9 +35,23 @@ def levels(scene: Scene, path: str, level: re.Pattern[str]) -> dict[int, list[st
         match = level.search(scene.name(child))
         if match is not None:
             found.setdefault(_number(match), []).append(child)
-    if not found and scene.type(path) == core.Constants.Scene.Type.LodGroup:
+    by_order = not found and scene.lods_by_order
+    if by_order and scene.type(path) == core.Constants.Scene.Type.LodGroup:
         return {number: [child] for number, child in enumerate(shown)}
     return dict(sorted(found.items()))
+
+
+def chains(scene: Scene, path: str, level: re.Pattern[str]) -> dict[str, dict[int, list[str]]]:
+    """`levels` of each asset below `path`, by the name that its levels share. Capitals are like
+    small letters."""
+    result: dict[str, dict[int, list[str]]] = {}
+    for number, paths in levels(scene, path, level).items():
+        for child in paths:
+            name = scene.name(child)
+            match = level.search(name)
+            stem = name if match is None else name[: match.start()] + name[match.end() :]
+            result.setdefault(stem.casefold(), {}).setdefault(number, []).append(child)
+    return result
 
 
 def _number(match: re.Match[str]) -> int:

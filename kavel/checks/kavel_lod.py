@@ -6,7 +6,7 @@ from typing import Any
 
 import core
 from kavel.checking import ObjectCheck, Values, listing
-from kavel.checking.levels import level_input, levels, shown_children, triangle_count
+from kavel.checking.levels import chains, level_input, levels, shown_children, triangle_count
 from kavel.view import Scene
 
 _Type = core.Constants.Scene.Type
@@ -47,16 +47,23 @@ class LodTriangles(ObjectCheck):
 
     def find(self, scene: Scene, path: str, values: Values) -> None:
         share = values.share
-        found, words = [], []
-        before = None
-        for number, paths in levels(scene, path, values.level).items():
-            count = sum(triangle_count(scene, item) for item in paths)
-            if before is not None and count > before * share:
-                found.extend(paths)
-                words.append(f"level {number} {count:,} after {before:,}")
-            before = count
+        found: dict[str, None] = {}
+        words = []
+        # An asset may be of several objects, and a group may hold several assets.
+        whole = levels(scene, path, values.level)
+        single = chains(scene, path, values.level).values()
+        for steps in (whole, *(chain for chain in single if chain != whole and len(chain) > 1)):
+            before = None
+            for number, paths in steps.items():
+                count = sum(triangle_count(scene, item) for item in paths)
+                if before is not None and count > before * share and not found.keys() >= set(paths):
+                    found.update(dict.fromkeys(paths))
+                    words.append(f"level {number} {count:,} after {before:,}")
+                before = count
         if found:
-            self.report(f"of a level with too many triangles ({listing(words)})", objects=found)
+            self.report(
+                f"of a level with too many triangles ({listing(words)})", objects=list(found)
+            )
 
 
 class LodNumbering(ObjectCheck):
@@ -65,7 +72,7 @@ class LodNumbering(ObjectCheck):
     long_name = "Gap in the Levels of Detail"
     description = (
         "Finds groups in which a level of detail is missing: the numbers in the names do not begin "
-        "at the first, or leave one out."
+        "at the first, or leave one out, be it of a single asset in the group."
     )
     category = core.Constants.Check.Category.Lod
     sort_index = 20
@@ -104,6 +111,11 @@ class LodNumbering(ObjectCheck):
             self.report(f"{word} {listing(missing)} {verb} missing", items=missing)
         if early:
             self.report(f"Level {listing(early)} comes before the first, {first}", items=early)
+        for stem, chain in chains(scene, path, values.level).items():
+            inner = range(min(chain), min(max(chain), min(chain) + 100))
+            gaps = [number for number in inner if number not in chain]
+            if gaps:
+                self.report(f'Of "{stem}", there is no level {listing(gaps)}', items=gaps)
 
 
 class LodNames(ObjectCheck):
@@ -128,6 +140,12 @@ class LodNames(ObjectCheck):
                     label="Name",
                     help_text="Must match the whole name of each level.",
                 ),
+                core.Parameters.RegEx(
+                    "other",
+                    r"(?i)U(CX|BX|SP|CP)_.*",
+                    label="Others",
+                    help_text="Matches the whole name of what is no level, such as collisions.",
+                ),
                 level_input(),
             ]
         )
@@ -135,8 +153,11 @@ class LodNames(ObjectCheck):
     def find(self, scene: Scene, path: str, values: Values) -> None:
         if not levels(scene, path, values.level):
             return
-        expression = values.name
-        shown = shown_children(scene, path)
-        found = [child for child in shown if not expression.fullmatch(scene.name(child))]
+        names = {child: scene.name(child) for child in shown_children(scene, path)}
+        found = [
+            child
+            for child, name in names.items()
+            if not values.name.fullmatch(name) and not values.other.fullmatch(name)
+        ]
         if found:
             self.report("not named like a level of detail", objects=found)

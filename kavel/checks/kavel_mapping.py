@@ -115,7 +115,8 @@ class UvRange(MeshCheck):
     long_name = "UVs Outside of the Range"
     description = (
         "Finds faces with texture coordinates outside of the given range, or that are no numbers. "
-        "Allow a larger one for textures that repeat, or for several tiles."
+        "Allow a larger one for textures that repeat, or for several tiles. In glTF files, V runs "
+        "downwards."
     )
     category = core.Constants.Check.Category.Mapping
     sort_index = 30

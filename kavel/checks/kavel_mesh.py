@@ -53,7 +53,7 @@ class ZeroAreaFaces(MeshCheck):
     def find(self, mesh: Mesh, values: Values) -> None:
         found = zero_area_faces(mesh)
         if values.area > 0:
-            sizes = areas(placed(mesh, current().world_matrix(self.path)))
+            sizes = areas(placed(mesh, current().shown_matrix(self.path)))
             found = np.union1d(found, np.flatnonzero(~(sizes * 1e6 >= values.area)))
         if len(found):
             self.report("without area" if not values.area else "too small", faces=found)
@@ -165,7 +165,7 @@ class UnmergedPoints(MeshCheck):
         )
 
     def find(self, mesh: Mesh, values: Values) -> None:
-        points = placed(mesh, current().world_matrix(self.path)).points
+        points = placed(mesh, current().shown_matrix(self.path)).points
         found = close_points(points, values.distance / 1000)
         if len(found):
             self.report("not merged with another one close by", points=found)

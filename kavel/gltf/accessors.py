@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+from collections.abc import Mapping
 from typing import Any
 
 import numpy as np
@@ -29,13 +30,19 @@ class Accessors:
         self._lookup = lookup
         self._buffers = buffers
 
-    def raw(self, index: Any, place: str) -> npt.NDArray[Any]:
+    def matrices(self, index: Any, place: str) -> Reals:
+        """(count, 4, 4), column vectors."""
+        values = self.raw(index, place, {"MAT4": 16}).astype(np.float64)
+        result: Reals = values.reshape(-1, 4, 4).transpose(0, 2, 1)
+        return result
+
+    def raw(self, index: Any, place: str, widths: Mapping[str, int] = WIDTHS) -> npt.NDArray[Any]:
         """(count, width) in the stored component type, sparse values laid over; read-only."""
         look = self._lookup
         accessor = look.entry("accessors", index, place)
         spot = f"accessors[{index}]"
         kind = self._kind(accessor, spot)
-        width = WIDTHS.get(str(accessor.get("type")), 0)
+        width = widths.get(str(accessor.get("type")), 0)
         if not width:
             raise look.error(f"{spot}.type", f"{accessor.get('type')!r} is not supported here")
         count = look.integer(accessor, "count", spot, low=1)

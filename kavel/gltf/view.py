@@ -20,6 +20,7 @@ from kavel.gltf.encoding import Draft, encode_mesh, same_vertices
 from kavel.gltf.lookup import Lookup
 from kavel.gltf.materials import Materials
 from kavel.gltf.meshes import Meshes
+from kavel.gltf.skins import heaviest_joint
 from kavel.gltf.transforms import read_transform, sound_transform, write_transform
 from kavel.view import Mesh, Selection, Transform
 from kavel.view.changes import mesh_changes, transform_changes
@@ -60,6 +61,8 @@ class GltfScene:
 
     unit = 1.0
     up_axis = "y"
+    # The children of a node with MSFT_lod are parts of its finest level.
+    lods_by_order = False
 
     def __init__(self, file: SceneFile, operator: GltfOperator) -> None:
         self.operator = operator
@@ -143,6 +146,18 @@ class GltfScene:
         else:
             self._edits.transforms.pop(index, None)
         self._worlds.clear()
+
+    def shown_matrix(self, path: str) -> Reals:
+        """A mesh with a skin is taken to hang rigidly on the joint with the most weight."""
+        node = self._node(path)
+        bound = None
+        if "skin" in node and "mesh" in node:
+            bound = heaviest_joint(self._lookup, self._accessors, self._nodes[path])
+        if bound is None:
+            return self.world_matrix(path)
+        joint, matrix = bound
+        above = next((other for other, index in self._nodes.items() if index == joint), None)
+        return self.world_matrix(path) if above is None else self.world_matrix(above) @ matrix
 
     # Meshes
 

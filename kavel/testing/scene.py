@@ -74,6 +74,7 @@ class MemoryScene(MemoryOperator):
             raise ValueError(f"the unit is {unit}; a scene unit has a positive length")
         self.file = file
         self.unit = unit
+        self.lods_by_order = True
         self.up_axis = up_axis
         self.is_saved = bool(file) if is_saved is None else is_saved
         #: What was selected last through the view, elements included.
@@ -210,6 +211,9 @@ class MemoryScene(MemoryOperator):
             item = self._objects[item.parent]
             matrix = item.transform.matrix @ matrix
         return matrix
+
+    def shown_matrix(self, path: str) -> Reals:
+        return self.world_matrix(path)
 
     def mesh(self, path: str) -> Mesh | None:
         key = self._object(path).mesh

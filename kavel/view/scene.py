@@ -72,6 +72,10 @@ class Scene(Protocol):
     def up_axis(self) -> str:
         """Which axis points up: "x", "y" or "z"."""
 
+    @property
+    def lods_by_order(self) -> bool:
+        """Whether the children of a LOD group without numbers are its levels, finest first."""
+
     def paths(self) -> list[str]:
         """Every object, parents before children."""
 
@@ -86,6 +90,10 @@ class Scene(Protocol):
 
     def world_matrix(self, path: str) -> Reals:
         """(4, 4), from object space to the world, column vectors."""
+
+    def shown_matrix(self, path: str) -> Reals:
+        """(4, 4), from the points of an object's mesh to where they are shown: the world matrix,
+        but for a skin that places them by its joints."""
 
     def mesh(self, path: str) -> Mesh | None:
         """None for an object without a mesh. The same Mesh until the object's mesh changes."""

@@ -60,6 +60,14 @@ def group(*names: str) -> MemoryScene:
     return scene
 
 
+def assets(**sides: int) -> MemoryScene:
+    """A group with a sheet of side * side quads by name."""
+    scene = MemoryScene().add("g")
+    for name, side in sides.items():
+        scene.add(f"g/{name}", grid(side, side))
+    return scene
+
+
 @pytest.mark.parametrize(
     ("check", "scene", "values", "items"),
     [
@@ -80,6 +88,11 @@ def group(*names: str) -> MemoryScene:
         (LodNumbering, group("a_LOD0", "a_LOD1"), {"first": 1}, [0]),
         (LodNumbering, group("hat", "coat"), {}, None),
         (LodNumbering, lods(3, 2, pattern="{level} {name}"), {"first": 1}, None),
+        # Several assets in one group: what one of them saves must not hide another.
+        (LodTriangles, assets(A_LOD0=8, A_LOD1=4, A_LOD2=2, b_LOD0=2, B_LOD2=2), {}, ["g/B_LOD2"]),
+        (LodNumbering, assets(A_LOD0=8, A_LOD1=4, A_LOD2=2, b_LOD0=2, B_LOD2=2), {}, [1]),
+        (LodNumbering, assets(A_LOD0=8, B_LOD0=8, A_LOD1=4, all_LOD2=2), {}, None),
+        (LodNames, assets(A_LOD0=2, UCX_A_01=1), {}, None),
         (LodNames, lods(4, 2), {}, None),
         (LodNames, group("a_LOD0", "a-lod1", "hat"), {}, ["body/a-lod1", "body/hat"]),
         (LodNames, group("a_LOD0").add("body/bones"), {}, None),

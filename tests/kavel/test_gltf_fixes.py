@@ -1,4 +1,4 @@
-"""What fixes and edits leave alone in a file, because they could not keep it right."""
+"""What checks and fixes take for granted in a file, and what they must not."""
 
 from __future__ import annotations
 
@@ -12,7 +12,10 @@ import numpy as np
 import pytest
 from geometry import CORNERS, QUAD, Scene
 
+from kavel.checks.kavel_lod import LodNames, LodTriangles
+from kavel.checks.kavel_mesh import UnmergedPoints
 from kavel.checks.kavel_object import FrozenTransforms
+from kavel.checks.kavel_project import BoundingSize
 from kavel.errors import SceneError
 from kavel.gltf.accessors import Accessors
 from kavel.gltf.buffers import Buffers
@@ -20,7 +23,7 @@ from kavel.gltf.container import SceneFile
 from kavel.gltf.lookup import Lookup
 from kavel.gltf.operator import GltfOperator
 from kavel.gltf.view import GltfScene
-from kavel.testing import assert_finds, assert_fix_is_idempotent, fix
+from kavel.testing import assert_finds, assert_fix_is_idempotent, assert_passes, fix
 from kavel.view import Mesh
 
 Writer = Callable[[str, bytes], str]
@@ -220,3 +223,40 @@ def test_a_file_beside_the_scene_that_changes_is_noticed(write: Writer, tmp_path
     os.utime(beside, (1, 1))
     with pytest.raises(SceneError, match=r"data.bin: was changed on disk"):
         view.mesh("/other")
+
+
+def test_parts_of_a_level_are_no_levels(write: Writer) -> None:
+    scene = Scene()
+    scene.document["meshes"] = [{"primitives": [scene.primitive(QUAD, CORNERS)]}]
+    scene.node("car", children=[1, 2], extensions={"MSFT_lod": {"ids": [3]}})
+    names = ("body", "wheel", "car_low")
+    scene.document["nodes"] += [{"name": name, "mesh": 0} for name in names]
+    view = view_of(write("a.glb", scene.glb()))
+    for check in (LodTriangles, LodNames):
+        assert_passes(check, "/car", scene=view)
+
+
+@pytest.mark.parametrize("bound", [False, True])
+def test_a_skinned_mesh_is_as_large_as_its_joints_make_it(write: Writer, bound: bool) -> None:
+    scene = Scene()
+    skin = {"JOINTS_0": [[1, 0, 0, 0]] * 4, "WEIGHTS_0": [[1, 0, 0, 0]] * 4}
+    scene.document["meshes"] = [{"primitives": [scene.primitive(QUAD, CORNERS, **skin)]}]
+    scene.document["skins"] = [{"joints": [3, 1]}]
+    if bound:  # the joint stands for three times what it was bound at
+        matrices = np.stack([np.eye(4), np.diag([3.0, 3.0, 3.0, 1.0])]).reshape(-1, 16)
+        view = scene.view(matrices.astype("<f4").tobytes())
+        entry = {"bufferView": view, "componentType": 5126, "count": 2, "type": "MAT4"}
+        scene.document["accessors"].append(entry)
+        index = len(scene.document["accessors"]) - 1
+        scene.document["skins"][0]["inverseBindMatrices"] = index
+    scene.node("arm", scale=[0.01] * 3, children=[1, 2, 3])
+    scene.document["nodes"] += [
+        {"name": "root", "scale": [100] * 3},
+        {"name": "body", "mesh": 0, "skin": 0},
+        {"name": "unused"},
+    ]
+    view_ = view_of(write("a.glb", scene.glb()))
+    size = 3.0 if bound else 1.0
+    limits = {"smallest": size * 0.99, "largest": size * 1.01}
+    assert_passes(BoundingSize, "/arm/body", scene=view_, parameters=limits)
+    assert_passes(UnmergedPoints, "/arm/body", scene=view_, distance=15.0)

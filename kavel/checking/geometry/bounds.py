@@ -29,7 +29,7 @@ def world_points(scene: Scene, path: str) -> Reals:
     mesh = scene.mesh(path)
     if mesh is None:
         return np.zeros((0, 3))
-    points = placed(mesh, scene.world_matrix(path)).points
+    points = placed(mesh, scene.shown_matrix(path)).points
     return np.asarray(points[np.isfinite(points).all(axis=1)])
 
 
