@@ -16,8 +16,6 @@ Classes::Classes(std::unique_ptr<ClassSource> source)
   reload();
 }
 
-Classes::~Classes() { forget_modules(); }
-
 void Classes::each_reference(runtime::ReferenceVisitor& visitor) const {
   visitor(accepted);
   visitor(denied);
@@ -32,17 +30,9 @@ void Classes::drop_references() noexcept {
   source_->drop_references();
   directory_ = Value();
   table_.clear();
-  forget_modules();
-}
-
-void Classes::forget_modules() noexcept {
-  std::vector<Value> modules;
-  std::swap(modules, modules_);
-  if (modules.empty()) return;
-  try {
-    runtime::services().modules->forget(modules);
-  } catch (...) {  // The interpreter is ending: nobody looks for the modules any more.
-  }
+  // They stay registered until another registry loads its own: the collector may have emptied them
+  // already, so nothing can be asked of them here.
+  modules_.clear();
 }
 
 void Classes::reload() {

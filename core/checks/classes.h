@@ -18,8 +18,6 @@ class Classes final : public runtime::Object {
  public:
   /// Loads the classes at once.
   explicit Classes(std::unique_ptr<ClassSource> source);
-  /// Its modules are not found any more.
-  ~Classes() override;
 
   void each_reference(runtime::ReferenceVisitor& visitor) const override;
   void drop_references() noexcept override;
@@ -45,7 +43,6 @@ class Classes final : public runtime::Object {
 
  private:
   void publish(ClassLoader& loader);
-  void forget_modules() noexcept;
 
   std::unique_ptr<ClassSource> source_;
   Value directory_;

@@ -118,9 +118,23 @@ Ref<ParameterTask> ParameterTask::clone() const {
   return copy;
 }
 
+Ref<ParameterTask> ParameterTask::compact(
+    const std::function<bool(const Input& input)>& is_sole) const {
+  if (!is_frozen()) return nullptr;
+  const bool may_go = std::ranges::all_of(
+      own_, [&is_sole](const Ref<Input>& input) { return !input || is_sole(*input); });
+  if (!may_go) return nullptr;
+  Ref<ParameterTask> copy = clone();
+  copy->number = number;
+  return copy;
+}
+
+bool ParameterTask::is_frozen() const noexcept {
+  return own_.empty() || (!original_->may_change_unnoticed && original_->edits_seen == edits());
+}
+
 Ref<ParameterOriginal> ParameterTask::freeze() const {
-  if (own_.empty()) return original_;
-  if (!original_->may_change_unnoticed && original_->edits_seen == edits()) return original_;
+  if (is_frozen()) return original_;
   Slots current = original_->slots;
   for (std::size_t place = 0; place < current.size(); ++place) {
     if (own_[place]) current[place].input = own_[place];

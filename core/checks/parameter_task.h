@@ -8,6 +8,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -58,6 +59,10 @@ class ParameterTask final : public runtime::Object {
   void assert_no_errors() const;
   /// A task of its own with the same values, whose number is 0.
   [[nodiscard]] Ref<ParameterTask> clone() const;
+  /// A copy, with its number, that has made no input its own yet; null when a value may differ from
+  /// the frozen one, or when `is_sole` denies one of the own inputs.
+  [[nodiscard]] Ref<ParameterTask> compact(
+      const std::function<bool(const Input& input)>& is_sole) const;
   /// The frozen inputs with this task's values.
   [[nodiscard]] Ref<ParameterOriginal> freeze() const;
 
@@ -81,6 +86,8 @@ class ParameterTask final : public runtime::Object {
 
  private:
   void note_load_error();
+  /// Whether the frozen inputs have the values of the own ones.
+  [[nodiscard]] bool is_frozen() const noexcept;
 
   mutable Ref<ParameterOriginal> original_;
   /// Own copies; empty until the first is asked for, null where none was yet.

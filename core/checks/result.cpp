@@ -14,13 +14,6 @@ std::string suffix(std::int32_t number) {
   return " (Task " + std::string(digits.size() < 2 ? 2 - digits.size() : 0, '0') + digits + ")";
 }
 
-/// Seconds of a steady clock; a check may have taken the clock away.
-double now() {
-  double seconds = 0;
-  foundation::guarded_foreign([&] { seconds = runtime::services().system->monotonic(); });
-  return seconds;
-}
-
 }  // namespace
 
 std::string_view text_of(Status status) noexcept {
@@ -77,10 +70,20 @@ Status Result::run() {
   return status;
 }
 
+void Result::let_go_of_inputs() {
+  CheckPort& checks = context_->checks();
+  if (!checks.is_sole(*parameters_)) return;
+  Ref<ParameterTask> compact =
+      parameters_->compact([&checks](const Input& input) { return checks.is_sole(input); });
+  if (compact) parameters_ = std::move(compact);
+}
+
 void Result::check() {
-  const double started = now();
+  runtime::System& system = *runtime::services().system;
+  const double started = system.monotonic();
   status_ = run();
-  const double seconds = now() - started;
+  const double seconds = system.monotonic() - started;
+  let_go_of_inputs();
   foundation::guarded_foreign([&] {
     context_->statistics()->add_check(context_->checks().name(check_), text_of(status_), seconds);
   });

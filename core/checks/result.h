@@ -71,6 +71,8 @@ class Result final : public runtime::Object {
   [[nodiscard]] const Ref<RunContext>& context() const noexcept { return context_; }
 
  private:
+  /// Lets go of the inputs that the check has read, unless somebody keeps them or has changed one.
+  void let_go_of_inputs();
   /// The status after one run of the check.
   [[nodiscard]] Status run();
 

@@ -95,6 +95,16 @@ class HostChecks final : public CheckPort {
     return from_text((is_class ? object : py::object(py::type::of(object))).attr("__name__"));
   }
 
+  bool is_sole(const Object& object) override {
+    auto* face = static_cast<PyObject*>(object.face());
+    if (face == nullptr) return object.count() == 1;
+    if (Py_REFCNT(face) != 1) return false;
+    PyObject** const references = PyObject_GET_WEAKREFS_LISTPTR(face);
+    if (references != nullptr && *references != nullptr) return false;
+    const py::object attributes = py::getattr(py::handle(face), "__dict__", py::dict());
+    return py::len(attributes) == 0;
+  }
+
   Plan plan(const Value& control) override {
     const py::object object = from_value(control);
     if (py::isinstance<checks::Control>(object)) {

@@ -1,3 +1,5 @@
+#include <chrono>
+
 #include "host/py.h"
 #include "host/runtime/ending.h"
 #include "host/runtime/runtime.h"
@@ -21,7 +23,11 @@ class InterpreterSystem final : public runtime::System {
  public:
   double time() override { return imported("time").attr("time")().cast<double>(); }
 
-  double monotonic() override { return imported("time").attr("perf_counter")().cast<double>(); }
+  // Asked twice for each run of a check, and out of reach of a check that replaces clocks.
+  double monotonic() override {
+    const auto now = std::chrono::steady_clock::now().time_since_epoch();
+    return std::chrono::duration<double>(now).count();
+  }
 
   void sleep(double seconds) override {
     leave_when_ending();
