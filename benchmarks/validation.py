@@ -207,9 +207,8 @@ def errors(count: int, folder: str) -> dict[str, Any]:
     started = time.perf_counter()
     validator.start()
     seconds = time.perf_counter() - started
-    while pending := list(core._log_threads):
-        for thread in pending:
-            thread.join()
+    for thread in list(core._log_threads):
+        thread.join()
     logging.getLogger().removeHandler(handler)
     assert len(entries) == count, len(entries)
     logged = time.perf_counter() - started
