@@ -7,6 +7,7 @@ from collections.abc import Iterable, Sequence
 from dataclasses import dataclass
 
 from rich.console import Console
+from rich.text import Text
 
 from kavel.errors import SceneError
 from kavel.findings import FAIL
@@ -18,6 +19,7 @@ from kavel.projects import ProjectFile
 from kavel.registry import CheckSetup, enabled_ids, loaded_checks, missing_checks, read_report
 from kavel.report import ERROR, MATCHED, OPENED, UNMATCHED, SceneResult
 from kavel.session import Session
+from kavel.terminal import printable
 from kavel.validation import PROJECT, SELECTION, Validation
 from kavel.validation_printing import FindingsTable, FixesTable, validation_verdict
 from kavel.validation_report import ReportWriter
@@ -211,6 +213,8 @@ class SceneValidator:
     def _print(self, outcome: Outcome, table: FindingsTable, fixes: FixesTable) -> None:
         streams = self._streams
         if streams.shows_tables and not self._options.quiet:
+            if fixes.count or table.count:
+                streams.table.print(Text(f"-- {printable(outcome.scene.file)}", "bold cyan"))
             fixes.print(streams.table)
             table.print(streams.table)
         console = streams.errors if outcome.status == ERROR else streams.table

@@ -25,10 +25,12 @@ class FindingsTable:
     def __init__(self, by_check: bool = True) -> None:
         self._by_check = by_check
         self._fold = Fold()
+        self.count = 0
 
     def add(self, finding: Finding) -> None:
         if finding.status == PASS:
             return
+        self.count += 1
         place = finding.path or _SCENE
         message = finding.message or "no message"
         if self._by_check:

@@ -158,12 +158,13 @@ def test_grouping(write: Writer, validate: Any, capsys: Captured) -> None:
     scene = scene_of(write, *(node(f"large{number}", scale=[2, 2, 2]) for number in range(5)))
     validate(scene)
     places = "/top/large0, /top/large1, /top/large2 and 2 more"
-    assert capsys.readouterr().out.splitlines()[:2] == [
+    assert capsys.readouterr().out.splitlines()[:3] == [
+        f"-- {scene}",
         "Size (test.size)",
         f"  fail  The size is wrong  fixable  5 objects: {places}",
     ]
     validate(scene, "--group", "object")
-    assert capsys.readouterr().out.splitlines()[:2] == [
+    assert capsys.readouterr().out.splitlines()[1:3] == [
         "/top/large0",
         "  fail  Size: The size is wrong  fixable",
     ]
