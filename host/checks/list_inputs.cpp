@@ -70,7 +70,7 @@ void bind_slice(py::handle scope) {
 /// What every list can do.
 template <class List, class Element>
 void bind_list_operations(py::class_<List, Input>& list, const char* expected) {
-  list.def("__len__", &List::size);
+  list.def("__len__", [](const List& self) { return self.size(); });
   list.def("__iter__", [](const List& self) {
     py::list items;
     for (const auto& item : self.items()) items.append(expose(item));
