@@ -144,12 +144,12 @@ class IntSliceList final : public ListInput<IntSlice> {
   /// What is laid over a range; the range keeps its value.
   using InputSpec = IntRange::Spec;
 
-  /// The ranges of `initial` are the specification of every element, their values the defaults of
+  /// The ranges of `initial` are what every element is bounded by, their values the defaults of
   /// loaded ones. Assertion failure when it is null.
   IntSliceList(InputTexts texts, const Ref<IntSlice>& initial, std::vector<Item> elements);
 
   [[nodiscard]] Ref<Input> own_clone() const override;
-  /// Lays the specification over the ranges of an element.
+  /// Gives the ranges of an element the bounds, step and units of the list.
   void adapt(IntSlice& element) const override;
 
  protected:

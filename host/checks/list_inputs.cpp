@@ -140,7 +140,7 @@ void bind_slice_list(py::handle scope) {
       "start with.\nErrors: AssertionError for objects of another class.");
   bind_list_operations<IntSliceList, IntSlice>(list, kExpected);
   list.def("_apply_spec", &IntSliceList::adapt, py::arg("element"),
-           "Lays the specification over both ranges of an element; values stay.");
+           "Gives both ranges of an element the bounds of the list; values stay.");
 }
 
 }  // namespace
