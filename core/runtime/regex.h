@@ -2,8 +2,11 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "core/runtime/regex_tree.h"
 
 namespace kavel::runtime {
 
@@ -27,6 +30,9 @@ class Regex {
   virtual ~Regex() = default;
   /// Throws the interpreter's own error when `text` does not compile.
   [[nodiscard]] virtual std::shared_ptr<const Expression> compile(const std::string& text) = 0;
+  /// An expression that compiles, as the interpreter reads it; nothing when it has other than plain
+  /// nodes or flags of its own, or when this interpreter does not show how it reads expressions.
+  [[nodiscard]] virtual std::optional<RegexNode> parse(const std::string& text) = 0;
 };
 
 }  // namespace kavel::runtime

@@ -1,5 +1,6 @@
 #include "host/py.h"
 #include "host/runtime/ending.h"
+#include "host/runtime/regex_tree.h"
 #include "host/runtime/runtime.h"
 
 namespace kavel::host {
@@ -52,6 +53,9 @@ class InterpreterRegex final : public runtime::Regex {
   std::shared_ptr<const runtime::Expression> compile(const std::string& text) override {
     return std::make_shared<CompiledExpression>(
         py::module_::import("re").attr("compile")(to_text(text)));
+  }
+  std::optional<runtime::RegexNode> parse(const std::string& text) override {
+    return read_regex(text);
   }
 };
 
