@@ -1,5 +1,6 @@
 #include "core/hierarchy/pattern.h"
 
+#include "core/hierarchy/checklist.h"
 #include "host/adaptors/pattern_record.h"
 #include "host/hierarchy/bindings.h"
 #include "host/sequence.h"
@@ -85,6 +86,21 @@ void bind_scope(py::handle pattern) {
       "The child items in search order, a live list.");
 }
 
+class HostChecklist final : public hierarchy::ChecklistPort {
+ public:
+  explicit HostChecklist(py::object list) : list_(std::move(list)) {}
+
+  [[nodiscard]] bool is_none() const { return list_.is_none(); }
+  bool is_empty() override { return list_.attr("is_empty")().cast<bool>(); }
+  bool is_configured() override {
+    const py::object config = list_.attr("config");
+    return !config.is_none() && !config.attr("is_empty")().cast<bool>();
+  }
+
+ private:
+  py::object list_;
+};
+
 void bind_checks(py::class_<Pattern>& pattern) {
   // What no rule took has no stamp.
   const auto checklist = [](const Pattern& self, const std::optional<std::string>& stamp) {
@@ -96,10 +112,8 @@ void bind_checks(py::class_<Pattern>& pattern) {
   pattern.def(
       "is_verifiable",
       [checklist](const Pattern& self, const std::optional<std::string>& stamp) {
-        const py::object list = checklist(self, stamp);
-        if (list.is_none() || list.attr("is_empty")().cast<bool>()) return false;
-        const py::object config = list.attr("config");
-        return !config.is_none() && !config.attr("is_empty")().cast<bool>();
+        HostChecklist list(checklist(self, stamp));
+        return hierarchy::is_verifiable(list.is_none() ? nullptr : &list);
       },
       py::arg("stamp"), "Whether objects of that rule have anything to check.");
 }
