@@ -56,7 +56,7 @@ LEAVES: list[Any] = [
         LEAVES,
         {"key": {}, "list": [], "tuple": (), "nested": [[{}], ({"": [()]},)]},
         {Text("derived"): 1, "Ж\ud800": 2},
-        {1: "a", None: "b", True: "c", 1.5: "d"},
+        {1: "a", None: "b", False: "c", 1.5: "d"},
         OrderedDict(b=1, a=[OrderedDict()]),
     ],
     ids=["leaves", "empty", "text keys", "other keys", "derived"],
