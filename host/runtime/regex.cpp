@@ -15,6 +15,12 @@ class CompiledExpression final : public runtime::Expression {
     return !ask(match_, to_text(text)).is_none();
   }
 
+  [[nodiscard]] std::optional<std::string> find(std::string_view text) const override {
+    const py::object found = ask(search_, to_text(text));
+    if (found.is_none()) return std::nullopt;
+    return from_text(found.attr("group")());
+  }
+
   [[nodiscard]] std::string remove_start(std::string_view text) const override {
     return without(match_, text, 0);
   }
@@ -56,6 +62,9 @@ class InterpreterRegex final : public runtime::Regex {
   }
   std::optional<runtime::RegexNode> parse(const std::string& text) override {
     return read_regex(text);
+  }
+  std::string escape(const std::string& text) override {
+    return from_text(py::module_::import("re").attr("escape")(to_text(text)));
   }
 };
 
