@@ -198,7 +198,10 @@ bool Collection::take_arrivals(const ServerContent& server) {
     std::erase_if(changes, [this](const FileChange& change) {
       return !is_newer(change.filename, change.document->edit_timestamp);
     });
-    for (FileChange& change : changes) change.known = memory_.listed(change.filename);
+    for (FileChange& change : changes) {
+      change.known = memory_.listed(change.filename);
+      if (const Ref<Document> ours = find(change.filename)) change.before = ours->file_data();
+    }
     write_files(changes);
     for (FileChange& change : changes) settle(change);
   }
@@ -206,7 +209,9 @@ bool Collection::take_arrivals(const ServerContent& server) {
   for (const FileChange& change : changes) {
     if (change.outcome == Outcome::done) foundation::guarded([&] { api_->announce_saved(); });
   }
-  return std::ranges::find(changes, Outcome::failed, &FileChange::outcome) == changes.end();
+  return std::ranges::none_of(changes, [](const FileChange& change) {
+    return change.outcome == Outcome::failed || change.outcome == Outcome::busy;
+  });
 }
 
 std::vector<FileChange> Collection::arrivals(const ServerContent& server) const {
@@ -241,9 +246,15 @@ void Collection::settle(FileChange& change) {
   if (change.outcome != Outcome::done && change.outcome != Outcome::edited) return;
   change.failure = foundation::failure_of([&] {
     const Ref<Document> known = find(change.filename);
-    const Ref<Document>& stored = known ? known : change.document;
-    stored->adopt(change.content);
-    if (!known) table_[change.filename] = stored;
+    if (!known) {
+      change.document->adopt(change.content);
+      table_[change.filename] = change.document;
+    } else if (known->file_data() == change.before) {
+      known->adopt(change.content);
+    } else {
+      // Another thread waits with its edit until it may save: that one is the newest then.
+      change.outcome = Outcome::busy;
+    }
   });
   if (change.failure) change.outcome = Outcome::failed;
 }
@@ -258,6 +269,7 @@ void Collection::drop_departures(const ServerContent& server) {
                          memory_.is_unsent(filename, document->edit_timestamp);
       if (!stays) changes.push_back({.document = document, .filename = filename});
     }
+    for (FileChange& change : changes) change.before = change.document->file_data();
     remove_files(changes);
     for (FileChange& change : changes) {
       if (change.outcome == Outcome::edited) {

@@ -28,14 +28,10 @@ constexpr std::array<std::string_view, 4> kUncounted = {"edit_timestamp", "selec
 /// What stands in a file during its turn.
 struct OnDisk {
   bool exists = false;
+  bool is_link = false;
   /// A map, if it is one.
   std::optional<Json> content;
 
-  [[nodiscard]] bool is_foreign(const std::string& target) const {
-    if (!content) return false;
-    const std::string found = content->text_or("target", "");
-    return !found.empty() && found != target;
-  }
   /// The time of the edit, if it is a project of `target`.
   [[nodiscard]] std::optional<double> edit_time(const std::string& target) const {
     if (!content || content->text_or("target", "") != target) return std::nullopt;
@@ -47,9 +43,11 @@ struct OnDisk {
 };
 
 OnDisk look_at(const AccessQueue& turn) {
-  OnDisk found{.exists = runtime::services().files->exists(turn.path()), .content = {}};
-  if (!found.exists) return found;
   const auto& services = runtime::services();
+  OnDisk found{.exists = services.files->exists(turn.path()),
+               .is_link = services.files->is_link(turn.path()),
+               .content = {}};
+  if (!found.exists) return found;
   const auto failure = foundation::failure_of([&] {
     Json json = services.json->to_json(turn.read());
     if (json.map() != nullptr) found.content = std::move(json);
@@ -64,11 +62,13 @@ OnDisk look_at(const AccessQueue& turn) {
 /// edit with that of the change.
 template <class IsNewer>
 bool stays(FileChange& change, const OnDisk& found, IsNewer is_newer) {
-  const Document& document = *change.document;
-  const std::optional<double> edit_time = found.edit_time(document.target());
-  if (found.is_foreign(document.target())) {
+  // What cannot be read is of no use to anybody. A link that somebody else made could lead to any
+  // file of the user's, so it must lead to a project.
+  if (!found.content && !found.is_link) return false;
+  const std::optional<double> edit_time = found.edit_time(change.document->target());
+  if (!edit_time) {
     change.outcome = Outcome::foreign;
-  } else if (edit_time && is_newer(*edit_time, document.edit_timestamp)) {
+  } else if (is_newer(*edit_time, change.document->edit_timestamp)) {
     change.outcome = Outcome::edited;
     change.content = *found.content;
   }
@@ -139,7 +139,10 @@ void log_change(const FileChange& change, std::string_view kept_message) {
       break;
     case Outcome::foreign:
       foundation::log_warning(
-          format("\"{}\" stays, it is of another host application", {change.filename}));
+          format("\"{}\" stays: it holds no project of this host application", {change.filename}));
+      break;
+    case Outcome::busy:
+      foundation::log_info(format("\"{}\" is being changed and stays", {change.filename}));
       break;
     case Outcome::failed:
       foundation::log_warning(format("\"{}\" could not be synchronised", {change.filename}));

@@ -27,8 +27,10 @@ struct FileChange {
     done,
     /// The file holds a newer edit and stays.
     edited,
-    /// The file holds a project of another host application and stays.
+    /// The file is something else than a project of this host application and stays.
     foreign,
+    /// The document was changed while its file was: what is saved next stands in the file.
+    busy,
   };
 
   /// The state to be written, or the last one known of what is to be removed.
@@ -36,6 +38,8 @@ struct FileChange {
   std::string filename;
   /// The time of an edit that the server is known to have: such a file holds nothing of our own.
   std::optional<double> known = std::nullopt;
+  /// What the collection's own document held when the change was decided; empty without one.
+  foundation::Json before = {};
 
   Outcome outcome = Outcome::failed;
   /// What stands in the file afterwards, as far as a project of ours does.

@@ -149,15 +149,9 @@ def test_what_this_version_does_not_do_says_so(environment: Environment, tmp_pat
     for action in (
         api.export.start,
         lambda: api.export.project(str(tmp_path)),
-        api.http.projects_request,
-        lambda: api.http.statistics_response(None),
     ):
         with pytest.raises(NotImplementedError, match="not implemented in this version"):
             action()
-    fired: list[int] = []
-    api.callbacks.http_no_response.register(lambda: fired.append(1))
-    api.http.http_no_response()
-    assert fired == [1]
 
 
 def test_shutdown_empties_the_lists_after_the_host(environment: Environment) -> None:

@@ -265,15 +265,6 @@ def test_projects_come_and_go_while_others_walk_them(tmp_path):
     assert collection.names == [f"N{index}" for index in range(8)]
 
 
-def test_synchronising_is_not_offered_yet(tmp_path):
-    collection = collection_of(tmp_path, hero=project())
-    with pytest.raises(NotImplementedError):
-        collection.create_http_request()
-    with pytest.raises(NotImplementedError):
-        collection.accept_http_response(None)
-    assert collection.names == ["Hero"]
-
-
 def test_what_is_saved_by_one_collection_is_read_by_another(tmp_path):
     mine, yours = collection_of(tmp_path), collection_of(tmp_path)
     settings = mine.get_empty()
