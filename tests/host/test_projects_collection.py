@@ -5,11 +5,10 @@ from __future__ import annotations
 import gc
 import json
 import threading
-import time
 import weakref
 
 import pytest
-from project_tools import finish_log, logged, make_api, project, store
+from project_tools import logged, make_api, project, store
 
 import core
 
@@ -17,13 +16,7 @@ Settings = core._Project.Settings
 Collection = core._Project.Collection
 
 
-@pytest.fixture(autouse=True)
-def pauses(monkeypatch):
-    """Nothing waits; what would have been waited for is noted."""
-    waited: list[float] = []
-    monkeypatch.setattr(time, "sleep", waited.append)
-    yield waited
-    finish_log()
+pytestmark = pytest.mark.usefixtures("pauses")
 
 
 def collection_of(folder, **projects) -> Collection:
@@ -194,6 +187,7 @@ def test_everything_that_reads_the_table_waits_for_its_lock(tmp_path):
         lambda: list(collection),
         lambda: collection.save_project(settings),
         collection._load,
+        collection.create_http_request,
     ]
     for action in actions:
         worker = threading.Thread(target=action)

@@ -9,7 +9,7 @@ import time
 from types import SimpleNamespace
 
 import pytest
-from project_tools import finish_log, logged, make_api, project, rule, store
+from project_tools import logged, make_api, project, rule, store
 
 import core
 
@@ -18,13 +18,7 @@ Response = Collection.HttpResponse
 JSON = "application/json"
 
 
-@pytest.fixture(autouse=True)
-def pauses(monkeypatch):
-    """Nothing waits; what would have been waited for is noted."""
-    waited: list[float] = []
-    monkeypatch.setattr(time, "sleep", waited.append)
-    yield waited
-    finish_log()
+pytestmark = pytest.mark.usefixtures("pauses")
 
 
 def reply(body, content_type: str | None = JSON, **fields) -> SimpleNamespace:

@@ -8,18 +8,14 @@ import weakref
 from types import SimpleNamespace
 
 import pytest
-from project_tools import Pattern, StandIn, finish_log, logged, make_api, project, store
+from project_tools import Pattern, StandIn, logged, make_api, project, store
 
 import core
 
 EVENTS = ("projects_saved", "projects_synchronized", "projects_response_closed", "http_no_response")
 
 
-@pytest.fixture(autouse=True)
-def _no_pauses(monkeypatch):
-    monkeypatch.setattr("time.sleep", lambda seconds: None)
-    yield
-    finish_log()
+pytestmark = pytest.mark.usefixtures("pauses")
 
 
 def reply(projects, content_type: str = "application/json") -> SimpleNamespace:
