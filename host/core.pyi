@@ -2233,8 +2233,8 @@ class _Project:
         class HttpResponse:
             """The projects in the answer of a shared server."""
 
-            headers: ClassVar[dict[str, str]]
             def __init__(self, response: Any) -> None: ...
+            headers: ClassVar[dict[str, str]]
             def _decode(self, response: Any) -> None: ...
             @property
             def accepted(self) -> bool: ...
