@@ -41,11 +41,11 @@ def print_hierarchy(console: Console, hierarchy: Hierarchy) -> None:
     if widths[0] < least:
         widths = [least, *fitted(natural[1:], console_width(console) - least - GAP)]
     for line in lines:
-        if console.is_terminal or widths != natural:
+        if not console.is_terminal and line.fits(widths):  # trees are long, and styles slow
+            console.file.write(line.plain(widths))
+        else:
             for text in line.texts(widths):
                 console.print(text)
-        else:  # trees are long, and plain text is written at once
-            console.file.write(line.plain(widths))
 
 
 @dataclass(frozen=True)
@@ -57,6 +57,10 @@ class _TreeLine:
     name: str
     rule: str
     kind: str
+
+    def fits(self, widths: Sequence[int]) -> bool:
+        cells = (self.guide + self.name, self.rule, self.kind)
+        return all(cell_len(cell) <= width for cell, width in zip(cells, widths))
 
     def plain(self, widths: Sequence[int]) -> str:
         cells = zip((self.guide + self.name, self.rule), widths)

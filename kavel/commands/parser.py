@@ -11,6 +11,8 @@ from typing import Any, NoReturn
 from kavel.terminal import make_console, printable
 
 _USAGE = 2
+_ALIKE = 0.7  # how much an option must resemble another one to be taken for it
+_OF_PROGRAM = "--home"
 
 
 class Parser(argparse.ArgumentParser):
@@ -71,5 +73,7 @@ class Parser(argparse.ArgumentParser):
             return f"nothing was expected at: {listed}; what is no option stands together"
         name = first.partition("=")[0]
         known = [option for option in self._option_string_actions if option.startswith("--")]
-        close = difflib.get_close_matches(name, known, 1)
+        if name == _OF_PROGRAM and name not in known:
+            return f"{name} stands before the command: kavel {name} DIR COMMAND"
+        close = difflib.get_close_matches(name, known, 1, _ALIKE)
         return f"there is no option {name}" + (f"; is {close[0]} meant?" if close else "")

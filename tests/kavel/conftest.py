@@ -92,6 +92,11 @@ def wide(monkeypatch: pytest.MonkeyPatch) -> None:
     monkeypatch.setenv("COLUMNS", "1000")
 
 
+@pytest.fixture(autouse=True)
+def not_the_own_home(monkeypatch: pytest.MonkeyPatch, tmp_path: Path) -> None:
+    monkeypatch.setenv("KAVEL_HOME", str(tmp_path / "home"))
+
+
 @pytest.fixture
 def write(tmp_path: Path) -> Callable[[str, Any], str]:
     """Writes bytes, or an object as JSON (binary glTF for a .glb), to a file of a fresh folder."""

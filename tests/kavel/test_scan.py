@@ -330,6 +330,7 @@ def test_a_reader_that_leaves_early_is_no_fault_of_the_scan(good: str, file: str
         ([], "kavel: the following arguments are required: COMMAND"),
         (["scna"], 'kavel: there is no command "scna"; is scan meant?'),
         (["--hoem", "x", "scan"], "kavel: there is no option --hoem; is --home meant?"),
+        (["checks", "--home", "x"], "kavel checks: --home stands before the command"),
         (["scan"], "kavel scan: the following arguments are required: SCENE, --project"),
         (["scan", "a", "--project", "b", "--slect", "c"], "no option --slect; is --select meant?"),
         (["scan", "a", "--project", "b", "--select", "c", "-q", "e"], "nothing was expected at: e"),
