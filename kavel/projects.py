@@ -9,7 +9,7 @@ from typing import Any
 
 from kavel.document import Checked, check_file
 from kavel.document.pattern import walk
-from kavel.errors import ProjectError
+from kavel.errors import ProjectError, reason_of
 
 
 @dataclass(frozen=True)
@@ -60,7 +60,7 @@ def read_project(path: str) -> ProjectFile:
     try:
         return ProjectFile(path, check_file(path))
     except OSError as error:
-        raise ProjectError(f"{path}: cannot be read: {error.strerror or error}") from error
+        raise ProjectError(f"{path}: cannot be read: {reason_of(error)}") from error
 
 
 def user_projects(home: str) -> Iterator[ProjectFile]:
@@ -85,8 +85,13 @@ def find_project(text: str, home: str) -> ProjectFile:
         for project in user_projects(home)
         if not project.deleted and text in _spellings(project)
     ]
+    if not found and os.path.isdir(text):
+        raise ProjectError(f"{text}: is a folder; give the project's file in it")
     if not found:
-        raise ProjectError(f'"{text}" is neither a file nor the name of a project in {home}')
+        raise ProjectError(
+            f'"{text}" is neither a file nor the name of a project in {home}; '
+            "`kavel projects list` lists those"
+        )
     if len(found) > 1:
         lines = "".join(f"\n  {project.path}" for project in found)
         raise ProjectError(f'"{text}" names more than one project; give one of these files:{lines}')
@@ -103,4 +108,4 @@ def _listed(folder: str) -> list[str]:
     except (FileNotFoundError, NotADirectoryError):
         return []
     except OSError as error:
-        raise ProjectError(f"{folder}: cannot be read: {error.strerror or error}") from error
+        raise ProjectError(f"{folder}: cannot be read: {reason_of(error)}") from error

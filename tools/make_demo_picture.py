@@ -13,19 +13,21 @@ from kavel.picture import svg
 from kavel.samples import samples_directory
 
 PICTURE = Path(__file__).resolve().parents[1] / "docs" / "demo.svg"
-WIDTH = 138
+WIDTH = 100
 
 
 def main() -> None:
-    environment = {**os.environ, "FORCE_COLOR": "1", "TERM": "xterm-256color"}
+    own = {"FORCE_COLOR": "1", "TERM": "xterm-256color", "COLUMNS": str(WIDTH)}
+    environment = {**os.environ, **own}
     ran = subprocess.run(
         [sys.executable, "-m", "kavel", "demo"],
+        cwd=samples_directory(),
         env=environment,
         capture_output=True,
         text=True,
         check=True,
     )
-    output = "$ kavel demo\n" + ran.stdout.replace(samples_directory() + os.sep, "")
+    output = "$ kavel demo\n" + ran.stdout
     PICTURE.write_text(svg(Text.from_ansi(output), "kavel", "demo", WIDTH), encoding="utf-8")
 
 

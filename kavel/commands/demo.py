@@ -33,8 +33,8 @@ def run(arguments: argparse.Namespace) -> int:
     from kavel.validation_report import ReportWriter
 
     folder = samples_directory()
-    scenes = [os.path.join(folder, "character.glb"), *broken_scenes()[:1]]
-    draft = os.path.join(folder, "draft.glb")
+    good, draft = (_short(os.path.join(folder, name)) for name in ("character.glb", "draft.glb"))
+    scenes = [good, *map(_short, broken_scenes()[:1])]
     project = read_project(os.path.join(folder, "character.json"))
     output = make_console()
     streams = Streams(output, make_console(stderr=True), ReportWriter())
@@ -49,3 +49,11 @@ def run(arguments: argparse.Namespace) -> int:
         raise KavelError("the samples did not behave as they should")
     output.print("\nWhat a fix cannot know is left to you; --save would have written the fixes.")
     return 0
+
+
+def _short(path: str) -> str:
+    """The path from here, where that is shorter."""
+    try:
+        return min(path, os.path.relpath(path), key=len)
+    except ValueError:  # on another drive
+        return path

@@ -3,11 +3,18 @@
 from __future__ import annotations
 
 import argparse
+import os
 from typing import Any
 
+from rich.console import Console
+
 from kavel.columns import print_columns
+from kavel.commands.options import add_check_folders
 from kavel.document.structure import VERSION
-from kavel.home import kavel_home
+from kavel.errors import KavelError
+from kavel.home import kavel_home, target_directory
+from kavel.logs import LogHandler
+from kavel.native import require_core
 from kavel.outline import outline
 from kavel.printing import print_problems
 from kavel.projects import ProjectFile, find_project, user_projects
@@ -21,6 +28,7 @@ def add_parser(subparsers: Any) -> None:
     listing.set_defaults(run=run_list)
     show = actions.add_parser("show", help="show a project's rule tree")
     show.add_argument("project", metavar="FILE|NAME")
+    add_check_folders(show)
     show.set_defaults(run=run_show)
 
 
@@ -35,6 +43,9 @@ def run_list(arguments: argparse.Namespace) -> int:
     ]  # fmt: skip
     print_columns(output, rows)
     errors.print(f"{count(len(rows), 'project')} in {printable(home)}")
+    if not rows:
+        folder = os.path.join(target_directory(home, "standalone"), "projects")
+        errors.print(f"a project file in {printable(folder)} is known by its name")
     return 0
 
 
@@ -43,6 +54,9 @@ def run_show(arguments: argparse.Namespace) -> int:
     project = find_project(arguments.project, kavel_home(arguments.home))
     checked = project.checked
     print_problems(errors, project.path, checked.problems)
+    if not checked.document:
+        return 2
+    _print_misfits(project, arguments, errors)
     title = printable(project.name) or "(no name)"
     target = printable(project.target) or "(none)"
     output.print(f"{title}: target {target}, record {checked.timestamp or '(none)'}")
@@ -56,6 +70,25 @@ def run_show(arguments: argparse.Namespace) -> int:
         ]
         print_columns(output, lines)
     return 0 if checked.usable else 2
+
+
+def _print_misfits(project: ProjectFile, arguments: argparse.Namespace, errors: Console) -> None:
+    """What does not fit between the project and the checks that are installed."""
+    try:
+        require_core()
+    except KavelError as error:
+        errors.print(f"warning: the parameters of checks were not compared: {error}")
+        return
+    from kavel.configuration_printing import print_misfits
+    from kavel.configurations import Configurations
+    from kavel.own_checks import OwnChecks
+    from kavel.registry import check_setup
+
+    with LogHandler(errors):
+        own = OwnChecks(arguments.home, check_setup(arguments.home, arguments.checks))
+    configurations = Configurations(own.classes)
+    print_misfits(errors, configurations.missing(project.rules))
+    print_misfits(errors, configurations.of_rules(project.rules, disabled=True))
 
 
 def _state(project: ProjectFile) -> str:
