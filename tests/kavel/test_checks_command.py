@@ -86,7 +86,7 @@ def test_the_list_is_short_and_broken_entries_are_in_it(tmp_path: Path, capsys: 
     assert "  off  kavel.mesh.ngons               Faces with Too Many Corners\n" in shipped
     assert "corners" not in shipped
     assert "No module named 'nothing_of_that_name'" in broken and "loaded" not in broken
-    assert err == "36 checks, 0 on; `kavel checks show ID` tells more of one\n"
+    assert err == "37 checks, 0 on; `kavel checks show ID` tells more of one\n"
 
 
 @pytest.mark.parametrize(
