@@ -11,7 +11,7 @@ import numpy as np
 
 from kavel.errors import SceneError
 from kavel.gltf.accessors import Accessors
-from kavel.gltf.attached import attached
+from kavel.gltf.attached import Attachments
 from kavel.gltf.buffers import Buffers
 from kavel.gltf.container import SceneFile
 from kavel.gltf.deformation import Deformation
@@ -82,6 +82,7 @@ class GltfScene:
         self._materials = Materials(self._lookup, buffers)
         self._reader = Meshes(self._lookup, self._accessors, self._materials)
         self._deformation = Deformation(self._lookup)
+        self._attachments = Attachments(self._lookup)
         self._meshes: dict[int, Mesh] = {}
         self._transforms: dict[int, Transform] = {}
         self._worlds: dict[str, Reals] = {}
@@ -174,9 +175,9 @@ class GltfScene:
         return self._deformation.concerns(self._nodes[path])
 
     def attached(self, path: str) -> str:
-        """Cameras, lights, extensions of the node that this program does not know, and primitives
-        that are no faces."""
-        return attached(self._lookup, self._nodes[path])
+        """Cameras, lights, extensions of the node that this program does not know, primitives that
+        are no faces, and extensions elsewhere in the file that refer to the node."""
+        return self._attachments.of(self._nodes[path])
 
     def shares_mesh(self, path: str) -> bool:
         """Nodes that are in none of the shown scenes count too."""

@@ -62,6 +62,13 @@ def colours(file: str) -> list[tuple[float, ...]]:
         ({"mesh": 0, "extensions": {"X_socket": {}}}, "holds the extension X_socket,"),
         ({"mesh": 1}, "holds lines,"),
         ({"mesh": 2}, "holds points,"),
+        ({"mesh": 0, "file": {"VRM": {"humanBones": [{"bone": "hips", "node": 0}]}}}, "what VRM"),
+        ({"mesh": 0, "file": {"X_springs": [{"bones": [3, 0], "center": -1}]}}, "what X_springs"),
+        ({"mesh": 0, "file": {"X_graph": {"target": "/nodes/0/scale"}}}, "what X_graph refers to"),
+        ({"mesh": 0, "other": {"MSFT_lod": {"ids": [0]}}}, "what MSFT_lod refers to"),
+        ({"mesh": 0, "other": {"KHR_lights_punctual": {"light": 0}}}, ""),
+        ({"mesh": 0, "file": {"KHR_lights_punctual": {"lights": [{"intensity": 0}]}}}, ""),
+        ({"mesh": 0, "file": {"X_springs": {"node": 1, "names": ["/nodes/10"]}}}, ""),
         ({"mesh": 0, "pointer": "/nodes/0/translation"}, "an animation depends"),
         ({"mesh": 0, "pointer": "/odd/0"}, "an animation depends"),
         ({"mesh": 0, "pointer": None}, "an animation depends"),
@@ -77,12 +84,14 @@ def test_freezing_is_offered_only_for_faces(write: Writer, fields: Any, message:
     dots = {**scene.primitive(QUAD), "mode": 0}
     for primitives in ([faces], [faces, lines], [dots]):
         scene.document["meshes"].append({"primitives": primitives})
+    fields = dict(fields)
+    scene.document["extensions"] = fields.pop("file", {})
+    other = {"extensions": fields.pop("other", {})}
     if "pointer" in fields:
-        fields = dict(fields)
         pointed = {"KHR_animation_pointer": {"pointer": fields.pop("pointer")}}
         channel = {"sampler": 0, "target": {"path": "pointer", "extensions": pointed}}
         scene.document["animations"] = [{"channels": [channel], "samplers": [{}]}]
-    scene.node("it", translation=[1, 2, 3], rotation=TURNED, **fields).node("other")
+    scene.node("it", translation=[1, 2, 3], rotation=TURNED, **fields).node("other", **other)
     view = view_of(write("a.glb", scene.glb()))
     options: Any = {"scene": view, "parameters": {"translation": True}}
     if not message:
@@ -236,8 +245,8 @@ def test_parts_of_a_level_are_no_levels(write: Writer) -> None:
         assert_passes(check, "/car", scene=view)
 
 
-@pytest.mark.parametrize("bound", [False, True])
-def test_a_skinned_mesh_is_as_large_as_its_joints_make_it(write: Writer, bound: bool) -> None:
+def skinned(bound: bool = False, **body: Any) -> Scene:
+    """A square that hangs on the joint "root", in an arm that is scaled; `bound` to a third."""
     scene = Scene()
     skin = {"JOINTS_0": [[1, 0, 0, 0]] * 4, "WEIGHTS_0": [[1, 0, 0, 0]] * 4}
     scene.document["meshes"] = [{"primitives": [scene.primitive(QUAD, CORNERS, **skin)]}]
@@ -252,10 +261,16 @@ def test_a_skinned_mesh_is_as_large_as_its_joints_make_it(write: Writer, bound: 
     scene.node("arm", scale=[0.01] * 3, children=[1, 2, 3])
     scene.document["nodes"] += [
         {"name": "root", "scale": [100] * 3},
-        {"name": "body", "mesh": 0, "skin": 0},
-        {"name": "unused"},
+        {"name": "body", "mesh": 0, "skin": 0, **body},
+        {"name": "unused", "scale": [1, -1, 1], "rotation": TURNED},
+        {"name": "below"},
     ]
-    view_ = view_of(write("a.glb", scene.glb()))
+    return scene
+
+
+@pytest.mark.parametrize("bound", [False, True])
+def test_a_skinned_mesh_is_as_large_as_its_joints_make_it(write: Writer, bound: bool) -> None:
+    view_ = view_of(write("a.glb", skinned(bound).glb()))
     size = 3.0 if bound else 1.0
     limits = {"smallest": size * 0.99, "largest": size * 1.01}
     assert_passes(BoundingSize, "/arm/body", scene=view_, parameters=limits)
