@@ -5,7 +5,7 @@ from __future__ import annotations
 import os
 from collections.abc import Sequence
 from dataclasses import dataclass, field
-from typing import TYPE_CHECKING, Any
+from typing import TYPE_CHECKING, Any, Literal
 
 import numpy as np
 
@@ -173,6 +173,12 @@ class GltfScene:
         what lies above these, in whose space their placement is stored. An object that merely moves
         with an animated parent can be changed freely."""
         return self._deformation.concerns(self._nodes[path])
+
+    def skin_role(self, path: str) -> Literal["", "mesh", "joint"]:
+        node = self._node(path)
+        if self._deformation.is_joint(self._nodes[path]):
+            return "joint"
+        return "mesh" if "skin" in node and "mesh" in node else ""
 
     def attached(self, path: str) -> str:
         """Cameras, lights, extensions of the node that this program does not know, primitives that

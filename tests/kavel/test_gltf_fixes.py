@@ -14,7 +14,7 @@ from geometry import CORNERS, QUAD, Scene
 
 from kavel.checks.kavel_lod import LodNames, LodTriangles
 from kavel.checks.kavel_mesh import UnmergedPoints
-from kavel.checks.kavel_object import FrozenTransforms
+from kavel.checks.kavel_object import BadScale, FrozenTransforms, PivotPlace
 from kavel.checks.kavel_project import BoundingSize
 from kavel.errors import SceneError
 from kavel.gltf.accessors import Accessors
@@ -275,3 +275,19 @@ def test_a_skinned_mesh_is_as_large_as_its_joints_make_it(write: Writer, bound: 
     limits = {"smallest": size * 0.99, "largest": size * 1.01}
     assert_passes(BoundingSize, "/arm/body", scene=view_, parameters=limits)
     assert_passes(UnmergedPoints, "/arm/body", scene=view_, distance=15.0)
+
+
+def test_what_a_skin_places_is_not_judged_by_its_own_transform(write: Writer) -> None:
+    placed = {"scale": [-1, 2, 3], "rotation": TURNED, "translation": [5, 5, 5]}
+    view = view_of(write("a.glb", skinned(**placed).glb()))
+    options: Any = {"scene": view, "parameters": {"translation": True}}
+    for path in ("/arm/body", "/arm/unused", "/arm/root"):
+        assert_passes(FrozenTransforms, path, **options)
+        assert_passes(BadScale, path, scene=view)
+        assert_passes(PivotPlace, path, scene=view)
+    # Above the joints, and where something hangs on the node itself, the transform counts.
+    outcome = assert_finds(FrozenTransforms, "/arm", **options, message="scaled")
+    assert not outcome.fixable
+    view = view_of(write("b.glb", skinned(**placed, children=[4]).glb()))
+    assert_finds(BadScale, "/arm/body", scene=view, message="negative and uneven")
+    assert not assert_finds(FrozenTransforms, "/arm/body", scene=view).fixable

@@ -219,6 +219,9 @@ def test_a_scene_in_memory() -> None:
     assert view.world_matrix("hero/body/socket")[:3, 3].tolist() == [1, 2, 0]
     assert view.mesh("hero/twin") is view.mesh("hero/body")
     assert [slot.name for slot in view.mesh("hero/body").slots] == ["cloth"]
+    bound = MemoryScene().add("body", box(), skin="mesh", translation=(1, 0, 0))
+    assert bound.is_deformed("body") and bound.skin_role("body") == "mesh"
+    assert bound.shown_matrix("body").tolist() == np.eye(4).tolist()
     for refused, message in [
         (lambda: scene.add("rest"), "is there already"),
         (lambda: scene.add("/rest"), "is no path"),
