@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import json
 import os
 from collections.abc import Callable
 from dataclasses import replace
@@ -12,10 +13,11 @@ import numpy as np
 import pytest
 from geometry import CORNERS, QUAD, Scene
 
-from kavel.checks.kavel_lod import LodNames, LodTriangles
+from kavel.checks.kavel_lod import LodNames, LodNumbering, LodTriangles
+from kavel.checks.kavel_manifold import OpenBorders
 from kavel.checks.kavel_mesh import UnmergedPoints
 from kavel.checks.kavel_object import BadScale, FrozenTransforms, PivotPlace
-from kavel.checks.kavel_project import BoundingSize
+from kavel.checks.kavel_project import BoundingSize, TextureBudget, TriangleBudget
 from kavel.errors import SceneError
 from kavel.gltf.accessors import Accessors
 from kavel.gltf.buffers import Buffers
@@ -291,3 +293,29 @@ def test_what_a_skin_places_is_not_judged_by_its_own_transform(write: Writer) ->
     view = view_of(write("b.glb", skinned(**placed, children=[4]).glb()))
     assert_finds(BadScale, "/arm/body", scene=view, message="negative and uneven")
     assert not assert_finds(FrozenTransforms, "/arm/body", scene=view).fixable
+
+
+def test_a_missing_buffer_spoils_only_what_needs_it(write: Writer) -> None:
+    """Two levels lost their data; the others have theirs in the text."""
+    scene = Scene(materials=[{"name": "wood"}])
+    for name in ("a_LOD0", "a_LOD2", "b"):
+        scene.add(scene.primitive(QUAD, CORNERS), name=name, rotation=TURNED)
+    document = json.loads(scene.gltf())
+    document["buffers"].append({"byteLength": len(scene.data), "uri": "gone.bin"})
+    for view_entry in document["bufferViews"][:4]:
+        view_entry["buffer"] = 1
+    view = view_of(write("a.gltf", json.dumps(document).encode()))
+    lost = ["/a_LOD0", "/a_LOD2"]
+    assert view.paths() == [*lost, "/b"] and view.parent("/b") is None
+    assert_finds(OpenBorders, "/b", scene=view, count=4)
+    for path in lost:
+        outcome = assert_finds(OpenBorders, path, scene=view, status="error")
+        assert "gone.bin cannot be read" in outcome.errors
+        outcome = assert_finds(FrozenTransforms, path, scene=view, message="gone.bin cannot be")
+        assert not outcome.fixable
+    assert_finds(LodNumbering, "/a_LOD2", scene=view, items=[1])
+    # What counts over the whole scene says what is too much already, and never that all is well.
+    assert_finds(TriangleBudget, scene=view, parameters={"scene": 1}, message="has 2 triangles")
+    outcome = assert_finds(TriangleBudget, scene=view, status="error")
+    assert "2 objects with a mesh that cannot be read: /a_LOD0, /a_LOD2" in outcome.errors
+    assert "2 objects with" in assert_finds(TextureBudget, scene=view, status="error").errors
