@@ -11,6 +11,7 @@ import core
 from kavel.checking import ObjectCheck, SceneCheck, Values, combo, matches_any
 from kavel.checking.freezing import Frozen, Parts, frozen
 from kavel.checking.geometry.bounds import below, world_bounds
+from kavel.checking.values import default_names_input
 from kavel.view import Scene
 
 _DEFAULT_NAMES = (
@@ -71,14 +72,7 @@ class DefaultNames(ObjectCheck):
 
     @staticmethod
     def parameters() -> Any:
-        items = [core.Parameters.TextMatch(text) for text in _DEFAULT_NAMES]
-        return core.Parameters.Block(
-            [
-                core.Parameters.TextMatchList(
-                    "names", items, help_text="Regular expressions for default names."
-                )
-            ]
-        )
+        return core.Parameters.Block([default_names_input(_DEFAULT_NAMES)])
 
     def find(self, scene: Scene, path: str, values: Values) -> None:
         name = scene.name(path)
