@@ -11,7 +11,7 @@ from typing import Any
 
 import numpy as np
 import pytest
-from geometry import CORNERS, QUAD, Scene
+from geometry import CORNERS, QUAD, Scene, reachable, taken, view_of
 
 from kavel.checks.kavel_lod import LodNames, LodNumbering, LodTriangles
 from kavel.checks.kavel_manifold import OpenBorders
@@ -19,39 +19,18 @@ from kavel.checks.kavel_mesh import UnmergedPoints
 from kavel.checks.kavel_object import BadScale, FrozenTransforms, PivotPlace
 from kavel.checks.kavel_project import BoundingSize, TextureBudget, TriangleBudget
 from kavel.errors import SceneError
-from kavel.gltf.accessors import Accessors
-from kavel.gltf.buffers import Buffers
 from kavel.gltf.container import SceneFile
-from kavel.gltf.lookup import Lookup
-from kavel.gltf.operator import GltfOperator
-from kavel.gltf.view import GltfScene
 from kavel.testing import assert_finds, assert_fix_is_idempotent, assert_passes, fix
-from kavel.view import Mesh
 
 Writer = Callable[[str, bytes], str]
 TURNED = [0.0, 0.6, 0.0, 0.8]
 RED, GREEN = (1, 0, 0, 1), (0, 1, 0, 1)
 
 
-def view_of(file: str) -> GltfScene:
-    operator = GltfOperator()
-    operator.open(file)
-    return operator.view
-
-
 def colours(file: str) -> list[tuple[float, ...]]:
     """For each corner that the file draws its x, and the red and the green of its colour."""
-    scene = SceneFile(file)
-    look = Lookup(scene.document, file)
-    read = Accessors(look, Buffers(scene, look))
-    found = []
-    for primitive in scene.document["meshes"][0]["primitives"]:
-        indices = read.raw(primitive["indices"], "")[:, 0]
-        names = primitive["attributes"]
-        x = read.raw(names["POSITION"], "")[indices, 0]
-        colour = read.raw(names["COLOR_0"], "")[indices]
-        found += [(float(a), *map(float, b[:2])) for a, b in zip(x, colour)]
-    return found
+    drawn = reachable(file)
+    return [(p[0], *c[:2]) for p, c in zip(drawn["POSITION"], drawn["COLOR_0"])]
 
 
 @pytest.mark.parametrize(
@@ -106,18 +85,6 @@ def test_freezing_is_offered_only_for_faces(write: Writer, fields: Any, message:
     assert view.is_saved
 
 
-def kept(mesh: Mesh, faces: Any) -> Mesh:
-    corners = (np.asarray(faces)[:, None] * 3 + np.arange(3)).ravel()
-    return replace(
-        mesh,
-        corners=mesh.corners[corners],
-        offsets=np.arange(0, len(corners) + 1, 3),
-        normals=None if mesh.normals is None else mesh.normals[corners],
-        uv_sets={name: values[corners] for name, values in mesh.uv_sets.items()},
-        materials=None if mesh.materials is None else mesh.materials[faces],
-    )
-
-
 def doubled(second: Any, **values: Any) -> Scene:
     """Two squares in the same place, the second in another colour."""
     scene = Scene()
@@ -131,7 +98,7 @@ def test_of_faces_in_one_place_the_right_one_stays(write: Writer) -> None:
     view = view_of(file)
     mesh = view.mesh("/body")
     assert mesh is not None
-    view.set_mesh("/body", kept(mesh, [2, 3]))
+    view.set_mesh("/body", taken(mesh, [2, 3]))
     view.save()
     assert {colour[1:] for colour in colours(file)} == {(0.0, 1.0)}
     # Nothing that a check sees tells these apart, and the file does.
@@ -139,12 +106,12 @@ def test_of_faces_in_one_place_the_right_one_stays(write: Writer) -> None:
     mesh = view.mesh("/body")
     assert mesh is not None
     with pytest.raises(ValueError, match="several faces lie in the same place"):
-        view.set_mesh("/body", kept(mesh, [2, 3]))
+        view.set_mesh("/body", taken(mesh, [2, 3]))
     # Where the file has the same for both, one is as good as the other.
     view = view_of(write("c.glb", doubled(RED).glb()))
     mesh = view.mesh("/body")
     assert mesh is not None
-    view.set_mesh("/body", kept(mesh, [2, 3]))
+    view.set_mesh("/body", taken(mesh, [2, 3]))
     assert view.changes() == {"/body": ["faces"]}
 
 
@@ -156,7 +123,7 @@ def test_faces_that_moved_in_another_order_keep_their_colours(write: Writer) -> 
     view = view_of(file := write("a.glb", scene.glb()))
     mesh = view.mesh("/body")
     assert mesh is not None
-    view.set_mesh("/body", replace(kept(mesh, [2, 3, 0, 1]), points=mesh.points + 1))
+    view.set_mesh("/body", replace(taken(mesh, [2, 3, 0, 1]), points=mesh.points + 1))
     view.save()
     assert set(colours(file)) == {(1, 1, 0), (2, 1, 0), (6, 0, 1), (7, 0, 1)}
 
