@@ -2,20 +2,19 @@
 
 from __future__ import annotations
 
-import gc
 import json
 import subprocess
 import sys
 import textwrap
 import time
 import types
-import weakref
 from collections.abc import Iterator
 from pathlib import Path
 from typing import Any
 
 import pytest
 from check_tools import BASE, check, module
+from lifetimes import collected
 
 import core
 
@@ -351,15 +350,14 @@ def test_five_hundred_modules_are_found_quickly(tmp_path: Path) -> None:
     assert classes._array[0].__name__ == "Check499"
 
 
-def test_registries_are_collected_with_their_classes(tmp_path: Path) -> None:
+@collected
+def test_registries_are_collected_with_their_classes(tmp_path: Path) -> Any:
     module(tmp_path, "a", check("One"))
     classes = core.Check._Classes([str(tmp_path)])
     classes.get("One").registry = classes
-    watched = weakref.ref(classes), weakref.ref(classes.get("One"))
     classes._directories[:] = []
-    del sys.modules["a"], classes
-    gc.collect()
-    assert [found() for found in watched] == [None, None]
+    del sys.modules["a"]
+    return classes, classes.get("One")
 
 
 def test_the_embedded_module_is_searched_first(tmp_path: Path) -> None:

@@ -12,6 +12,7 @@ from typing import Any
 
 import pytest
 from check_tools import check, module
+from lifetimes import collected
 
 import core
 
@@ -372,7 +373,8 @@ def test_what_a_rule_has_to_check_has_three_states() -> None:
     assert not without.is_verifiable("enabled")
 
 
-def test_lists_are_collected_with_what_they_hold() -> None:
+@collected
+def test_lists_are_collected_with_what_they_hold() -> Any:
     class Local(Limit):
         class_id = "local"
 
@@ -380,7 +382,4 @@ def test_lists_are_collected_with_what_they_hold() -> None:
     made = core.Check._List([Local], Presets(), config)
     Local.listed = made  # type: ignore[attr-defined]
     made.editor = made.preset
-    watched = weakref.ref(made), weakref.ref(Local)
-    del made, Local
-    gc.collect()
-    assert [found() for found in watched] == [None, None]
+    return made, Local

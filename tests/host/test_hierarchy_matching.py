@@ -2,16 +2,15 @@
 
 from __future__ import annotations
 
-import gc
 import os
 import re
 import sys
-import weakref
 from pathlib import Path
 from types import SimpleNamespace
 from typing import Any
 
 import pytest
+from lifetimes import collected
 
 import core
 
@@ -338,7 +337,8 @@ def test_none_is_no_list_of_items(operation: str) -> None:
         getattr(sorter, operation)(*arguments)
 
 
-def test_matchers_and_patterns_are_collected() -> None:
+@collected
+def test_matchers_and_patterns_are_collected() -> Any:
     case = scenes.anchor_branches(1)
     hierarchy = matcher(case)
     hierarchy.is_valid(case.roots)
@@ -346,7 +346,4 @@ def test_matchers_and_patterns_are_collected() -> None:
     hierarchy.search.layer(case.roots, hierarchy.pattern.get())
     scope = hierarchy.pattern.get()[0]
     scope.owner = hierarchy
-    gone = [weakref.ref(item) for item in (hierarchy, hierarchy.pattern, hierarchy.search, scope)]
-    del hierarchy, scope
-    gc.collect()
-    assert [item() for item in gone] == [None] * len(gone)
+    return hierarchy, hierarchy.pattern, hierarchy.search, scope
