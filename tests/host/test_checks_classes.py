@@ -15,6 +15,7 @@ from typing import Any
 import pytest
 from check_tools import BASE, check, module
 from lifetimes import collected
+from project_tools import finish_log
 
 import core
 
@@ -40,11 +41,6 @@ def names(classes: Any) -> list[str]:
 def outcomes(classes: Any) -> dict[str, str]:
     """Outcome by class, or by module for what is no class."""
     return {note.class_name or note.module: note.outcome for note in classes.report}
-
-
-def finish_log() -> None:
-    for thread in list(core._log_threads):
-        thread.join()
 
 
 def test_classes_come_in_order_of_group_and_index(tmp_path: Path) -> None:

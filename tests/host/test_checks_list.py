@@ -13,6 +13,7 @@ from typing import Any
 import pytest
 from check_tools import check, module
 from lifetimes import collected
+from project_tools import finish_log
 
 import core
 
@@ -87,8 +88,7 @@ def test_controls_stand_for_classes_in_their_order(caplog: pytest.LogCaptureFixt
     assert next(iter(made._categories[0])) is first
     assert (made.is_empty(), made.config, made.preset) == (False, None, None)
     assert core.Check._List([]).is_empty()
-    for thread in list(core._log_threads):
-        thread.join()
+    finish_log()
     assert "ValueError: no parameters" in caplog.text
     with pytest.raises(ValueError, match="no parameters"):
         core.Check._List.Control(Broken)
@@ -276,8 +276,7 @@ def test_a_control_that_cannot_be_loaded_harms_no_other(caplog: pytest.LogCaptur
     assert config.data == before
     made.load(config)
     assert made._controls[0].enabled
-    for thread in list(core._log_threads):
-        thread.join()
+    finish_log()
     assert "SystemExit: 3" in caplog.text
 
 

@@ -119,6 +119,12 @@ def view_of(file: str) -> GltfScene:
     return operator.view
 
 
+def mesh_of(view: GltfScene, path: str = "/body") -> Mesh:
+    mesh = view.mesh(path)
+    assert mesh is not None
+    return mesh
+
+
 def corners_of(mesh: Mesh, faces: Any) -> Any:
     return (np.asarray(faces)[:, None] * 3 + np.arange(3)).ravel()
 

@@ -152,6 +152,8 @@ def host(tmp_path_factory: pytest.TempPathFactory) -> Iterator[Host]:
 
 # Faults: each is a label and the tree with it
 
+Faults = Callable[[Node], Iterator[tuple[str, Node]]]
+
 
 def rename_bones(root: Node) -> Iterator[tuple[str, Node]]:
     for index, node in enumerate(root.walk()):
@@ -208,7 +210,7 @@ def add_strays(root: Node) -> Iterator[tuple[str, Node]]:
 
 
 # Every kind of fault, and how many of it each character must give at least.
-FEWEST = {
+FEWEST: dict[Faults, int] = {
     rename_bones: 100,
     swap_sides: 18,
     lose_children: 20,
@@ -221,7 +223,7 @@ FEWEST = {
 def test_every_fault_is_rejected(
     host: Host,
     characters: dict[str, Node],
-    faults: Callable[[Node], Iterator[tuple[str, Node]]],
+    faults: Faults,
 ) -> None:
     for name, root in characters.items():
         tried = {label: host.matched(changed) for label, changed in faults(root)}

@@ -26,7 +26,7 @@ from kavel.testing import (
     run,
 )
 
-ALL = {"translation": True}
+ALL: Any = {"translation": True}
 TURN = (0.0, 0.0, np.sin(0.3), np.cos(0.3))
 
 
@@ -128,7 +128,7 @@ def test_a_pivot_without_a_box_passes() -> None:
 
 
 def placed_family(**placed: Any) -> MemoryScene:
-    child = {"translation": (1, 2, 3), "rotation": TURN, "scale": (2, 2, 2)}
+    child: Any = {"translation": (1, 2, 3), "rotation": TURN, "scale": (2, 2, 2)}
     scene = MemoryScene().add("top", translation=(7, 7, 7)).add("top/a", box(), **placed)
     return scene.add("top/a/child", box(), **child).add("top/a/child/leaf", translation=(1, 0, 0))
 

@@ -9,7 +9,7 @@ from typing import Any, Callable
 
 import numpy as np
 import pytest
-from geometry import CORNERS, QUAD, Scene, corners_of, reachable, taken, view_of
+from geometry import CORNERS, QUAD, Scene, corners_of, mesh_of, reachable, taken, view_of
 
 from kavel.errors import SceneError
 from kavel.gltf.container import SceneFile
@@ -136,13 +136,11 @@ def test_an_edit_is_saved_and_nothing_else(
     content = scene.glb(FOREIGN) if form == "a.glb" else scene.gltf(beside and "data.bin")
     content = saved_once(write(form, content))
     view = view_of(file := str(tmp_path / form))
-    mesh = view.mesh("/body")
-    assert mesh is not None
+    mesh = mesh_of(view)
     wanted = edit(mesh)
     view.set_mesh("/body", wanted)
     assert view.changes() == ({"/body": words} if words else {})
-    edited = view.mesh("/body")
-    assert edited is not None
+    edited = mesh_of(view)
     assert np.allclose(edited.points, wanted.points) and np.array_equal(
         edited.corners, wanted.corners
     )
@@ -151,9 +149,8 @@ def test_an_edit_is_saved_and_nothing_else(
         assert Path(file).read_bytes() == content
         return
     again = view_of(file)
-    saved = again.mesh("/body")
-    assert saved is not None and shown(saved) == shown(edited)
-    assert again.mesh("/other") and shown(again.mesh("/other")) == shown(view.mesh("/other"))
+    assert shown(mesh_of(again)) == shown(edited)
+    assert shown(mesh_of(again, "/other")) == shown(mesh_of(view, "/other"))
     require_kept(content, file, scene, form)
     if beside:
         assert Path(beside).read_bytes() == bytes(scene.data)
@@ -193,7 +190,8 @@ def require_following(file: str, mesh: Mesh, name: str) -> None:
         place = (np.array(position) - 0.1) / 2 if name in ("moved", "everything") else position
         if name == "merged points" and joints[0] == 3:
             place = QUAD[3]  # it stands at the point that it was merged with now
-        vertex = QUAD.index(tuple(int(round(float(value))) for value in place))
+        x, y, z = (int(round(float(value))) for value in place)
+        vertex = QUAD.index((x, y, z))
         assert joints[0] == vertex and colour == [vertex * 60, vertex * 60 + 20, vertex * 60 + 40]
 
 
@@ -201,12 +199,11 @@ def test_edits_build_on_each_other_and_can_be_taken_back(write: Writer) -> None:
     content = saved_once(file := write("a.glb", rich().glb()))
     view = view_of(file)
     start = view.snapshot()
-    before = view.mesh("/body")
-    assert before is not None
+    before = mesh_of(view)
     view.set_mesh("/body", without_isolated(before))
-    view.set_mesh("/body", normals_per_face(view.mesh("/body")))
+    view.set_mesh("/body", normals_per_face(mesh_of(view)))
     middle = view.snapshot()
-    view.set_mesh("/body", moved(taken(view.mesh("/body"), [0, 1, 2, 3], [3])))
+    view.set_mesh("/body", moved(taken(mesh_of(view), [0, 1, 2, 3], [3])))
     view.set_transform("/other", replace(view.transform("/other"), scale=np.full(3, 2.0)))
     assert view.changes(middle) == {"/body": ["points", "faces"], "/other": ["transform"]}
     last, edited = view.snapshot(), view.mesh("/body")
@@ -228,13 +225,12 @@ def test_saving_twice(write: Writer) -> None:
     view = view_of(file)
     old = view.snapshot()
     for _ in range(2):
-        mesh = view.mesh("/body")
-        assert mesh is not None
+        mesh = mesh_of(view)
         view.set_mesh("/body", moved(mesh))
         view.save()
-    reopened = view_of(file).mesh("/body")
-    assert reopened is not None and view.is_saved
-    assert shown(reopened) == shown(view.mesh("/body"))
+    reopened = mesh_of(view_of(file))
+    assert view.is_saved
+    assert shown(reopened) == shown(mesh_of(view))
     assert np.allclose(reopened.points[0], (np.array(QUAD[0]) * 2 + 0.1) * 2 + 0.1)
     for stale in (view.restore, view.changes):
         with pytest.raises(ValueError, match="saved since the snapshot"):
@@ -284,8 +280,7 @@ REFUSED: dict[str, tuple[Edit, str]] = {
 def test_what_cannot_be_stored_is_refused(write: Writer, name: str) -> None:
     edit, message = REFUSED[name]
     view = view_of(write("a.glb", rich(lines=True).glb()))
-    mesh = view.mesh("/body")
-    assert mesh is not None
+    mesh = mesh_of(view)
     with pytest.raises(ValueError, match=message):
         view.set_mesh("/body", edit(mesh))
     assert view.mesh("/body") is mesh and view.is_saved
@@ -315,8 +310,7 @@ def test_what_an_edit_would_spoil(write: Writer, fields: Any, edit: Edit, messag
         scene.document["accessors"].append({"type": "MAT4", "componentType": 5126, "count": 5})
         fields = {"attributes": {**primitive["attributes"], "_MATRIX": 3}}
     view = view_of(write("a.glb", scene.add({**primitive, **fields}).glb()))
-    mesh = view.mesh("/body")
-    assert mesh is not None
+    mesh = mesh_of(view)
     with pytest.raises(ValueError, match=message):
         view.set_mesh("/body", edit(mesh))
     assert view.is_saved

@@ -11,7 +11,7 @@ from typing import Any
 
 import numpy as np
 import pytest
-from geometry import CORNERS, QUAD, Scene, reachable, taken, view_of
+from geometry import CORNERS, QUAD, Scene, mesh_of, reachable, taken, view_of
 
 from kavel.checks.kavel_lod import LodNames, LodNumbering, LodTriangles
 from kavel.checks.kavel_manifold import OpenBorders
@@ -96,21 +96,18 @@ def test_of_faces_in_one_place_the_right_one_stays(write: Writer) -> None:
     up, down = [(0, 0, 1)] * 4, [(0, 0, -1)] * 4
     file = write("a.glb", doubled(GREEN, NORMAL=up + down).glb())
     view = view_of(file)
-    mesh = view.mesh("/body")
-    assert mesh is not None
+    mesh = mesh_of(view)
     view.set_mesh("/body", taken(mesh, [2, 3]))
     view.save()
     assert {colour[1:] for colour in colours(file)} == {(0.0, 1.0)}
     # Nothing that a check sees tells these apart, and the file does.
     view = view_of(write("b.glb", doubled(GREEN).glb()))
-    mesh = view.mesh("/body")
-    assert mesh is not None
+    mesh = mesh_of(view)
     with pytest.raises(ValueError, match="several faces lie in the same place"):
         view.set_mesh("/body", taken(mesh, [2, 3]))
     # Where the file has the same for both, one is as good as the other.
     view = view_of(write("c.glb", doubled(RED).glb()))
-    mesh = view.mesh("/body")
-    assert mesh is not None
+    mesh = mesh_of(view)
     view.set_mesh("/body", taken(mesh, [2, 3]))
     assert view.changes() == {"/body": ["faces"]}
 
@@ -121,8 +118,7 @@ def test_faces_that_moved_in_another_order_keep_their_colours(write: Writer) -> 
     order = [0, 1, 2, 0, 2, 3, 4, 5, 6, 4, 6, 7]
     scene.add(scene.primitive([*QUAD, *far], order, COLOR_0=[RED] * 4 + [GREEN] * 4))
     view = view_of(file := write("a.glb", scene.glb()))
-    mesh = view.mesh("/body")
-    assert mesh is not None
+    mesh = mesh_of(view)
     view.set_mesh("/body", replace(taken(mesh, [2, 3, 0, 1]), points=mesh.points + 1))
     view.save()
     assert set(colours(file)) == {(1, 1, 0), (2, 1, 0), (6, 0, 1), (7, 0, 1)}
@@ -147,8 +143,7 @@ def test_what_primitives_share_is_written_once(write: Writer) -> None:
     first = scene.primitive(QUAD * 1000, CORNERS)
     view = view_of(file := write("a.glb", scene.add(*[first] * 20).glb()))
     size = Path(file).stat().st_size
-    mesh = view.mesh("/body")
-    assert mesh is not None
+    mesh = mesh_of(view)
     view.set_mesh("/body", replace(mesh, points=mesh.points + 1))
     view.save()
     assert Path(file).stat().st_size < 3 * size
@@ -162,15 +157,14 @@ def test_indices_are_as_wide_as_they_must_be(write: Writer, count: int, kind: in
     scene.add(scene.primitive(points))
     scene.document["meshes"][0]["primitives"][0]["indices"] = scene.accessor(order, "u4")
     view = view_of(file := write("a.glb", scene.glb()))
-    mesh = view.mesh("/body")
-    assert mesh is not None
+    mesh = mesh_of(view)
     view.set_mesh("/body", replace(mesh, corners=mesh.corners.reshape(-1, 3)[:, [0, 2, 1]].ravel()))
     view.save()
     document = SceneFile(file).document
     indices = document["meshes"][0]["primitives"][0]["indices"]
     assert document["accessors"][indices]["componentType"] == kind
-    saved = view_of(file).mesh("/body")
-    assert saved is not None and saved.points[saved.corners].tolist() == (
+    saved = mesh_of(view_of(file))
+    assert saved.points[saved.corners].tolist() == (
         mesh.points[mesh.corners].reshape(-1, 3, 3)[:, [0, 2, 1]].reshape(-1, 3).tolist()
     )
 
@@ -181,8 +175,7 @@ def test_narrow_attributes_are_written_at_multiples_of_four(write: Writer) -> No
     paint = np.arange(15).reshape(5, 3)
     primitive["attributes"]["COLOR_0"] = scene.accessor(paint, "u1", 4, normalized=True)
     view = view_of(file := write("a.glb", scene.add(primitive).glb()))
-    mesh = view.mesh("/body")
-    assert mesh is not None
+    mesh = mesh_of(view)
     view.set_mesh("/body", replace(mesh, points=mesh.points[:4]))  # without the one of no face
     view.save()
     document = SceneFile(file).document
@@ -247,7 +240,7 @@ def test_a_skinned_mesh_is_as_large_as_its_joints_make_it(write: Writer, bound: 
 
 
 def test_what_a_skin_places_is_not_judged_by_its_own_transform(write: Writer) -> None:
-    placed = {"scale": [-1, 2, 3], "rotation": TURNED, "translation": [5, 5, 5]}
+    placed: Any = {"scale": [-1, 2, 3], "rotation": TURNED, "translation": [5, 5, 5]}
     view = view_of(write("a.glb", skinned(**placed).glb()))
     options: Any = {"scene": view, "parameters": {"translation": True}}
     for path in ("/arm/body", "/arm/unused", "/arm/root"):

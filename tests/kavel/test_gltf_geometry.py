@@ -44,7 +44,7 @@ def test_known_shapes(
     write: Writer, monkeypatch: pytest.MonkeyPatch, shape: str, points: int
 ) -> None:
     monkeypatch.syspath_prepend(str(SAMPLES))
-    import scene_writer as make
+    import scene_writer as make  # type: ignore[import-not-found]
 
     made = make.box(1, 2, 3) if shape == "box" else make.capsule(0.5, 1.0)
     meshes = {"part": make.Mesh(made, "steel")}

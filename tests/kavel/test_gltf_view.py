@@ -38,10 +38,9 @@ def test_the_scene(write: Writer, monkeypatch: pytest.MonkeyPatch, tmp_path: Pat
     assert (view.parent("/body/below"), view.children("/body")) == ("/body", ("/body/below",))
     assert (view.name("/body/below"), view.type("/body/below")) == ("below", "locator")
     assert view.mesh("/body/below") is None and view.mesh("/body") is view.mesh("/body")
-    for ask in (view.name, view.type, view.parent, view.children, view.transform):
-        with pytest.raises(KeyError):
-            ask("/gone")
-    for ask in (view.mesh, view.world_matrix, view.is_deformed, view.shares_mesh):
+    asked: list[Any] = [view.name, view.type, view.parent, view.children, view.transform]
+    asked += [view.mesh, view.world_matrix, view.is_deformed, view.shares_mesh, view.skin_role]
+    for ask in asked:
         with pytest.raises(KeyError):
             ask("/gone")
     chosen = [Selection("/body", "faces", np.array([1])), Selection("/gone")]
@@ -117,11 +116,12 @@ def test_a_new_placement_is_saved(write: Writer, fields: Any) -> None:
     view = view_of(file)
     view.set_transform("/a", view.transform("/a"))
     assert view.changes() == {} and view.is_saved
-    for wrong, message in [
+    wrongs: list[tuple[dict[str, Any], str]] = [
         ({"sheared": True}, "a shear cannot be stored"),
         ({"rotation": np.zeros(4)}, "a rotation is a unit quaternion"),
         ({"scale": np.array([1, 2, np.nan])}, "a scale is 3 numbers"),
-    ]:
+    ]
+    for wrong, message in wrongs:
         with pytest.raises(ValueError, match=message):
             view.set_transform("/a", replace(view.transform("/a"), **wrong))
     new = Transform(np.array([0, 0.1, 0]), np.array([0, 0, 0, 1.0]), np.ones(3))

@@ -27,7 +27,8 @@ def test_a_scene_in_memory() -> None:
         .add_lods("hero/head", [grid(4, 4), grid()])
         .add("hero/body/socket", translation=(0, 2, 0), scale=(1, 2, 1))
     )
-    view: EditableScene = scene
+    view: Any = scene
+    _: EditableScene = scene  # as mypy is asked to confirm
     assert (view.file, view.is_saved, view.unit, view.up_axis) == ("", False, 0.01, "z")
     lods = ["hero/head/head_LOD0", "hero/head/head_LOD1"]
     expected = ["hero", "hero/body", "hero/body/socket", "hero/twin", "hero/empty", "hero/head"]

@@ -235,7 +235,7 @@ def test_parameters_are_written_as_one_thinks_of_them(scene: MemoryScene) -> Non
         "slices": [{"start": {"value": 1}, "stop": {"value": 2}}],
     }
     assert kit.run(Everything, way="up").found[0]["way"] == {"selected_attr": "up"}
-    for values, error, message in [
+    refused: list[tuple[dict[str, Any], Any, str]] = [
         ({"counts": 3}, ValueError, "no parameter 'counts'; it has count, scene, strict"),
         ({"count": 3.5}, TypeError, "count: 3.5 is no int"),
         ({"count": True}, TypeError, "count: True is no int"),
@@ -243,7 +243,8 @@ def test_parameters_are_written_as_one_thinks_of_them(scene: MemoryScene) -> Non
         ({"way": "left"}, ValueError, "way: there is no item 'left'"),
         ({"banned": "text"}, TypeError, "banned: 'text' is no list"),
         ({"slices": [(1, 2, 3)]}, ValueError, "slices: .* is no pair"),
-    ]:
+    ]
+    for values, error, message in refused:
         with pytest.raises(error, match=message):
             kit.run(Everything, **values)
 
