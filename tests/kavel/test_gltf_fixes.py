@@ -16,7 +16,7 @@ from geometry import CORNERS, QUAD, Scene, mesh_of, reachable, taken, view_of
 from kavel.checks.kavel_lod import LodNames, LodNumbering, LodTriangles
 from kavel.checks.kavel_manifold import OpenBorders
 from kavel.checks.kavel_mesh import UnmergedPoints
-from kavel.checks.kavel_object import BadScale, FrozenTransforms, PivotPlace
+from kavel.checks.kavel_object import BadScale, EmptyGroup, FrozenTransforms, PivotPlace
 from kavel.checks.kavel_project import BoundingSize, TextureBudget, TriangleBudget
 from kavel.errors import SceneError
 from kavel.gltf.container import SceneFile
@@ -83,6 +83,15 @@ def test_freezing_is_offered_only_for_faces(write: Writer, fields: Any, message:
     assert any(part in outcome.message for part in message.split("|"))
     fix(outcome)
     assert view.is_saved
+
+
+def test_a_group_that_only_an_extension_uses_is_not_empty(write: Writer) -> None:
+    scene = Scene().node("car", extensions={"MSFT_lod": {"ids": [1]}})
+    scene.node("nothing", children=[3]).node("unused", children=[4])
+    scene.document["nodes"] += [{"name": "a"}, {"name": "b"}]
+    view = view_of(write("a.glb", scene.glb()))
+    assert_passes(EmptyGroup, "/nothing", scene=view, locators=True)
+    assert_finds(EmptyGroup, "/unused", scene=view, locators=True)
 
 
 def doubled(second: Any, **values: Any) -> Scene:
