@@ -32,11 +32,6 @@ def loaded(component) -> list[str]:
     return [record.comment for record in component._hierarchy.pattern.records]
 
 
-def test_names():
-    assert core.Api._Project is Component
-    assert core._LoadPointer is Component._LoadPointer
-
-
 def test_without_files_the_empty_project_is_current_and_nothing_is_loaded(tmp_path):
     component = component_of(tmp_path)
     current = component.get_current()
