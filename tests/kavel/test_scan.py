@@ -26,7 +26,7 @@ RULES = [
     rule("Body", r"<asset>_Body$", ["mesh"]),
     rule("Socket", r"socket_\d$", ["locator"], [0, 2]),
 ]
-SHAPE = {"Asset": {"Body": {}, "Socket": {}}}
+SHAPE: dict[str, Any] = {"Asset": {"Body": {}, "Socket": {}}}
 PROJECT = project(RULES, SHAPE, name="Assets", target="maya")
 
 

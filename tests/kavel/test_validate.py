@@ -11,7 +11,7 @@ from collections import Counter
 from pathlib import Path
 from typing import Any, Callable
 
-import jsonschema
+import jsonschema  # type: ignore[import-untyped]
 import pytest
 from check_modules import RUNS, asked, broken_checks, sound_checks
 from conftest import gltf, node, project, rule
