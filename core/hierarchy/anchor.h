@@ -63,6 +63,11 @@ class Vocabulary {
     /// Compiled when the first capture needs them.
     std::shared_ptr<const std::vector<Definition>> definitions;
   };
+  /// Whether references may stand for `usages` in the expression with its other anchors applied,
+  /// and in the parts around its definitions. Throws a value error for a definition that stands in
+  /// it twice.
+  [[nodiscard]] bool can_bind(const std::string& expression,
+                              const std::vector<std::string>& usages) const;
   /// `usages` become references to captured texts, in that order; they must be bindable. Throws the
   /// interpreter's error for an expression that does not compile and a value error for a definition
   /// that stands in it twice.
@@ -78,7 +83,8 @@ class Vocabulary {
 
  private:
   [[nodiscard]] NameExpression::Plain compile(const std::string& text);
-  [[nodiscard]] NameExpression part(std::string_view text, const std::vector<std::string>& usages,
+  [[nodiscard]] NameExpression part(std::string_view outer_flags, std::string_view text,
+                                    const std::vector<std::string>& usages,
                                     NameExpression::Place place);
   [[nodiscard]] std::shared_ptr<const std::vector<Definition>> definitions(
       const Prepared& prepared);

@@ -20,12 +20,16 @@ namespace kavel::hierarchy {
 [[nodiscard]] bool is_plain_text(std::string_view text) noexcept;
 
 /// Whether every `usage` in `expression` stands where inserting a plain text and referring back to
-/// it mean the same.
+/// it mean the same. Other anchors in `expression` are taken as they stand.
 [[nodiscard]] bool can_bind(std::string_view expression, const std::vector<std::string>& usages);
 
 /// `expression` with the usages turned into references, in the order of `usages`.
 [[nodiscard]] std::string refer_back(std::string expression,
                                      const std::vector<std::string>& usages);
+
+/// `references` with the usages where `refer_back` put references.
+[[nodiscard]] std::string restore_usages(std::string references,
+                                         const std::vector<std::string>& usages);
 
 /// One expression with references to `count` captured texts, which precede the subject.
 class BoundExpression {
