@@ -3,10 +3,12 @@
 from __future__ import annotations
 
 import json
+import logging
 import os
 import re
 from collections.abc import Callable, Iterator
 from contextlib import contextmanager
+from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any, ClassVar
 
 import core
@@ -16,11 +18,24 @@ from kavel.gltf.graph import SceneGraph, build_graph
 from kavel.gltf.paths import name_of
 
 if TYPE_CHECKING:
+    from kavel.gltf.exporting.exporter import Written
     from kavel.gltf.view import GltfScene
     from kavel.view import Selection
 
 _EXTRAS_KEY = "kavel"
 _Type = core.Constants.Scene.Type
+_log = logging.getLogger(__name__)
+
+
+@dataclass
+class Export:
+    """One export: the objects, the file that was written, or was to be, and what came of it.
+    `error` is why nothing was written."""
+
+    roots: list[str]
+    path: str
+    written: Written | None = None
+    error: str = ""
 
 
 class GltfOperator(core.Scene.Operator):
@@ -61,7 +76,8 @@ class GltfOperator(core.Scene.Operator):
         """Errors: re.error when `lod_names` is not a regular expression."""
         super().__init__()
         self._lod_names = re.compile(lod_names) if lod_names else None
-        self._directory_answer = directory_answer
+        #: What the directory dialog answers.
+        self.directory_answer = directory_answer
         self._file_answer = file_answer
         self._file: SceneFile | None = None
         self._graph = SceneGraph()
@@ -75,6 +91,13 @@ class GltfOperator(core.Scene.Operator):
         self._shutdown: list[Callable[[], Any]] = []
         #: The joints of the last scans by path, as the core announced them.
         self.joints: dict[str, Any] = {}
+        #: What was exported, and tried to be, since the list was last emptied.
+        self.exports: list[Export] = []
+        #: The switches of the core's export component (`api.export.flags`): with version control,
+        #: a file is never replaced, whoever else exports into its folder.
+        self.export_flags: Any = None
+        #: Gives the file to write in place of one that somebody else has made meanwhile.
+        self.next_version: Callable[[str], str] | None = None
         #: Why the data embedded in the open file could not be read; "" when it could.
         self.filedata_problem = ""
 
@@ -201,7 +224,7 @@ class GltfOperator(core.Scene.Operator):
     # Dialogs and export
 
     def directory_dialog(self, starting: str = "~", caption: str = "") -> str | None:
-        return self._directory_answer
+        return self.directory_answer
 
     def file_dialog(
         self, starting: str = "~", caption: str = "", file_filter: str = ""
@@ -218,7 +241,47 @@ class GltfOperator(core.Scene.Operator):
         triangulate: bool = False,
         reset_xforms: bool = False,
     ) -> Any:
-        raise NotImplementedError("kavel cannot export from glTF files yet")
+        """Write `roots` with all that is below them, and what they use, as "glb" or "gltf".
+
+        `args` are values of that format's options (`kavel.gltf.exporting.settings`). What it came
+        to is added to `exports`. Errors: SceneError with the reason; every file is then as it was.
+        """
+        export = Export(list(roots), file_path)
+        self.exports.append(export)
+        try:
+            # Numerics are loaded where they are needed; a scan needs none.
+            from kavel.gltf.exporting.exporter import Exporter, Geometry
+
+            if self._file is None:
+                raise SceneError("", "no scene is open")
+            known = dict(zip(self._graph.names, self._graph.nodes))
+            missing = [root for root in export.roots if root not in known]
+            if missing or not export.roots:
+                raise SceneError(self._file.path, f"no object at {', '.join(missing) or 'all'}")
+            nodes = list(dict.fromkeys(known[root] for root in export.roots))
+            exporter = Exporter(self._file, self._view)
+            geometry = Geometry(automatic_uv, triangulate, reset_xforms)
+            versioned = self.export_flags is not None and self.export_flags.version_control
+            while True:
+                try:
+                    export.written = exporter.export(
+                        nodes, export.path, type, args, geometry, versioned
+                    )
+                    break
+                except FileExistsError as error:
+                    export.path = self._next(export.path, error)
+        except Exception as error:
+            export.error = str(error)
+            raise
+        for note in export.written.notes:
+            _log.warning("%s: %s", export.path, note)
+        return core.Constants.Plugin.Status.Success
+
+    def _next(self, path: str, error: FileExistsError) -> str:
+        following = path if self.next_version is None else self.next_version(path)
+        if following == path:
+            raise SceneError(path, "is there already, and is not replaced") from error
+        return following
 
     # Embedded data
 
