@@ -136,7 +136,7 @@ def validation_verdict(outcome: Outcome, run: RunOutcome) -> Text:
     if scene.objects:
         left = len(scene.unassigned)
         line.append(f", {count(left, 'object')} that no rule took", "yellow" if left else "")
-    _append_checks(line, run)
+    append_checks(line, run)
     if outcome.would_leave is not None:
         line.append(f"; {_fixes(outcome)} would leave {_counts(outcome.would_leave)}")
     elif outcome.fixes:
@@ -153,7 +153,7 @@ def run_verdict(run: RunOutcome) -> Text:
     return line
 
 
-def _append_checks(line: Text, run: RunOutcome) -> None:
+def append_checks(line: Text, run: RunOutcome) -> None:
     """What could not be used: silence would read as a pass."""
     if run.broken:
         names = [printable(found.name) for found in run.broken]

@@ -5,6 +5,7 @@ from __future__ import annotations
 import os
 import subprocess
 import sys
+import tempfile
 from pathlib import Path
 
 from rich.text import Text
@@ -18,14 +19,16 @@ WIDTH = 138
 
 def main() -> None:
     environment = {**os.environ, "FORCE_COLOR": "1", "TERM": "xterm-256color"}
-    ran = subprocess.run(
-        [sys.executable, "-m", "kavel", "demo"],
-        env=environment,
-        capture_output=True,
-        text=True,
-        check=True,
-    )
-    output = "$ kavel demo\n" + ran.stdout.replace(samples_directory() + os.sep, "")
+    with tempfile.TemporaryDirectory() as folder:
+        ran = subprocess.run(
+            [sys.executable, "-m", "kavel", "demo", "--directory", folder],
+            env=environment,
+            capture_output=True,
+            text=True,
+            check=True,
+        )
+    output = "$ kavel demo --directory exported\n" + ran.stdout
+    output = output.replace(samples_directory() + os.sep, "").replace(folder, "exported")
     PICTURE.write_text(svg(Text.from_ansi(output), "kavel", "demo", WIDTH), encoding="utf-8")
 
 

@@ -91,8 +91,10 @@ class GltfOperator(core.Scene.Operator):
         self._shutdown: list[Callable[[], Any]] = []
         #: The joints of the last scans by path, as the core announced them.
         self.joints: dict[str, Any] = {}
-        #: What was exported, and tried to be, since the list was last emptied.
+        #: What was exported, or was to be.
         self.exports: list[Export] = []
+        #: Whether files of `exports` may not be replaced by later ones.
+        self.keeps_exports = False
         #: The switches of the core's export component (`api.export.flags`): with version control,
         #: a file is never replaced, whoever else exports into its folder.
         self.export_flags: Any = None
@@ -259,7 +261,7 @@ class GltfOperator(core.Scene.Operator):
             if missing or not export.roots:
                 raise SceneError(self._file.path, f"no object at {', '.join(missing) or 'all'}")
             nodes = list(dict.fromkeys(known[root] for root in export.roots))
-            exporter = Exporter(self._file, self._view)
+            exporter = Exporter(self._file, self._view, self._kept_exports())
             geometry = Geometry(automatic_uv, triangulate, reset_xforms)
             versioned = self.export_flags is not None and self.export_flags.version_control
             while True:
@@ -276,6 +278,11 @@ class GltfOperator(core.Scene.Operator):
         for note in export.written.notes:
             _log.warning("%s: %s", export.path, note)
         return core.Constants.Plugin.Status.Success
+
+    def _kept_exports(self) -> dict[str, str]:
+        reason = "it was written a moment ago for others of that name; number them by versions"
+        written = (export.written for export in self.exports if self.keeps_exports)
+        return {path: reason for item in written if item is not None for path in item.sizes}
 
     def _next(self, path: str, error: FileExistsError) -> str:
         following = path if self.next_version is None else self.next_version(path)

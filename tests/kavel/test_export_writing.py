@@ -130,7 +130,7 @@ def test_versions_never_replace_a_file(scene: str, tmp_path: Path) -> None:
 
 def test_a_file_that_appears_while_another_is_written(tmp_path: Path) -> None:
     path = tmp_path / "a.v01.gltf"
-    with pytest.raises(FileExistsError), Output(str(path), True, []) as output:
+    with pytest.raises(FileExistsError), Output(str(path), True, {}) as output:
         for name in (output.beside(".bin"), ""):
             with output.open(name) as stream:
                 stream.write(b"ours")

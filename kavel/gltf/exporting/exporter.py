@@ -52,11 +52,15 @@ class Written:
 class Exporter:
     """Exports from `file` with the edits of `view`, the scene as checks see it, if there is one.
 
-    The open file, its document and the view stay as they are.
+    The open file, its document and the view stay as they are, and so do the files of the scene and
+    those of `protected`, which are mapped to the reason.
     """
 
-    def __init__(self, file: SceneFile, view: Any = None) -> None:
+    def __init__(
+        self, file: SceneFile, view: Any = None, protected: Mapping[str, str] | None = None
+    ) -> None:
         self._file, self._view = file, view
+        self._protected = {**(protected or {}), **self._own_files()}
 
     def export(
         self,
@@ -74,7 +78,7 @@ class Exporter:
         """
         try:
             settings = self._settings(path, format, args)
-            with Output(path, exclusive, self._own_files()) as output:
+            with Output(path, exclusive, self._protected) as output:
                 work = Work(self._file)
                 if self._view is not None:
                     self._view.apply(work)
@@ -125,7 +129,7 @@ class Exporter:
             reset_transforms(work, chosen, settings.keep_positions)
         return reduce(work, chosen, settings, as_files)
 
-    def _own_files(self) -> list[str]:
+    def _own_files(self) -> dict[str, str]:
         """The files that the scene is made of."""
         folder = os.path.dirname(os.path.abspath(self._file.path))
         found = [self._file.path]
@@ -134,7 +138,7 @@ class Exporter:
                 uri = entry.get("uri") if isinstance(entry, dict) else None
                 if isinstance(uri, str) and uri[:5].lower() != "data:":
                     found.append(os.path.join(folder, urllib.parse.unquote(uri)))
-        return found
+        return dict.fromkeys(found, "it is the open scene, or belongs to it")
 
 
 def _meshes(work: Work, chosen: Chosen) -> list[int]:

@@ -6,7 +6,7 @@ import contextlib
 import os
 import secrets
 import shutil
-from collections.abc import Iterator
+from collections.abc import Iterator, Mapping
 from typing import BinaryIO
 
 from kavel.errors import SceneError
@@ -18,17 +18,17 @@ class Output:
 
     With `exclusive`, no file is ever replaced: the file at `path` is created in one step, complete,
     or FileExistsError is raised; and a file beside it that is there already leaves its name to
-    whoever made it. `protected` are files that are never replaced.
+    whoever made it. `protected` are files that are never replaced, with the reason.
 
     Errors of all operations: SceneError for a protected file; OSError when something cannot be
     written. All files are then as they were before.
     """
 
-    def __init__(self, path: str, exclusive: bool, protected: list[str]) -> None:
+    def __init__(self, path: str, exclusive: bool, protected: Mapping[str, str]) -> None:
         self.path = path
         self._folder, self._name = os.path.split(os.path.abspath(path))
         self._exclusive = exclusive
-        self._protected = protected
+        self._protected = {os.path.realpath(file): why for file, why in protected.items()}
         self._reserved: list[str] = []  # empty files that hold names for us
         self._written: dict[str, str] = {}  # where each file stands until it is committed, by name
         self._committed = False
@@ -123,11 +123,9 @@ class Output:
 
     def _require_free(self, name: str) -> None:
         path = os.path.join(self._folder, name)
-        for other in self._protected:
-            with contextlib.suppress(OSError):
-                if os.path.samefile(path, other):
-                    message = "is the open scene, or belongs to it; an export would replace it"
-                    raise SceneError(path, message)
+        reason = self._protected.get(os.path.realpath(path))
+        if reason:
+            raise SceneError(path, f"is not replaced: {reason}")
 
 
 def _create(source: str, target: str) -> None:
