@@ -17,7 +17,7 @@ from kavel.export_options import (
 )
 from kavel.export_outcome import EXPORTED, REFUSED, HierarchyExport, SceneExport
 from kavel.findings import FAIL, severity
-from kavel.gltf.operator import Export
+from kavel.gltf.exports import Export
 from kavel.outcome import RunOutcome
 from kavel.registry import enabled_ids, missing_checks, read_report
 from kavel.report import MATCHED, SceneResult
@@ -39,7 +39,7 @@ class SceneExporter:
         api.settings.export.mode = MODES[options.mode]
         api.settings.check.mode = core.Constants.Check.Mode.Project
         session.operator.directory_answer = options.directory
-        session.operator.keeps_exports = True  # scenes may have hierarchies of one name
+        session.operator.exports.keeps = True  # scenes may have hierarchies of one name
         if options.format is not None:
             select_format(api.export.options, options.format)
         for text in options.values:
@@ -119,7 +119,7 @@ class SceneExporter:
 
     def _start(self, outcome: SceneExport) -> None:
         session, operator = self._session, self._session.operator
-        before = len(operator.exports)
+        before = len(operator.exports.made)
         session.api.export.queue.clear()
         session.log.take_errors()
         planned = [item for item in outcome.hierarchies if item.status != REFUSED]
@@ -127,7 +127,7 @@ class SceneExporter:
         try:
             reason = session.watch(session.api.export.start)
         finally:
-            self._tell(planned, operator.exports[before:], session.log.take_errors())
+            self._tell(planned, operator.exports.made[before:], session.log.take_errors())
         if reason:
             name, message = reason
             outcome.scene.fail(name, f"{message}: {self._directory()}")

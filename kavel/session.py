@@ -60,8 +60,8 @@ class Session:
             self.api = self._make_api(setup is not None)
             self._reason = ""
             self._register_reasons()
-            self.operator.export_flags = self.api.export.flags
-            self.operator.next_version = self._next_version
+            self.operator.exports.flags = self.api.export.flags
+            self.operator.exports.next_version = self._next_version
             self._load()
         except BaseException:
             self._workplace.remove()

@@ -3,39 +3,25 @@
 from __future__ import annotations
 
 import json
-import logging
 import os
 import re
 from collections.abc import Callable, Iterator
 from contextlib import contextmanager
-from dataclasses import dataclass
 from typing import TYPE_CHECKING, Any, ClassVar
 
 import core
 from kavel.errors import SceneError
 from kavel.gltf.container import SceneFile
+from kavel.gltf.exports import Exports
 from kavel.gltf.graph import SceneGraph, build_graph
 from kavel.gltf.paths import name_of
 
 if TYPE_CHECKING:
-    from kavel.gltf.exporting.exporter import Written
     from kavel.gltf.view import GltfScene
     from kavel.view import Selection
 
 _EXTRAS_KEY = "kavel"
 _Type = core.Constants.Scene.Type
-_log = logging.getLogger(__name__)
-
-
-@dataclass
-class Export:
-    """One export: the objects, the file that was written, or was to be, and what came of it.
-    `error` is why nothing was written."""
-
-    roots: list[str]
-    path: str
-    written: Written | None = None
-    error: str = ""
 
 
 class GltfOperator(core.Scene.Operator):
@@ -91,15 +77,8 @@ class GltfOperator(core.Scene.Operator):
         self._shutdown: list[Callable[[], Any]] = []
         #: The joints of the last scans by path, as the core announced them.
         self.joints: dict[str, Any] = {}
-        #: What was exported, or was to be.
-        self.exports: list[Export] = []
-        #: Whether files of `exports` may not be replaced by later ones.
-        self.keeps_exports = False
-        #: The switches of the core's export component (`api.export.flags`): with version control,
-        #: a file is never replaced, whoever else exports into its folder.
-        self.export_flags: Any = None
-        #: Gives the file to write in place of one that somebody else has made meanwhile.
-        self.next_version: Callable[[str], str] | None = None
+        #: What was exported, and how files are replaced.
+        self.exports = Exports()
         #: Why the data embedded in the open file could not be read; "" when it could.
         self.filedata_problem = ""
 
@@ -113,6 +92,7 @@ class GltfOperator(core.Scene.Operator):
         file = SceneFile(path)
         graph = build_graph(file.document, path, self._lod_names)
         self._file, self._graph = file, graph
+        self.exports.open(file, graph)
         self._types = {path: self.TYPE_MAPPING[kind] for path, kind in graph.kinds.items()}
         self._selection, self.selections = [], []
         self._view = None
@@ -246,49 +226,14 @@ class GltfOperator(core.Scene.Operator):
         """Write `roots` with all that is below them, and what they use, as "glb" or "gltf".
 
         `args` are values of that format's options (`kavel.gltf.exporting.settings`). What it came
-        to is added to `exports`. Errors: SceneError with the reason; every file is then as it was.
+        to is told in `exports`. Errors: SceneError with the reason; every file is then as it was.
         """
-        export = Export(list(roots), file_path)
-        self.exports.append(export)
-        try:
-            # Numerics are loaded where they are needed; a scan needs none.
-            from kavel.gltf.exporting.exporter import Exporter, Geometry
+        # Numerics are loaded where they are needed; a scan needs none.
+        from kavel.gltf.exporting.exporter import Geometry
 
-            if self._file is None:
-                raise SceneError("", "no scene is open")
-            known = dict(zip(self._graph.names, self._graph.nodes))
-            missing = [root for root in export.roots if root not in known]
-            if missing or not export.roots:
-                raise SceneError(self._file.path, f"no object at {', '.join(missing) or 'all'}")
-            nodes = list(dict.fromkeys(known[root] for root in export.roots))
-            exporter = Exporter(self._file, self._view, self._kept_exports())
-            geometry = Geometry(automatic_uv, triangulate, reset_xforms)
-            versioned = self.export_flags is not None and self.export_flags.version_control
-            while True:
-                try:
-                    export.written = exporter.export(
-                        nodes, export.path, type, args, geometry, versioned
-                    )
-                    break
-                except FileExistsError as error:
-                    export.path = self._next(export.path, error)
-        except Exception as error:
-            export.error = str(error)
-            raise
-        for note in export.written.notes:
-            _log.warning("%s: %s", export.path, note)
+        geometry = Geometry(automatic_uv, triangulate, reset_xforms)
+        self.exports.export(list(roots), file_path, type, args, geometry, self._view)
         return core.Constants.Plugin.Status.Success
-
-    def _kept_exports(self) -> dict[str, str]:
-        reason = "it was written a moment ago for others of that name; number them by versions"
-        written = (export.written for export in self.exports if self.keeps_exports)
-        return {path: reason for item in written if item is not None for path in item.sizes}
-
-    def _next(self, path: str, error: FileExistsError) -> str:
-        following = path if self.next_version is None else self.next_version(path)
-        if following == path:
-            raise SceneError(path, "is there already, and is not replaced") from error
-        return following
 
     # Embedded data
 

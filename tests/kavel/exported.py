@@ -24,7 +24,7 @@ def export(scene: str, target: Any, *roots: str, **given: Any) -> Any:
     ending = os.path.splitext(str(target))[1][1:]
     chosen = roots or operator.graph.roots
     assert operator.export(list(chosen), str(target), ending, given.pop("args", {}), **given)
-    return operator.exports[-1].written
+    return operator.exports.made[-1].written
 
 
 def document(path: Any) -> Any:

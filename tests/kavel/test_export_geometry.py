@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+from dataclasses import replace
 from pathlib import Path
 from typing import Any, Callable
 
@@ -13,6 +14,7 @@ from exported import document, export, same_triangles, triangles, unreachable
 from geometry import CORNERS, QUAD, Scene
 
 from kavel.gltf.exporting.geometry import box_uvs
+from kavel.gltf.operator import GltfOperator
 
 Writer = Callable[[str, Any], str]
 SQUARE = np.array(QUAD, float)
@@ -276,3 +278,19 @@ def test_levels_of_detail(write: Writer, tmp_path: Path) -> None:
         position = mesh["primitives"][0]["attributes"]["POSITION"]
         assert content["accessors"][position]["max"] == [6, 6, 0]
     assert triangles(target)["fine"].max() == 6
+
+
+def test_changes_in_memory_are_exported(write: Writer, tmp_path: Path) -> None:
+    source, target = write("s.glb", family().glb()), tmp_path / "t.glb"
+    before = Path(source).read_bytes()
+    operator = GltfOperator()
+    operator.open(source)
+    path, view = "/top/parent/body", operator.view
+    mesh = view.mesh(path)
+    assert mesh is not None
+    view.set_mesh(path, replace(mesh, points=mesh.points * (1, 1, 0) + (0, 0, 7)))
+    view.set_transform(path, replace(view.transform(path), scale=np.full(3, 2.0)))
+    export(source, target, operator=operator, reset_xforms=True)
+    assert np.allclose(triangles(target)["body"][..., 2], 7 * 2 * 2)
+    assert Path(source).read_bytes() == before and not view.is_saved
+    assert unreachable(target) == []

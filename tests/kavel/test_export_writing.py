@@ -58,13 +58,13 @@ def test_a_full_disk_loses_nothing(scene: str, tmp_path: Path, ending: str, vers
     export(scene, folder / f"a.{ending}", "/small")
     operator = GltfOperator()
     operator.open(scene)
-    operator.export_flags = SimpleNamespace(version_control=versions)
+    operator.exports.flags = SimpleNamespace(version_control=versions)
     before, source = content(folder), Path(scene).read_bytes()
     target = folder / (f"b.{ending}" if versions else f"a.{ending}")
     with small_disk(20_000), pytest.raises(SceneError, match="cannot be written: File too large"):
         export(scene, target, "/large", operator=operator)
     assert content(folder) == before and Path(scene).read_bytes() == source
-    (failed,) = operator.exports
+    (failed,) = operator.exports.made
     assert failed.written is None and "File too large" in failed.error
     export(scene, target, "/large", operator=operator)
     assert len(triangles(target)["large"]) == 1333
@@ -115,12 +115,12 @@ def test_versions_never_replace_a_file(scene: str, tmp_path: Path) -> None:
     folder.mkdir()
     operator = GltfOperator()
     operator.open(scene)
-    operator.export_flags = SimpleNamespace(version_control=True)
+    operator.exports.flags = SimpleNamespace(version_control=True)
     (folder / "a.v01.gltf").write_text("theirs")
     (folder / "a.v02.bin").write_text("theirs too")
     with pytest.raises(SceneError, match="is there already"):
         export(scene, folder / "a.v01.gltf", operator=operator)
-    operator.next_version = lambda path: path.replace("v01", "v02")
+    operator.exports.next_version = lambda path: path.replace("v01", "v02")
     written = export(scene, folder / "a.v01.gltf", operator=operator)
     assert [os.path.basename(path) for path in written.sizes] == ["a.v02.gltf", "a.v02.2.bin"]
     assert (folder / "a.v01.gltf").read_text() == "theirs"

@@ -8,6 +8,7 @@ from typing import Any
 
 from kavel.gltf.exporting.references import LOD, entries_of, extensions
 from kavel.gltf.exporting.work import Work
+from kavel.gltf.lookup import Lookup
 
 
 @dataclass
@@ -40,26 +41,27 @@ class Chosen:
 class Tree:
     """The parents and children of a document's nodes, those in no scene included.
 
-    Errors: SceneError with the place when they are not sound.
+    shown: the nodes that stand in a scene. Errors: SceneError with the place when they are not
+    sound.
     """
 
-    def __init__(self, work: Work) -> None:
-        self._work = work
-        self.nodes = work.look.entries(work.document, "nodes", "")
+    def __init__(self, look: Lookup) -> None:
+        self._look = look
+        self.nodes = look.entries(look.document, "nodes", "")
         self.parents: dict[int, int] = {}
         for index in range(len(self.nodes)):
             for child in self.children(index):
                 if self.parents.setdefault(child, index) != index:
-                    raise work.error(f"nodes[{child}]", "has two parents")
-        self.shown = set(self.below(_scene_tops(work)))
+                    raise look.error(f"nodes[{child}]", "has two parents")
+        self.shown = set(self.below(_scene_tops(look.document)))
 
     def children(self, index: int) -> list[int]:
         children = self.nodes[index].get("children", [])
         place = f"nodes[{index}].children"
         if not isinstance(children, list):
-            raise self._work.error(place, "is not an array")
+            raise self._look.error(place, "is not an array")
         for position, child in enumerate(children):
-            self._work.look.entry("nodes", child, f"{place}[{position}]")
+            self._look.entry("nodes", child, f"{place}[{position}]")
         return children
 
     def levels(self, index: int) -> list[int]:
@@ -68,9 +70,9 @@ class Tree:
         ids = extension.get("ids", []) if isinstance(extension, dict) else []
         place = f"nodes[{index}].extensions.{LOD}.ids"
         if not isinstance(ids, list):
-            raise self._work.error(place, "is not an array")
+            raise self._look.error(place, "is not an array")
         for position, other in enumerate(ids):
-            self._work.look.entry("nodes", other, f"{place}[{position}]")
+            self._look.entry("nodes", other, f"{place}[{position}]")
         return ids
 
     def below(self, tops: Iterable[int], levels: bool = False) -> list[int]:
@@ -90,7 +92,7 @@ class Tree:
         result = [index]
         while (above := self.parents.get(result[-1])) is not None:
             if len(result) > len(self.nodes):
-                raise self._work.error(f"nodes[{index}]", "is its own ancestor")
+                raise self._look.error(f"nodes[{index}]", "is its own ancestor")
             result.append(above)
         return result
 
@@ -166,9 +168,8 @@ def skin_joints(work: Work, number: Any, place: str) -> list[int]:
     return joints
 
 
-def _scene_tops(work: Work) -> list[int]:
+def _scene_tops(document: dict[str, Any]) -> list[int]:
     """The top nodes of what the operator shows: see `kavel.gltf.graph.build_graph`."""
-    document = work.document
     scenes = entries_of(document, "scenes")
     if not scenes:
         owned = {

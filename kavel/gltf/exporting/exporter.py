@@ -7,6 +7,7 @@ import json
 import os
 import struct
 import urllib.parse
+from collections import ChainMap
 from collections.abc import Mapping
 from dataclasses import dataclass, field
 from typing import Any, BinaryIO
@@ -23,6 +24,7 @@ from kavel.gltf.exporting.references import entries_of
 from kavel.gltf.exporting.resetting import reset_transforms
 from kavel.gltf.exporting.settings import FORMATS, GLB, KEEP, Settings, read_settings
 from kavel.gltf.exporting.work import Work
+from kavel.gltf.lookup import Lookup
 
 _HEADER = struct.Struct("<4sII")
 _CHUNK = struct.Struct("<I4s")
@@ -50,17 +52,18 @@ class Written:
 
 
 class Exporter:
-    """Exports from `file` with the edits of `view`, the scene as checks see it, if there is one.
+    """Exports from an open `file`, which stays as it is, and whose nodes do not change.
 
-    The open file, its document and the view stay as they are, and so do the files of the scene and
-    those of `protected`, which are mapped to the reason.
+    view: the scene as checks see it, whose edits are exported as well; none for none. protected:
+    files that are not replaced, by their real paths, with the reason; those of the scene never are.
     """
 
-    def __init__(
-        self, file: SceneFile, view: Any = None, protected: Mapping[str, str] | None = None
-    ) -> None:
-        self._file, self._view = file, view
-        self._protected = {**(protected or {}), **self._own_files()}
+    def __init__(self, file: SceneFile) -> None:
+        self._file = file
+        self._tree: Tree | None = None
+        self.view: Any = None
+        self.protected: dict[str, str] = {}
+        self._own = self._own_files()
 
     def export(
         self,
@@ -78,10 +81,10 @@ class Exporter:
         """
         try:
             settings = self._settings(path, format, args)
-            with Output(path, exclusive, self._protected) as output:
+            with Output(path, exclusive, ChainMap(self._own, self.protected)) as output:
                 work = Work(self._file)
-                if self._view is not None:
-                    self._view.apply(work)
+                if self.view is not None:
+                    self.view.apply(work)
                 as_files = format != GLB and not settings.embed
                 reduced = self._prepared(work, roots, settings, geometry, as_files)
                 packed = pack(work, reduced.document, reduced.views)
@@ -117,7 +120,7 @@ class Exporter:
         geometry: Geometry,
         as_files: bool,
     ) -> Reduced:
-        tree = Tree(work)
+        tree = self._tree = self._tree or Tree(Lookup(self._file.document, self._file.path))
         chosen = choose(work, tree, roots, settings.parents == KEEP)
         place_tops(work, tree, chosen, roots, settings)
         meshes = _meshes(work, chosen)
@@ -138,7 +141,8 @@ class Exporter:
                 uri = entry.get("uri") if isinstance(entry, dict) else None
                 if isinstance(uri, str) and uri[:5].lower() != "data:":
                     found.append(os.path.join(folder, urllib.parse.unquote(uri)))
-        return dict.fromkeys(found, "it is the open scene, or belongs to it")
+        real = map(os.path.realpath, found)
+        return dict.fromkeys(real, "it is the open scene, or belongs to it")
 
 
 def _meshes(work: Work, chosen: Chosen) -> list[int]:

@@ -18,7 +18,8 @@ class Output:
 
     With `exclusive`, no file is ever replaced: the file at `path` is created in one step, complete,
     or FileExistsError is raised; and a file beside it that is there already leaves its name to
-    whoever made it. `protected` are files that are never replaced, with the reason.
+    whoever made it. `protected` are files that are never replaced, by their real paths, with the
+    reason.
 
     Errors of all operations: SceneError for a protected file; OSError when something cannot be
     written. All files are then as they were before.
@@ -28,7 +29,7 @@ class Output:
         self.path = path
         self._folder, self._name = os.path.split(os.path.abspath(path))
         self._exclusive = exclusive
-        self._protected = {os.path.realpath(file): why for file, why in protected.items()}
+        self._protected = protected
         self._reserved: list[str] = []  # empty files that hold names for us
         self._written: dict[str, str] = {}  # where each file stands until it is committed, by name
         self._committed = False

@@ -63,8 +63,9 @@ def place_tops(
         if any(index in moved for index in tree.line(top)[1:]):
             work.note("the motion of animated parents that are not exported is left out")
         matrix = turn @ scale @ world.above(top)
-        if np.array_equal(matrix, np.eye(4)):
-            continue
+        node = work.document["nodes"][top]
+        if np.array_equal(matrix, np.eye(4)) or "skin" in node and "children" not in node:
+            continue  # what has a skin stands where its joints are
         if top in moved:
             chosen.tops[number] = _holder(work, chosen, top, matrix)
             continue
