@@ -18,16 +18,16 @@ _PLACEMENT = ("translation", "rotation", "scale")
 
 def moved_nodes(work: Work) -> set[int]:
     """The nodes whose placement is animated."""
-    found = set()
+    found: set[int] = set()
     for animation in entries_of(work.document, "animations"):
         for channel in dicts(animation, "channels"):
             target = _target(channel)
-            if target.get("path") in _PLACEMENT:
-                found.add(target.get("node"))
+            if target.get("path") in _PLACEMENT and type(target.get("node")) is int:
+                found.add(target["node"])
             pointed = pointed_at(channel)
             if pointed and pointed[0] == "nodes" and pointed[2][1:] in _PLACEMENT:
                 found.add(pointed[1])
-    return {index for index in found if type(index) is int}
+    return found
 
 
 def pointed_at(channel: dict[str, Any]) -> tuple[str, int, str] | None:
@@ -58,7 +58,8 @@ def only_channels(animation: dict[str, Any], channels: list[Any]) -> dict[str, A
     used = sorted({index for channel in channels if type(index := channel.get("sampler")) is int})
     used = [index for index in used if 0 <= index < len(samplers)]
     place = {old: new for new, old in enumerate(used)}
-    sound = [channel for channel in channels if channel.get("sampler") in place]
+    sound = [item for item in channels if type(item.get("sampler")) is int]
+    sound = [item for item in sound if item["sampler"] in place]
     return {
         **animation,
         "channels": [{**channel, "sampler": place[channel["sampler"]]} for channel in sound],
@@ -85,7 +86,7 @@ def _concerns(channel: dict[str, Any], chosen: Chosen) -> bool:
     target = _target(channel)
     node = target.get("node")
     if target.get("path") == "weights":  # they belong to the node's mesh, which a bare one leaves
-        return node in chosen.whole
+        return type(node) is int and node in chosen.whole
     return type(node) is int and node in chosen
 
 

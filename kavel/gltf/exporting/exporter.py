@@ -20,7 +20,7 @@ from kavel.gltf.exporting.output import Output
 from kavel.gltf.exporting.packing import Packed, pack
 from kavel.gltf.exporting.placing import place_tops
 from kavel.gltf.exporting.reduced import Reduced, reduce
-from kavel.gltf.exporting.references import entries_of
+from kavel.gltf.exporting.references import KINDS, entries_of
 from kavel.gltf.exporting.resetting import reset_transforms
 from kavel.gltf.exporting.settings import FORMATS, GLB, KEEP, Settings, read_settings
 from kavel.gltf.exporting.work import Work
@@ -81,12 +81,13 @@ class Exporter:
         """
         try:
             settings = self._settings(path, format, args)
+            tree = self._sound_tree()
             with Output(path, exclusive, ChainMap(self._own, self.protected)) as output:
                 work = Work(self._file)
                 if self.view is not None:
                     self.view.apply(work)
                 as_files = format != GLB and not settings.embed
-                reduced = self._prepared(work, roots, settings, geometry, as_files)
+                reduced = self._prepared(work, tree, roots, settings, geometry, as_files)
                 packed = pack(work, reduced.document, reduced.views)
                 if format == GLB:
                     _write_glb(output, work, reduced, packed)
@@ -103,6 +104,15 @@ class Exporter:
         objects = len(entries_of(reduced.document, "nodes"))
         return Written(path, sizes, objects, work.notes)
 
+    def _sound_tree(self) -> Tree:
+        """The nodes of the document, whose arrays hold objects as they should."""
+        if self._tree is None:
+            look = Lookup(self._file.document, self._file.path)
+            for kind in ("scenes", "buffers", *KINDS):
+                look.entries(look.document, kind, "")
+            self._tree = Tree(look)
+        return self._tree
+
     def _settings(self, path: str, format: str, args: Mapping[str, Any]) -> Settings:
         if format not in FORMATS:
             known = " and ".join(FORMATS)
@@ -115,12 +125,12 @@ class Exporter:
     def _prepared(
         self,
         work: Work,
+        tree: Tree,
         roots: list[int],
         settings: Settings,
         geometry: Geometry,
         as_files: bool,
     ) -> Reduced:
-        tree = self._tree = self._tree or Tree(Lookup(self._file.document, self._file.path))
         chosen = choose(work, tree, roots, settings.parents == KEEP)
         place_tops(work, tree, chosen, roots, settings)
         meshes = _meshes(work, chosen)
