@@ -88,6 +88,7 @@ class SceneExport:
             "status": self.status,
             "reason": self.scene.reason,
             "message": self.scene.message,
+            "diagnosis": self.scene.diagnosis and self.scene.diagnosis.data(),
             "unassigned": len(self.scene.unassigned),
             "hierarchies": [hierarchy.data() for hierarchy in self.hierarchies],
         }

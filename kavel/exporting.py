@@ -8,6 +8,7 @@ from dataclasses import dataclass
 
 from rich.console import Console
 
+from kavel.diagnosis.printing import print_diagnosis
 from kavel.export_options import ExportOptions
 from kavel.export_outcome import ExportRun, SceneExport
 from kavel.export_printing import export_verdict, print_hierarchy_export, run_verdict
@@ -73,6 +74,8 @@ def _print(scene: SceneExport, exporter: SceneExporter, streams: Streams) -> Non
     if streams.output is not streams.errors and not streams.quiet:
         for hierarchy in scene.hierarchies:
             print_hierarchy_export(streams.output, hierarchy)
+        result = scene.scene
+        print_diagnosis(streams.output, result.file, result.diagnosis, streams.verbose)
     console = streams.errors if scene.status == ERROR else streams.output
     console.print(export_verdict(scene, exporter.checks))
     if streams.verbose:

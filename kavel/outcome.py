@@ -50,6 +50,7 @@ class Outcome:
             "status": self.status,
             "reason": scene.reason,
             "message": scene.message,
+            "diagnosis": scene.diagnosis and scene.diagnosis.data(),
         }
 
 

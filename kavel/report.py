@@ -4,7 +4,10 @@ from __future__ import annotations
 
 from collections.abc import Iterator
 from dataclasses import dataclass, field
-from typing import Any
+from typing import TYPE_CHECKING, Any
+
+if TYPE_CHECKING:
+    from kavel.diagnosis import Diagnosis
 
 SCHEMA = "kavel.scan/1"
 
@@ -83,7 +86,7 @@ class SceneResult:
     `hierarchies` are those that this scan found, `kept` counts those that the file held before and
     appending kept, `kept_invalid` those of them that the scene does not match any more.
     `unassigned` are the objects below the scanned top objects that no rule took; `objects` counts
-    all objects there.
+    all objects there. `diagnosis` tells why nothing matched, where that could be found out.
     """
 
     file: str
@@ -96,6 +99,7 @@ class SceneResult:
     kept: int = 0
     kept_invalid: int = 0
     saved: bool = False
+    diagnosis: Diagnosis | None = None
 
     @property
     def joint_count(self) -> int:
@@ -125,6 +129,7 @@ class SceneResult:
                 for hierarchy in self.hierarchies
             ],
             "unassigned": [vars(item) for item in self.unassigned],
+            "diagnosis": self.diagnosis and self.diagnosis.data(),
         }
 
 

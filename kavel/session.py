@@ -2,12 +2,14 @@
 
 from __future__ import annotations
 
+import logging
 import os
 import re
 from collections.abc import Callable, Sequence
 from typing import Any
 
 import core
+from kavel.diagnosis import Diagnosis, diagnose
 from kavel.errors import ProjectError, SceneError
 from kavel.gltf.exporting.settings import export_formats
 from kavel.gltf.operator import GltfOperator
@@ -156,11 +158,22 @@ class Session:
                 result.fail("empty_scan_result", _REASONS["empty_scan_result"], UNMATCHED)
         elif self._reason:
             result.fail(self._reason, _REASONS[self._reason], UNMATCHED)
+            if self._reason == "empty_scan_result":
+                result.diagnosis = self._diagnose()
         else:
             errors = self.log.take_errors()
             result.fail("scan", "; ".join(errors) or "the scan failed without a reason")
         self._count_objects(result, roots, buckets)
         self._count_kept(result, before)
+
+    def _diagnose(self) -> Diagnosis | None:
+        """Why nothing matched; the verdict stands without it."""
+        try:
+            return diagnose(self.api)
+        except Exception as error:
+            text = f"why nothing matched could not be found out: {type(error).__name__}: {error}"
+            logging.getLogger(__name__).warning(text)
+            return None
 
     def _count_objects(self, result: SceneResult, roots: list[str], buckets: list[Any]) -> None:
         operator = self.operator

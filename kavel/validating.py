@@ -9,6 +9,7 @@ from dataclasses import dataclass
 from rich.console import Console
 from rich.text import Text
 
+from kavel.diagnosis.printing import print_diagnosis
 from kavel.errors import SceneError
 from kavel.findings import FAIL
 from kavel.logs import LogHandler
@@ -217,6 +218,8 @@ class SceneValidator:
                 streams.table.print(Text(f"-- {printable(outcome.scene.file)}", "bold cyan"))
             fixes.print(streams.table)
             table.print(streams.table)
+            scene = outcome.scene
+            print_diagnosis(streams.table, scene.file, scene.diagnosis, self._options.verbose)
         console = streams.errors if outcome.status == ERROR else streams.table
         console.print(validation_verdict(outcome, self.run))
         if self._options.verbose:

@@ -90,6 +90,17 @@ std::vector<std::string_view> split_prefix(std::string_view prefix) {
   return texts;
 }
 
+PlainExpression compile(const std::string& references, std::size_t count,
+                        BoundExpression::Use use) {
+  std::string texts;
+  for (std::size_t index = 0; index < count; ++index) {
+    texts += "(?P<" + reference_name(index) + ">[^\\x00]*)\\x00";
+  }
+  const std::string hit = "(?P<" + std::string(kHit) + ">" + references + ")";
+  const char* gap = use == BoundExpression::Use::find ? "(?s:.*?)" : "";
+  return {texts + hit, count, texts + gap + hit};
+}
+
 }  // namespace
 
 bool is_plain_text(std::string_view text) noexcept {
@@ -117,35 +128,25 @@ std::string refer_back(std::string expression, const std::vector<std::string>& u
 }
 
 BoundExpression::BoundExpression(const std::string& references, std::size_t count, Use use)
-    : use_(use) {
-  std::string texts;
-  for (std::size_t index = 0; index < count; ++index) {
-    texts += "(?P<" + reference_name(index) + ">[^\\x00]*)\\x00";
-  }
-  const std::string hit = "(?P<" + std::string(kHit) + ">" + references + ")";
-  runtime::Regex& regex = *runtime::services().regex;
-  expression_ = regex.compile(texts + (use == Use::find ? "(?s:.*?)" : "") + hit);
-  if (const auto tree = regex.parse(texts + hit)) {
-    automaton_ = NameAutomaton::make(tree->children.back(), count);
-  }
-}
+    : use_(use), expression_(compile(references, count, use)) {}
 
 bool BoundExpression::match(const std::string& texts, std::string_view subject) const {
-  if (automaton_ != nullptr) {
-    if (const auto matched = automaton_->match(subject, split_prefix(texts))) return *matched;
+  if (NameAutomaton* automaton = expression_.automaton()) {
+    if (const auto matched = automaton->match(subject, split_prefix(texts))) return *matched;
   }
-  return expression_->match(texts + std::string(subject));
+  const std::string whole = texts + std::string(subject);
+  return expression_.law().match(whole);
 }
 
 std::string BoundExpression::remove(const std::string& texts, std::string_view subject) const {
-  if (automaton_ != nullptr) {
+  if (NameAutomaton* automaton = expression_.automaton()) {
     const auto captured = split_prefix(texts);
-    auto rest = use_ == Use::match ? automaton_->remove_start(subject, captured)
-                                   : automaton_->remove_first(subject, captured);
+    auto rest = use_ == Use::match ? automaton->remove_start(subject, captured)
+                                   : automaton->remove_first(subject, captured);
     if (rest) return *std::move(rest);
   }
-  const std::string rest = expression_->remove_group(texts + std::string(subject), kHit);
-  return rest.substr(texts.size());
+  const std::string whole = texts + std::string(subject);
+  return expression_.law().remove_group(whole, kHit).substr(texts.size());
 }
 
 std::string bound_prefix(const std::vector<const std::string*>& texts) {

@@ -12,8 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/hierarchy/automaton.h"
-#include "core/runtime/regex.h"
+#include "core/hierarchy/plain_expression.h"
 
 namespace kavel::hierarchy {
 
@@ -46,9 +45,8 @@ class BoundExpression {
   [[nodiscard]] std::string remove(const std::string& texts, std::string_view subject) const;
 
  private:
-  std::shared_ptr<const runtime::Expression> expression_;
-  std::shared_ptr<NameAutomaton> automaton_;
   Use use_;
+  PlainExpression expression_;
 };
 
 /// The captured texts in front of a subject.

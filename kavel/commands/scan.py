@@ -9,6 +9,7 @@ from typing import Any
 from rich.console import Console
 
 from kavel.commands.options import add_json, add_project, add_scenes
+from kavel.diagnosis.printing import print_diagnosis
 from kavel.errors import KavelError
 from kavel.home import kavel_home
 from kavel.json_output import STDOUT, write_json
@@ -98,6 +99,7 @@ def _print(
     if output is not errors and not arguments.quiet:
         for hierarchy in result.hierarchies:
             print_hierarchy(output, hierarchy)
+        print_diagnosis(output, result.file, result.diagnosis, arguments.verbose)
     (errors if result.status == ERROR else output).print(verdict(result))
     if arguments.verbose:
         print_unassigned(output, result)

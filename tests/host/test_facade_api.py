@@ -151,20 +151,6 @@ def test_an_export_goes_through_the_whole(environment: Environment, tmp_path: Pa
     assert [(record["format"], record["count"]) for record in stored["exported"]] == [("fbx", 1)]
 
 
-def test_what_this_version_does_not_do_says_so(environment: Environment) -> None:
-    api = core.Api(Host(), environment)
-    for action in (
-        api.http.projects_request,
-        lambda: api.http.statistics_response(None),
-    ):
-        with pytest.raises(NotImplementedError, match="not implemented in this version"):
-            action()
-    fired: list[int] = []
-    api.callbacks.http_no_response.register(lambda: fired.append(1))
-    api.http.http_no_response()
-    assert fired == [1]
-
-
 def test_shutdown_empties_the_lists_after_the_host(environment: Environment) -> None:
     host = Host()
     api = core.Api(host, environment)

@@ -19,6 +19,7 @@ from typing import Any
 import pytest
 
 import core
+from kavel.diagnosis import diagnose
 
 PROJECT = Path(__file__).resolve().parents[2] / "samples" / "adventurers.json"
 TYPES = ("mesh", "transform", "locator")
@@ -307,6 +308,31 @@ def test_every_fault_is_rejected(
         assert len(tried) >= FEWEST[faults], f"{name}: only {len(tried)} faults were made"
         accepted = [label for label, count in tried.items() if count]
         assert not accepted, f"{name}: accepted with {accepted}"
+
+
+def paths(root: Node) -> set[str]:
+    operator = TreeOperator()
+    operator.open(root)
+    return set(operator.nodes)
+
+
+# Exchanged siblings are left out: their paths are the same afterwards.
+@pytest.mark.parametrize("faults", [rename_bones, lose_children, remove_body_meshes, add_strays])
+def test_every_fault_is_located(
+    host: Host,
+    characters: dict[str, Node],
+    faults: Callable[[Node], Iterator[tuple[str, Node]]],
+) -> None:
+    """What is told first is about the children of the parent of the first path that changed; where
+    an object's type changed with its children, one level further up."""
+    for name, root in characters.items():
+        before = paths(root)
+        for label, changed in faults(root):
+            assert not host.matched(changed)
+            (first, *_) = diagnose(host.api).departures
+            top = min(before ^ paths(changed), key=lambda path: path.count("/"))
+            places = [top.rpartition("/")[0], top.rpartition("/")[0].rpartition("/")[0]]
+            assert first.place in places and first.certain, f"{name}, {label}: {first}"
 
 
 # What belongs to the family

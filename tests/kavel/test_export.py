@@ -122,6 +122,9 @@ def test_statuses_of_scenes(write: Writer, run: Any, out: Path, capsys: Captured
     into = ["--directory", str(out), "--set", "embed=on"]
     status, report = run(good, stray, *into)
     assert (status, [item["status"] for item in report["scenes"]]) == (1, ["exported", "unmatched"])
+    assert (
+        report["scenes"][1]["diagnosis"] and "departs from the project" in capsys.readouterr().out
+    )
     status, report = run("no.glb", good, *into)
     assert (status, [item["status"] for item in report["scenes"]]) == (2, ["error", "exported"])
     for into in (["--directory", str(out / "gone")], ["--mode", "project"]):

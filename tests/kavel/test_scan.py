@@ -176,6 +176,9 @@ def test_json(good: str, bad: str, file: str, tmp_path: Path, capsys: Captured) 
         },
     }
     assert (second["status"], second["reason"]) == ("unmatched", "empty_scan_result")
+    (departure,) = second["diagnosis"]["departures"]
+    assert (departure["kind"], departure["nearest"]["object"]) == ("missing", "/chair")
+    assert first["diagnosis"] is None
     assert set(report["versions"]) == {"kavel", "core", "python"}
     target = tmp_path / "report.json"
     assert main(["scan", good, bad, "--project", file, "--json", str(target)]) == 1

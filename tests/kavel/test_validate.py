@@ -112,6 +112,8 @@ def test_nothing_matched_and_unreadable_scenes(
     stray = write("stray.glb", gltf(node("stray")))
     status, report = validate(good, stray)
     assert (status, [scene["status"] for scene in report["scenes"]]) == (1, ["passed", "unmatched"])
+    passed, unmatched = (scene["diagnosis"] for scene in report["scenes"])
+    assert passed is None and unmatched["departures"][0]["item"]["rule"] == "Top"
     assert "1 of 2 scenes passed: no findings in 1 check" in capsys.readouterr().out
     status, report = validate(str(tmp_path / "none.glb"), good)
     assert (status, [scene["status"] for scene in report["scenes"]]) == (2, ["error", "passed"])
@@ -338,6 +340,9 @@ def test_demo(home: Path, tmp_path: Path, capsys: Captured) -> None:
         assert re.search(r"draft\.glb: 0 of 1 hierarchy exported, 1 refused", out)
     assert len(list(folder.iterdir())) == 2
     assert re.search(r"character\.glb: passed", out)
+    assert re.search(
+        r'departs from the project:\n  in /scout_model.*: "finger" takes at most 5', out
+    )
     assert re.search(r"broken_\w+\.glb: nothing matched", out)
     assert re.search(r"draft\.glb: failed: .*; 3 fixes made, not saved", out)
     assert not home.exists()
