@@ -25,6 +25,17 @@ Writer = Callable[[str, Any], str]
 NOISE = np.random.default_rng(1).random((4000, 3))
 
 
+@pytest.fixture(autouse=True, params=["links", "no links"])
+def file_system(request: pytest.FixtureRequest, monkeypatch: pytest.MonkeyPatch) -> None:
+    """Some file systems have no hard links."""
+
+    def refuse(*_: Any, **__: Any) -> None:
+        raise PermissionError(1, "Operation not permitted")
+
+    if request.param == "no links":
+        monkeypatch.setattr(os, "link", refuse)
+
+
 @pytest.fixture
 def scene(write: Writer) -> str:
     """Two objects: a small one, and one of some 48 kilobytes."""

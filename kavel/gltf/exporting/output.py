@@ -89,8 +89,8 @@ class Output:
 
     def _commit_new(self, names: list[str]) -> None:
         for name in names:  # the names are ours
-            os.replace(self._written.pop(name), os.path.join(self._folder, name))
-        _create(self._written.pop(self._name), os.path.join(self._folder, self._name))
+            os.replace(self._written[name], os.path.join(self._folder, name))
+        _create(self._written[self._name], os.path.join(self._folder, self._name))
 
     def _commit_over(self, names: list[str]) -> None:
         kept: list[tuple[str, str]] = []  # each file that was replaced, and what stood there
@@ -101,7 +101,6 @@ class Output:
                 if kept[-1][1]:
                     shutil.copymode(target, self._written[name])
                 os.replace(self._written[name], target)
-                del self._written[name]
         except BaseException:
             for target, old in reversed(kept):
                 with contextlib.suppress(OSError):
@@ -113,13 +112,18 @@ class Output:
 
     def _keep(self, target: str) -> str:
         """A second name for the file at `target`; "" when there is none."""
+        if not os.path.lexists(target):
+            return ""
         path = os.path.join(self._folder, f".kavel-{secrets.token_hex(8)}.old")
         try:
             os.link(target, path)
-        except FileNotFoundError:
-            return ""
         except OSError:  # not every file system has second names
-            shutil.copy2(target, path)
+            try:
+                shutil.copy2(target, path)
+            except BaseException:
+                with contextlib.suppress(OSError):
+                    os.unlink(path)
+                raise
         return path
 
     def _require_free(self, name: str) -> None:
@@ -130,16 +134,12 @@ class Output:
 
 
 def _create(source: str, target: str) -> None:
-    """Rename a file in one step, unless there is one at `target`: then FileExistsError."""
+    """Give a file the name `target` in one step, unless there is one: then FileExistsError."""
     try:
         os.link(source, target)
     except FileExistsError:
-        with contextlib.suppress(OSError):
-            os.unlink(source)
         raise
     except OSError:  # not every file system has second names
         with open(target, "xb"):
             pass
         os.replace(source, target)
-        return
-    os.unlink(source)
