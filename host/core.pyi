@@ -2710,9 +2710,9 @@ class Check:
         sort_index: ClassVar[int]
         scene_oriented: ClassVar[bool]
         mask: ClassVar[Any]
-        result: ClassVar[Any]
-        could_be_fixed: ClassVar[bool]
-        could_be_selected: ClassVar[bool]
+        result: Any
+        could_be_fixed: bool
+        could_be_selected: bool
         @staticmethod
         def parameters() -> Parameters.Block: ...
         def check(self, path: str, parameters: Any) -> object: ...

@@ -8,7 +8,8 @@ import sys
 from collections.abc import Sequence
 
 from kavel.commands import checks, demo, export, projects, scan, stats, validate
-from kavel.errors import KavelError
+from kavel.commands.parser import Parser
+from kavel.errors import KavelError, told
 from kavel.home import HOME_VARIABLE
 from kavel.terminal import make_console, printable
 from kavel.versions import versions
@@ -33,7 +34,7 @@ def main(argv: Sequence[str] | None = None) -> int:
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return FAILED
     except (KavelError, OSError) as error:
-        lines = (printable(line) for line in str(error).splitlines())
+        lines = (printable(line) for line in told(error).splitlines())
         make_console(stderr=True).print("kavel: " + "\n".join(lines))
         return FAILED
 
@@ -45,8 +46,8 @@ class _Version(argparse.Action):
         parser.exit()
 
 
-def _parser() -> argparse.ArgumentParser:
-    parser = argparse.ArgumentParser(
+def _parser() -> Parser:
+    parser = Parser(
         prog="kavel",
         description="Check glTF scenes against a project: their hierarchies, and what is in them.",
     )

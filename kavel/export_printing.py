@@ -15,7 +15,7 @@ from kavel.export_outcome import (
 from kavel.outcome import RunOutcome
 from kavel.report import ERROR, UNMATCHED
 from kavel.terminal import count, printable
-from kavel.validation_printing import append_checks
+from kavel.validation_printing import checks_verdict
 
 _LONGEST = 200  # characters of a reason
 _UNITS = ("bytes", "kB", "MB", "GB")
@@ -45,7 +45,7 @@ def export_verdict(scene: SceneExport, checks: RunOutcome | None) -> Text:
     result = scene.scene
     line = Text.assemble((f"{printable(result.file)}: ", "bold"))
     if scene.status == ERROR:
-        line.append(f"error: {printable(result.message)}", "red")
+        line.append(f"error: {printable(result.told)}", "red")
         return line
     if scene.status == UNMATCHED:
         line.append(f"nothing matched: {result.message}", "red")
@@ -59,10 +59,10 @@ def export_verdict(scene: SceneExport, checks: RunOutcome | None) -> Text:
             line.append(f", {refused} refused", "yellow")
         if total - done - refused:
             line.append(f", {total - done - refused} not written", "red")
-    left = len(result.unassigned)
-    line.append(f", {count(left, 'object')} that no rule took", "yellow" if left else "")
-    if checks is not None:
-        append_checks(line, checks)
+    line.append(f", {result.strangers}", "yellow" if result.unassigned else "")
+    unused = "" if checks is None else checks_verdict(checks)
+    if unused:  # silence would read as valid
+        line.append(f", {unused}", "yellow")
     return line
 
 

@@ -8,6 +8,7 @@ from dataclasses import dataclass
 
 from rich.console import Console
 
+from kavel.configuration_printing import print_broken, print_misfits
 from kavel.diagnosis.printing import print_diagnosis
 from kavel.export_options import ExportOptions
 from kavel.export_outcome import ExportRun, SceneExport
@@ -53,6 +54,9 @@ def export_scenes(
     with log, bar, session:
         exporter = SceneExporter(session, options)
         run.asked = exporter.asked()
+        if exporter.checks is not None:
+            print_broken(streams.errors, exporter.checks.broken)
+            print_misfits(streams.errors, exporter.checks.misfits)
         for file in scenes:
             bar.step(os.path.basename(file))
             scene = exporter.begin(file)

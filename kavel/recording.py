@@ -48,7 +48,7 @@ class RunRecorder:
         else:
             self.seconds[place] = record.speed
         if record.result == core.Constants.Check.Result.Error:
-            reason = (self._log.take_errors() or [""])[-1]
+            reason = self._log.take_last_error()
             self.errors[place] = self._texts.setdefault(reason, reason)
         self._tell()
 

@@ -9,12 +9,15 @@ from typing import TYPE_CHECKING, Any
 if TYPE_CHECKING:
     from kavel.diagnosis import Diagnosis
 
+from kavel.terminal import count
+
 SCHEMA = "kavel.scan/1"
 
 OPENED = "opened"
 MATCHED = "matched"
 UNMATCHED = "unmatched"
 ERROR = "error"
+UNASSIGNED = "unassigned"  # a reason: objects that no rule took were not tolerated
 
 
 @dataclass
@@ -82,7 +85,8 @@ class SceneResult:
 
     `status` is "opened" before the scan, "matched" when at least one hierarchy matched, "unmatched"
     when none did, "error" when the scene could not be scanned or saved. `reason` is the name of the
-    core's notification, or "unreadable", "selection", "scan" or "save"; empty where there is none.
+    core's notification, or "unreadable", "selection", "scan", "save" or "unassigned" (a scene that
+    matched and fails because of objects that no rule took); empty where there is none.
     `hierarchies` are those that this scan found, `kept` counts those that the file held before and
     appending kept, `kept_invalid` those of them that the scene does not match any more.
     `unassigned` are the objects below the scanned top objects that no rule took; `objects` counts
@@ -104,6 +108,16 @@ class SceneResult:
     @property
     def joint_count(self) -> int:
         return sum(hierarchy.joint_count for hierarchy in self.hierarchies)
+
+    @property
+    def strangers(self) -> str:
+        """How many objects no rule took, in words."""
+        return f"{count(len(self.unassigned), 'object')} that no rule took"
+
+    @property
+    def told(self) -> str:
+        """The message, for a line that begins with the file."""
+        return self.message.removeprefix(f"{self.file}: ")
 
     def fail(self, reason: str, message: str, status: str = ERROR) -> SceneResult:
         self.status, self.reason, self.message = status, reason, message
@@ -134,8 +148,10 @@ class SceneResult:
 
 
 def exit_code(results: list[SceneResult]) -> int:
-    """0: every scene matched; 1: in some scene nothing matched; 2: some scene could not be done."""
+    """0: every scene matched; 1: in some scene nothing matched, or objects were left that are not
+    tolerated; 2: some scene could not be done."""
     statuses = {result.status for result in results}
     if ERROR in statuses or not statuses:
         return 2
-    return 1 if UNMATCHED in statuses else 0
+    strangers = any(result.reason == UNASSIGNED for result in results)
+    return 1 if UNMATCHED in statuses or strangers else 0

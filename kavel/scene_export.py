@@ -5,6 +5,7 @@ from __future__ import annotations
 from typing import Any
 
 import core
+from kavel.configurations import Configurations
 from kavel.errors import SceneError
 from kavel.export_options import (
     CHOOSE,
@@ -58,6 +59,12 @@ class SceneExporter:
             "options": export.options.data["formats"][export.options.selected.attr],
             "flags": {name: getattr(export.flags, name) for name in FLAGS},
             "only_valid": self._options.only_valid,
+            "unusable_checks": self._checks
+            and {
+                "broken": [found.data() for found in self._checks.broken],
+                "missing": self._checks.missing,
+                "misfits": [problem.data() for problem in self._checks.misfits],
+            },
         }
 
     @property
@@ -159,6 +166,7 @@ class SceneExporter:
         return RunOutcome(
             broken=[found for found in read_report(classes) if found.broken],
             missing=missing_checks(wanted, classes),
+            misfits=Configurations(classes).of_rules(rules),
         )
 
 

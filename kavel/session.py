@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import difflib
 import logging
 import os
 import re
@@ -21,6 +22,7 @@ from kavel.report import MATCHED, OPENED, UNMATCHED, Hierarchy, Joint, SceneObje
 from kavel.workplace import COPY, Workplace
 
 _VERSION = re.compile(r"\.v\d+\Z")
+_ALIKE = 0.8  # how much a path must resemble another one to be taken for it
 _REASONS = {
     "lost_export_directory": "there is no folder to export to",
     "empty_export_selection": "there is nothing to export",
@@ -146,7 +148,7 @@ class Session:
         scene = self.api.scene
         roots = self.operator.get_selection_roots()
         before = list(scene.buffer.get()) if append else []
-        self.log.take_errors()
+        self.log.print_errors()
         self._reason = ""
         success = scene.scanner.upload_buffer(append)
         buckets = list(scene.buffer.get())
@@ -239,7 +241,12 @@ class Session:
         return note
 
     def _missing_message(self, missing: list[str]) -> str:
-        known = self.operator.graph.roots
+        graph = self.operator.graph
+        named = ", ".join(f'"{path}"' for path in missing)
+        close = difflib.get_close_matches(missing[0], graph.parents, 1, _ALIKE)
+        if close:
+            return f"there is no object {named}; is {close[0]} meant?"
+        known = graph.roots
         listed = ", ".join(known[:5]) + (", ..." if len(known) > 5 else "")
-        there = f"the top objects are {listed}" if known else "it has none at all"
-        return f"no object at {', '.join(missing)}; {there}"
+        there = f"its top objects are {listed}" if known else "it has no objects at all"
+        return f"there is no object {named}; {there}"

@@ -14,21 +14,22 @@ from kavel.picture import svg
 from kavel.samples import samples_directory
 
 PICTURE = Path(__file__).resolve().parents[1] / "docs" / "demo.svg"
-WIDTH = 138
+WIDTH = 100
 
 
 def main() -> None:
-    environment = {**os.environ, "FORCE_COLOR": "1", "TERM": "xterm-256color"}
+    own = {"FORCE_COLOR": "1", "TERM": "xterm-256color", "COLUMNS": str(WIDTH)}
+    environment = {**os.environ, **own}
     with tempfile.TemporaryDirectory() as folder:
         ran = subprocess.run(
             [sys.executable, "-m", "kavel", "demo", "--directory", folder],
+            cwd=samples_directory(),
             env=environment,
             capture_output=True,
             text=True,
             check=True,
         )
-    output = "$ kavel demo --directory exported\n" + ran.stdout
-    output = output.replace(samples_directory() + os.sep, "").replace(folder, "exported")
+    output = "$ kavel demo --directory exported\n" + ran.stdout.replace(folder, "exported")
     PICTURE.write_text(svg(Text.from_ansi(output), "kavel", "demo", WIDTH), encoding="utf-8")
 
 

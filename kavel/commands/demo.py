@@ -42,8 +42,8 @@ def run(arguments: argparse.Namespace) -> int:
     from kavel.validation_report import ReportWriter
 
     folder = samples_directory()
-    scenes = [os.path.join(folder, "character.glb"), *broken_scenes()[:1]]
-    draft = os.path.join(folder, "draft.glb")
+    good, draft = (_short(os.path.join(folder, name)) for name in ("character.glb", "draft.glb"))
+    scenes = [good, *map(_short, broken_scenes()[:1])]
     project = read_project(os.path.join(folder, "character.json"))
     output = make_console()
     streams = Streams(output, make_console(stderr=True), ReportWriter())
@@ -79,3 +79,11 @@ def _export(
         export_scenes(scenes, project, check_setup(home), options, run, streams)
     if [scene.status for scene in run.scenes] != [EXPORTED, SKIPPED]:
         raise KavelError("the samples were not exported as they should be")
+
+
+def _short(path: str) -> str:
+    """The path from here, where that is shorter."""
+    try:
+        return min(path, os.path.relpath(path), key=len)
+    except ValueError:  # on another drive
+        return path

@@ -7,7 +7,7 @@ import os
 from typing import TYPE_CHECKING, Any
 
 from kavel.commands.options import add_check_folders, add_json, add_project, add_scenes
-from kavel.errors import KavelError
+from kavel.errors import KavelError, told
 from kavel.home import kavel_home
 from kavel.json_output import STDOUT, write_json
 from kavel.native import require_core
@@ -100,12 +100,12 @@ def run(arguments: argparse.Namespace) -> int:
     except BrokenPipeError:  # nobody reads stdout any more: no fault of the export
         raise
     except (KavelError, OSError) as error:
-        failure = str(error)
+        failure = told(error)
     if arguments.json:
         try:
             write_json(arguments.json, _report(project, run, failure))
         except KavelError as error:
-            failure = failure or str(error)
+            failure = failure or told(error)
     if failure:
         raise KavelError(failure)
     if run.interrupted:

@@ -151,6 +151,7 @@ def test_only_valid_hierarchies(write: Writer, run: Any, out: Path, capsys: Capt
     into = ["--directory", str(out), "--format", "glb", "--only-valid"]
     status, report = run(scene, *into, checklist=asked("test.size", "test.gone"))
     assert (status, files(out)) == (1, ["Hero.glb"])
+    assert report["run"]["unusable_checks"]["missing"] == ["test.gone"]
     good, bad = report["scenes"][0]["hierarchies"]
     assert (good["status"], good["failures"]) == ("exported", 0)
     assert (bad["status"], bad["failures"], bad["file"]) == ("refused", 1, None)

@@ -87,7 +87,7 @@ def test_a_folder_that_is_gone(scene: str, tmp_path: Path) -> None:
     folder = tmp_path / "out"
     folder.mkdir()
     shutil.rmtree(folder)
-    with pytest.raises(SceneError, match="cannot be written: No such file"):
+    with pytest.raises(SceneError, match="cannot be written: its folder is not there"):
         export(scene, folder / "a.glb", operator=operator)
     assert not folder.exists()
 

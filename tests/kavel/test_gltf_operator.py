@@ -68,7 +68,8 @@ def test_queries(operator: GltfOperator, scene: str) -> None:
     assert operator.name_from_path("/Rig/gone%2Fby#2") == "gone/by"
     assert operator.get_current_file() == os.path.abspath(scene)
     assert GltfOperator().get_current_file() is None
-    assert next(item.attr for item in core.Mask(operator.type_mapping).Ghost) == "SceneRoot"
+    mask: Any = core.Mask(operator.type_mapping)
+    assert next(item.attr for item in mask.Ghost) == "SceneRoot"
 
 
 def test_selection(operator: GltfOperator) -> None:
@@ -86,7 +87,7 @@ def test_selection(operator: GltfOperator) -> None:
 
 
 def test_events(operator: GltfOperator, scene: str) -> None:
-    seen: list[str] = []
+    seen: list[Any] = []
     operator.register_scene_opened_callback(
         lambda: seen.append(operator.get_selection()[0:1] or "o")
     )

@@ -12,7 +12,7 @@ from collections.abc import Mapping
 from dataclasses import dataclass, field
 from typing import Any, BinaryIO
 
-from kavel.errors import SceneError
+from kavel.errors import SceneError, reason_of
 from kavel.gltf.container import SceneFile
 from kavel.gltf.exporting.chosen import Chosen, Tree, choose
 from kavel.gltf.exporting.geometry import add_uvs, triangulate
@@ -97,7 +97,8 @@ class Exporter:
         except FileExistsError:
             raise
         except OSError as error:
-            raise SceneError(path, f"cannot be written: {error.strerror or error}") from error
+            reason = reason_of(error, writing=True)
+            raise SceneError(path, f"cannot be written: {reason}") from error
         except RecursionError as error:
             raise SceneError(self._file.path, f"is nested too deep: {error}") from error
         sizes = {item: os.path.getsize(item) for item in (path, *beside)}
