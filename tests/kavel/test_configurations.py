@@ -123,7 +123,7 @@ def test_what_fits() -> None:
 def test_a_set_that_does_not_fit(entry: Any, found: str, effect: str) -> None:
     checklist = {"check": {"enabled": True, "parameters": [{"state": {}}, entry]}}
     (problem,) = CONFIGURATIONS.of_checklist(checklist)
-    assert problem.found == found and effect in problem.effect
+    assert problem.found == found and effect in (problem.effect or "")
     assert problem.set == 2 and "check check, set 2" in problem.place
 
 
@@ -149,7 +149,7 @@ def test_what_follows_is_what_happens() -> None:
 
 def test_the_place_of_a_rule_and_what_is_switched_off() -> None:
     entry = {"parameters": [{"state": {"count": 1}}]}
-    rules = [
+    rules: list[dict[str, Any]] = [
         {"name": "a", "stamp": "s", "checklist": {"check": {**entry, "enabled": True}}},
         {"name": "b", "stamp": "t", "checklist": {"check": entry, "gone": {}}},
         {"name": "c", "stamp": "u", "checklist": 3},

@@ -6,7 +6,7 @@ import json
 from pathlib import Path
 from typing import Any, Callable
 
-import jsonschema
+import jsonschema  # type: ignore[import-untyped]
 import pytest
 from conftest import gltf, mesh, node, project, rule
 
@@ -112,7 +112,7 @@ RULES = [
     rule("group", "group$", ["transform"]),
     rule("extra", "extra$", ["mesh"], [0, 1]),
 ]
-SHAPE = {"rig": {"body": {}, "part": {}, "group": {"extra": {}}}}
+SHAPE: dict[str, Any] = {"rig": {"body": {}, "part": {}, "group": {"extra": {}}}}
 PROJECT = project(RULES, SHAPE)
 PARTS = [mesh("part_a_1"), mesh("part_a_2")]
 GROUP = node("group", mesh("whatever"))  # accepted: its only item is optional

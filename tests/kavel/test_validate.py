@@ -134,7 +134,7 @@ def test_broken_checks_are_named_and_disturb_nothing(
     assert validate(scene_of(write, LARGE), *broken, "--strict")[0] == 3
 
 
-MISFITS = {
+MISFITS: dict[str, Any] = {
     "test.size": {
         "enabled": True,
         "parameters": [{"state": {"wanted": {"valeu": 2}}}, {"state": {"wnated": {"value": 1}}}],
