@@ -7,7 +7,7 @@ import os
 import sys
 from collections.abc import Sequence
 
-from kavel.commands import checks, demo, projects, scan, stats, validate
+from kavel.commands import checks, demo, export, projects, scan, stats, validate
 from kavel.commands.parser import Parser
 from kavel.errors import KavelError, told
 from kavel.home import HOME_VARIABLE
@@ -58,6 +58,6 @@ def _parser() -> Parser:
         help=f"where your settings and projects are (also: variable {HOME_VARIABLE})",
     )
     subparsers = parser.add_subparsers(required=True, metavar="COMMAND")
-    for command in (scan, validate, checks, projects, stats, demo):
+    for command in (scan, validate, export, checks, projects, stats, demo):
         command.add_parser(subparsers)
     return parser

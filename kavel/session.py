@@ -4,12 +4,15 @@ from __future__ import annotations
 
 import difflib
 import logging
-from collections.abc import Sequence
+import os
+import re
+from collections.abc import Callable, Sequence
 from typing import Any
 
 import core
 from kavel.diagnosis import Diagnosis, diagnose
 from kavel.errors import ProjectError, SceneError
+from kavel.gltf.exporting.settings import export_formats
 from kavel.gltf.operator import GltfOperator
 from kavel.logs import LogHandler
 from kavel.projects import ProjectFile
@@ -18,8 +21,11 @@ from kavel.registry import CheckSetup, embedded_checks
 from kavel.report import MATCHED, OPENED, UNMATCHED, Hierarchy, Joint, SceneObject, SceneResult
 from kavel.workplace import COPY, Workplace
 
+_VERSION = re.compile(r"\.v\d+\Z")
 _ALIKE = 0.8  # how much a path must resemble another one to be taken for it
 _REASONS = {
+    "lost_export_directory": "there is no folder to export to",
+    "empty_export_selection": "there is nothing to export",
     "empty_scan_selection": "there is no object to scan",
     "used_scan_selection": "what was to be scanned is stored in the file already",
     "empty_scan_result": "no hierarchy matches the project",
@@ -31,7 +37,8 @@ class Session:
 
     The project is used as a copy in a temporary home of its own, with the project's own target, so
     that neither its file nor the user's settings change. Checks are loaded when `setup` is given;
-    `api` is then a `RecordedApi`. A context manager.
+    `api` is then a `RecordedApi`. Usage records go to the file of `setup`, or to `statistics_file`;
+    with neither they are lost. A context manager.
 
     Errors: ProjectError when the project is not usable; OSError when the copy cannot be made.
     """
@@ -42,6 +49,7 @@ class Session:
         log: LogHandler,
         lod_names: str | None = None,
         setup: CheckSetup | None = None,
+        statistics_file: str | None = None,
     ) -> None:
         if project is not None and not project.checked.usable:
             raise ProjectError(f"{project.path}: the project is not usable")
@@ -49,13 +57,15 @@ class Session:
         self.log = log
         self.operator = GltfOperator(lod_names)
         if setup is None:
-            self._workplace = Workplace(project)
+            self._workplace = Workplace(project, statistics_file=statistics_file)
         else:
             self._workplace = Workplace(project, setup.settings, setup.statistics_file)
         try:
             self.api = self._make_api(setup is not None)
             self._reason = ""
             self._register_reasons()
+            self.operator.exports.flags = self.api.export.flags
+            self.operator.exports.next_version = self._next_version
             self._load()
         except BaseException:
             self._workplace.remove()
@@ -119,6 +129,20 @@ class Session:
             result.saved = True
         except SceneError as error:
             result.fail("save", str(error))
+
+    def watch(self, operation: Callable[[], Any]) -> tuple[str, str] | None:
+        """Run an operation of the core; returns why it did nothing, as the name of the core's
+        notification and in words, or none."""
+        self._reason = ""
+        operation()
+        return (self._reason, _REASONS[self._reason]) if self._reason else None
+
+    def _next_version(self, path: str) -> str:
+        """The file that the core would export to now, in place of one of an older version."""
+        folder, name = os.path.split(path)
+        stem, ending = os.path.splitext(name)
+        base = _VERSION.sub("", stem)
+        return str(self.api.export._create_path(folder, base, ending[1:], True))
 
     def _scan(self, result: SceneResult, append: bool) -> None:
         scene = self.api.scene
@@ -187,11 +211,11 @@ class Session:
         return Hierarchy(bucket.name, top[0])
 
     def _make_api(self, with_checks: bool) -> Any:
-        environment = self._workplace.environment
+        environment, formats = self._workplace.environment, export_formats()
         api: Any = (
-            RecordedApi(self.operator, environment, embedded_checks(), self.log)
+            RecordedApi(self.operator, environment, formats, embedded_checks(), self.log)
             if with_checks
-            else core.Api(self.operator, environment)
+            else core.Api(self.operator, environment, export_options=formats)
         )
         if api.env is not environment:
             raise ProjectError("the core did not accept the environment of this program")

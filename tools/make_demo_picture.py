@@ -5,6 +5,7 @@ from __future__ import annotations
 import os
 import subprocess
 import sys
+import tempfile
 from pathlib import Path
 
 from rich.text import Text
@@ -19,15 +20,16 @@ WIDTH = 100
 def main() -> None:
     own = {"FORCE_COLOR": "1", "TERM": "xterm-256color", "COLUMNS": str(WIDTH)}
     environment = {**os.environ, **own}
-    ran = subprocess.run(
-        [sys.executable, "-m", "kavel", "demo"],
-        cwd=samples_directory(),
-        env=environment,
-        capture_output=True,
-        text=True,
-        check=True,
-    )
-    output = "$ kavel demo\n" + ran.stdout
+    with tempfile.TemporaryDirectory() as folder:
+        ran = subprocess.run(
+            [sys.executable, "-m", "kavel", "demo", "--directory", folder],
+            cwd=samples_directory(),
+            env=environment,
+            capture_output=True,
+            text=True,
+            check=True,
+        )
+    output = "$ kavel demo --directory exported\n" + ran.stdout.replace(folder, "exported")
     PICTURE.write_text(svg(Text.from_ansi(output), "kavel", "demo", WIDTH), encoding="utf-8")
 
 

@@ -271,16 +271,20 @@ class GltfScene:
             self._file.save()
             return
         draft = self._draft()
-        for index, transform in self._edits.transforms.items():
-            node = draft.replace("nodes", index)
-            write_transform(node, self._stored_transform(index), transform)
-        for index, mesh in self._edits.meshes.items():
-            encode_mesh(draft, self._accessors, index, self._meshes[index], mesh)
+        self.apply(draft)
         appended = draft.finish()
         self._file.save(draft.document, appended)
         self._saves += 1
         self._edits = Edits(self._saves)
         self._read()
+
+    def apply(self, draft: Draft) -> None:
+        """Put what was changed since the file was read or saved into a draft of its document."""
+        for index, transform in self._edits.transforms.items():
+            node = draft.replace("nodes", index)
+            write_transform(node, self._stored_transform(index), transform)
+        for index, mesh in self._edits.meshes.items():
+            encode_mesh(draft, self._accessors, index, self._meshes[index], mesh)
 
     def _draft(self) -> Draft:
         document = self._file.document

@@ -113,13 +113,11 @@ def test_a_scene_that_cannot_be_opened_leaves_the_open_one(
     assert operator.get_selection() == ["/Rig"]
 
 
-def test_dialogs_and_export() -> None:
+def test_dialogs() -> None:
     operator = GltfOperator(directory_answer="/d", file_answer="/f")
     assert operator.directory_dialog("~", "c") == "/d"
     assert operator.file_dialog("~", "c", "*.glb") == "/f"
     assert GltfOperator().directory_dialog() is None
-    with pytest.raises(NotImplementedError, match="cannot export"):
-        operator.export([], "f", "fbx", {})
 
 
 def test_joints_are_remembered_by_path(operator: GltfOperator) -> None:

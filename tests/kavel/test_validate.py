@@ -408,9 +408,15 @@ def test_the_samples(home: Path, capsys: Captured) -> None:
     assert "passed: no findings" in out and "3 fixes made, not saved" in out
 
 
-def test_demo(home: Path, capsys: Captured) -> None:
-    assert main(["demo"]) == 0
-    out = capsys.readouterr().out
+def test_demo(home: Path, tmp_path: Path, capsys: Captured) -> None:
+    folder = tmp_path / "exported"
+    folder.mkdir()
+    for number in (1, 2):
+        assert main(["demo", "--directory", str(folder)]) == 0
+        out = capsys.readouterr().out
+        assert re.search(rf"exported  {folder}/scout_model.v0{number}.glb  .* objects", out)
+        assert re.search(r"draft\.glb: 0 of 1 hierarchy exported, 1 refused", out)
+    assert len(list(folder.iterdir())) == 2
     assert re.search(r"character\.glb: passed", out)
     assert re.search(
         r'departs from the project:\n  in /scout_model.*: "finger" takes at most 5', out
