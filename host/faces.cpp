@@ -80,8 +80,8 @@ py::object expose(const Object* object) {
   return face;
 }
 
-Object* content(PyObject* self) {
-  auto* instance = reinterpret_cast<py::detail::instance*>(self);
+Object* content(PyObject* face) {
+  auto* instance = reinterpret_cast<py::detail::instance*>(face);
   const auto held = instance->get_value_and_holder();
   if (!held.holder_constructed()) return nullptr;
   return static_cast<Object*>(held.value_ptr());

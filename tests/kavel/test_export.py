@@ -10,7 +10,7 @@ import sys
 from pathlib import Path
 from typing import Any, Callable
 
-import jsonschema
+import jsonschema  # type: ignore[import-untyped]
 import pytest
 from check_modules import asked, sound_checks
 from conftest import gltf, node, project, rule

@@ -193,8 +193,8 @@ def test_sparse_and_compressed_data_survives(write: Writer, tmp_path: Path) -> N
     view = content["bufferViews"][sparse["values"]["bufferView"]]
     start = data.index(b"BIN\0") + 4 + view["byteOffset"] + sparse["values"].get("byteOffset", 0)
     assert np.frombuffer(data, "<f4", 3, start).tolist() == [3, 3, 3]
-    for name, extension in (("draco", used[0]), ("meshopt", used[1])):
-        with pytest.raises(SceneError, match=extension):
+    for name, used_name in (("draco", used[0]), ("meshopt", used[1])):
+        with pytest.raises(SceneError, match=used_name):
             flags = {"automatic_uv": True}
             export(source, tmp_path / "no.glb", f"/{name}", **flags)
     assert not (tmp_path / "no.glb").exists()
