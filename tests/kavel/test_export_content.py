@@ -46,8 +46,8 @@ def test_real_characters_come_out_whole(
         for name in one.geometry:
             before, after = one.geometry[name].visual, two.geometry[name].visual
             assert np.array_equal(before.uv, after.uv)
-            images = [item.material.baseColorTexture for item in (before, after)]
-            assert np.array_equal(*map(np.asarray, images))
+            image, other = (np.asarray(item.material.baseColorTexture) for item in (before, after))
+            assert np.array_equal(image, other)
         assert document(target)["animations"] == document(source)["animations"]
         for path in tmp_path.iterdir():
             path.unlink()
