@@ -7,7 +7,7 @@ import os
 import sys
 from collections.abc import Sequence
 
-from kavel.commands import checks, demo, projects, scan, stats, validate
+from kavel.commands import checks, demo, projects, scan, serve, stats, validate
 from kavel.errors import KavelError
 from kavel.home import HOME_VARIABLE
 from kavel.terminal import make_console, printable
@@ -57,6 +57,6 @@ def _parser() -> argparse.ArgumentParser:
         help=f"where your settings and projects are (also: variable {HOME_VARIABLE})",
     )
     subparsers = parser.add_subparsers(required=True, metavar="COMMAND")
-    for command in (scan, validate, checks, projects, stats, demo):
+    for command in (scan, validate, checks, projects, stats, serve, demo):
         command.add_parser(subparsers)
     return parser

@@ -47,7 +47,7 @@ class CheckUsage:
 
 def check_usage(records: Iterable[Any]) -> list[CheckUsage]:
     """One entry for each check, the slowest in all first; records of no use are left out. The
-    parameter sets of a check, which have a number at the end of their name, count together."""
+    parameter sets of a check count together."""
     table: dict[str, CheckUsage] = {}
     for record in records:
         if not isinstance(record, Mapping):
@@ -57,9 +57,14 @@ def check_usage(records: Iterable[Any]) -> list[CheckUsage]:
             continue
         if isinstance(seconds, bool) or not isinstance(seconds, (int, float)) or seconds < 0:
             continue
-        name = _SET_NUMBER.sub("", name)
+        name = without_set_number(name)
         usage = table.setdefault(name, CheckUsage(name))
         usage.counts[status] += 1
         usage.seconds += seconds
         usage.worst = max(usage.worst, seconds)
     return sorted(table.values(), key=lambda usage: (-usage.seconds, usage.name))
+
+
+def without_set_number(name: str) -> str:
+    """A check's name without the number that its parameter sets have at the end of theirs."""
+    return _SET_NUMBER.sub("", name)
