@@ -18,10 +18,11 @@ from starlette.requests import ClientDisconnect, Request
 from starlette.responses import JSONResponse, Response
 from starlette.routing import Route
 
+from kavel.studio.bodies import RequestError, parse_object
 from kavel.studio.database import Database
 from kavel.studio.merging import Kept, Merged, find_edit, list_edits, merge_projects
 from kavel.studio.page import make_page
-from kavel.studio.projects import RequestError, parse_request, read_label, read_projects
+from kavel.studio.projects import read_label, read_request
 from kavel.studio.tokens import Tokens
 from kavel.studio.usage import take_records
 from kavel.terminal import printable
@@ -130,13 +131,11 @@ class _Studio:
         return JSONResponse({"received": taken.received, "new": taken.new})
 
     def _merge(self, body: bytes) -> tuple[str, Merged]:
-        content = parse_request(body)
-        target = read_label(content, "target")
-        incoming = read_projects(content, target)
+        target, incoming = read_request(body)
         return target, merge_projects(self._database, target, incoming, self._settings.keep)
 
     def _take(self, body: bytes) -> tuple[str, Any]:
-        content = parse_request(body)
+        content = parse_object(body)
         user = read_label(content, "username")
         return user, take_records(self._database, user, content.get("contents"))
 

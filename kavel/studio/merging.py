@@ -18,6 +18,7 @@ from kavel.studio.database import Database, edits, projects
 from kavel.studio.projects import Project, keeps_everything, keeps_records
 
 _LISTED = 1000  # edits in one answer
+_BATCH = 200  # projects at once
 
 
 @dataclass
@@ -83,7 +84,7 @@ def find_edit(database: Database, number: int) -> tuple[str, str] | None:
 
 
 class _Merging:
-    """One request, within its transaction."""
+    """One request, within its transaction; projects are worked on in batches."""
 
     def __init__(
         self, connection: sa.Connection, database: Database, target: str, keep: int
@@ -96,89 +97,102 @@ class _Merging:
         columns = (projects.c.filename, projects.c.edited, projects.c.digest)
         query = sa.select(*columns).where(projects.c.target == target)
         self._known = {row.filename: (row.edited, row.digest) for row in connection.execute(query)}
-        self._new: list[Project] = []
+        # By their file names, each of which is in one of them at most.
+        self._new: dict[str, Project] = {}
+        self._newer: dict[str, Project] = {}
+        self._late: dict[str, Project] = {}
 
     def take(self, project: Project) -> None:
+        waiting = (self._new, self._newer, self._late)
+        if any(project.filename in part for part in waiting) or sum(map(len, waiting)) >= _BATCH:
+            self._work()
         self.merged.received += 1
         edited, digest = self._known.get(project.filename, (None, None))
-        if edited is None:
-            self.merged.added += 1
-            self._new.append(project)
-        elif digest == project.digest:
+        if digest == project.digest:
             return
-        elif project.edited > edited:
-            self._replace(project)
-        else:
-            self._set_aside(project)
+        if edited is not None and project.edited <= edited:
+            # The seat is behind, or was offline when it made an edit that others have overtaken.
+            self._late[project.filename] = project
             return
+        (self._new if edited is None else self._newer)[project.filename] = project
         self._known[project.filename] = (project.edited, project.digest)
 
     def finish(self) -> None:
-        """Write what is new, and make the answer."""
-        self._flush()
+        """Make the answer."""
+        self._work()
         query = sa.select(projects.c.document).where(projects.c.target == self._target)
         documents = self._connection.scalars(query.order_by(projects.c.filename))
-        self.merged.answer = ("[" + ",".join(documents) + "]").encode("ascii")
+        self.merged.answer = ("[" + ",".join(documents) + "]").encode("utf-8")
 
-    def _replace(self, project: Project) -> None:
-        """The server's edit gives way to a newer one."""
-        old = self._current(project.filename)
-        lost = not keeps_records(project.data, json.loads(old["document"]))
-        kept = self._keep_edit(old, lost)
-        if lost:
-            self.merged.beaten.append(kept)
-        self._prune(project.filename)
-        here = (projects.c.target == self._target) & (projects.c.filename == project.filename)
-        self._connection.execute(sa.update(projects).where(here).values(_row(project)))
-        self.merged.replaced += 1
-
-    def _set_aside(self, project: Project) -> None:
-        """The seat is behind, or was offline when it made an edit that others have overtaken."""
-        found = self._find_edit(project.filename, project.digest)
-        if found is None:
-            current = json.loads(self._current(project.filename)["document"])
-            lost = not keeps_everything(current, project.data)
-            self._keep_edit(_row(project), lost)
-            found = self._find_edit(project.filename, project.digest)
-            self._prune(project.filename)
-        if found is not None and found.lost:
-            self.merged.lost.append(Kept(found.id, project.filename, found.name))
-
-    def _current(self, filename: str) -> dict[str, Any]:
-        self._flush()
-        here = (projects.c.target == self._target) & (projects.c.filename == filename)
-        row = self._connection.execute(sa.select(projects).where(here)).one()
-        return dict(row._mapping)
-
-    def _find_edit(self, filename: str, digest: str) -> Any:
-        here = self._edits_of(filename) & (edits.c.digest == digest)
-        columns = (edits.c.id, edits.c.name, edits.c.lost)
-        return self._connection.execute(sa.select(*columns).where(here)).first()
-
-    def _keep_edit(self, row: dict[str, Any], lost: bool) -> Kept:
-        fields = {key: row[key] for key in ("filename", "digest", "edited", "name", "document")}
-        values = {**fields, "target": self._target, "kept": time.time(), "lost": lost}
-        self._connection.execute(self._database.insert_missing(edits), [values])
-        found = self._find_edit(row["filename"], row["digest"])
-        return Kept(found.id, row["filename"], row["name"])
-
-    def _prune(self, filename: str) -> None:
-        """Drop the content of old edits that a newer one contains."""
-        spare = self._edits_of(filename) & ~edits.c.lost & edits.c.document.is_not(None)
-        query = sa.select(edits.c.id).where(spare).order_by(edits.c.edited.desc(), edits.c.id)
-        numbers = list(self._connection.scalars(query.offset(self._keep)))
-        if numbers:
-            dropped = sa.update(edits).where(edits.c.id.in_(numbers)).values(document=None)
-            self._connection.execute(dropped)
-
-    def _edits_of(self, filename: str) -> sa.ColumnElement[bool]:
-        return (edits.c.target == self._target) & (edits.c.filename == filename)
-
-    def _flush(self) -> None:
+    def _work(self) -> None:
+        if self._newer or self._late:
+            self._keep_edits()
         if self._new:
-            rows = [{"target": self._target, **_row(project)} for project in self._new]
+            rows = [{"target": self._target, **_row(project)} for project in self._new.values()]
             self._connection.execute(sa.insert(projects), rows)
-            self._new.clear()
+        if self._newer:
+            here = projects.c.filename == sa.bindparam("the_file")
+            update = sa.update(projects).where(projects.c.target == self._target, here)
+            rows = [{"the_file": name, **_row(project)} for name, project in self._newer.items()]
+            self._connection.execute(update, rows)
+        self.merged.added += len(self._new)
+        self.merged.replaced += len(self._newer)
+        for waiting in (self._new, self._newer, self._late):
+            waiting.clear()
+
+    def _keep_edits(self) -> None:
+        """Everything that gives way goes to the table of edits, unless it is there already."""
+        names = [*self._newer, *self._late]
+        query = sa.select(projects).where(projects.c.target == self._target)
+        found = self._connection.execute(query.where(projects.c.filename.in_(names)))
+        current = {row.filename: dict(row._mapping) for row in found}
+        there = self._edits_of(names)
+        rows = [
+            self._edit(current[name], not keeps_records(project.data, _document(current[name])))
+            for name, project in self._newer.items()
+        ] + [
+            self._edit(_row(project), not keeps_everything(_document(current[name]), project.data))
+            for name, project in self._late.items()
+            if (name, project.digest) not in there
+        ]
+        if rows:
+            self._connection.execute(self._database.insert_missing(edits), rows)
+            self._prune(names)
+            there = self._edits_of(names)
+        beaten = ((name, current[name]["digest"]) for name in self._newer)
+        lost = ((name, project.digest) for name, project in self._late.items())
+        self.merged.beaten += [there[key][0] for key in beaten if there[key][1]]
+        self.merged.lost += [there[key][0] for key in lost if there[key][1]]
+
+    def _edit(self, row: dict[str, Any], lost: bool) -> dict[str, Any]:
+        fields = {key: row[key] for key in ("filename", "digest", "edited", "name", "document")}
+        return {**fields, "target": self._target, "kept": time.time(), "lost": lost}
+
+    def _edits_of(self, names: list[str]) -> dict[tuple[str, str], tuple[Kept, bool]]:
+        """Edits of these files, and whether they are lost, by file name and digest."""
+        columns = (edits.c.id, edits.c.filename, edits.c.digest, edits.c.name, edits.c.lost)
+        found = self._connection.execute(sa.select(*columns).where(self._are(names)))
+        return {
+            (filename, digest): (Kept(number, filename, name), lost)
+            for number, filename, digest, name, lost in found
+        }
+
+    def _prune(self, names: list[str]) -> None:
+        """Drop the content of old edits that a newer one contains."""
+        newest = (edits.c.edited.desc(), edits.c.id.desc())
+        rank = sa.func.row_number().over(partition_by=edits.c.filename, order_by=newest)
+        spare = self._are(names) & ~edits.c.lost & edits.c.document.is_not(None)
+        ranked = sa.select(edits.c.id, rank.label("rank")).where(spare).subquery()
+        old = sa.select(ranked.c.id).where(ranked.c.rank > self._keep)
+        dropped = sa.update(edits).where(edits.c.id.in_(old)).values(document=None)
+        self._connection.execute(dropped)
+
+    def _are(self, names: list[str]) -> sa.ColumnElement[bool]:
+        return (edits.c.target == self._target) & edits.c.filename.in_(names)
+
+
+def _document(row: dict[str, Any]) -> Any:
+    return json.loads(row["document"])
 
 
 def _row(project: Project) -> dict[str, Any]:

@@ -10,54 +10,55 @@ from dataclasses import dataclass
 from typing import Any
 
 from kavel.document.structure import VERSION
-from kavel.errors import KavelError
+from kavel.studio.bodies import RequestError, parse_object
 from kavel.studio.file_names import is_safe_filename
 from kavel.terminal import printable
 
 _MAXIMUM_TEXT = 200  # characters of a target or a user's name
 
 
-class RequestError(KavelError):
-    """A request that cannot be carried out, with the status of the answer."""
-
-    def __init__(self, message: str, status: int = 422) -> None:
-        super().__init__(message)
-        self.status = status
-
-
 @dataclass(frozen=True)
 class Project:
     """One edit of a project.
 
-    `edited` is in seconds since the epoch, `text` the whole document as JSON in ASCII, `digest`
-    tells edits apart, `data` is the document.
+    `edited` is in seconds since the epoch, `text` the whole document as JSON, `digest` tells edits
+    apart.
     """
 
     filename: str
+    name: str
     edited: float
+    deleted: bool
     digest: str
     text: str
-    data: Mapping[str, Any]
 
     @property
-    def name(self) -> str:
-        name = self.data.get("name")
-        return printable(name)[:_MAXIMUM_TEXT] if isinstance(name, str) else ""
-
-    @property
-    def deleted(self) -> bool:
-        return self.data.get("deleted") is True
+    def data(self) -> Any:
+        return json.loads(self.text)
 
 
-def parse_request(body: bytes) -> dict[str, Any]:
-    """The object that a body holds. Errors: RequestError when it is no JSON object."""
-    try:
-        content = json.loads(body.decode("utf-8"), parse_constant=_no_constant)
-    except (ValueError, RecursionError) as error:
-        raise RequestError(f"the body is not JSON: {error}", 400) from error
-    if not isinstance(content, dict):
-        raise RequestError("the body is not a JSON object")
-    return content
+def read_request(body: bytes) -> tuple[str, list[Project]]:
+    """Target and projects of a request.
+
+    Errors: RequestError when it is none, or one of the projects cannot be kept: a seat removes what
+    an answer lacks, so none may be left out.
+    """
+    projects: list[Project] = []
+    targets: dict[str, str] = {}  # the first file name of each, in case they differ
+
+    def take(element: Any, text: str) -> None:
+        project = _checked(element, text)
+        targets.setdefault(element["target"], project.filename)
+        projects.append(project)
+
+    content = parse_object(body, "projects", take)
+    target = read_label(content, "target")
+    if not isinstance(content.get("projects"), int):
+        raise RequestError('"projects" is not an array')
+    for other, filename in targets.items():
+        if other != target:
+            raise RequestError(f"{filename}: the project is not of the target of the request")
+    return target, projects
 
 
 def read_label(content: Mapping[str, Any], key: str) -> str:
@@ -68,25 +69,21 @@ def read_label(content: Mapping[str, Any], key: str) -> str:
     return text
 
 
-def read_projects(content: Mapping[str, Any], target: str) -> list[Project]:
-    """The projects of a request. Errors: RequestError when one of them cannot be kept; a seat
-    removes what an answer lacks, so none may be left out."""
-    listed = content.get("projects")
-    if not isinstance(listed, list):
-        raise RequestError('"projects" is not an array')
-    return [_read_project(item, target) for item in listed]
-
-
-def read_project(data: dict[str, Any]) -> Project:
-    """From a document whose file name is safe. Errors: ValueError for numbers that JSON lacks,
-    RecursionError when it is nested too deep."""
+def read_project(data: Mapping[str, Any], text: str | None = None) -> Project:
+    """From a document whose file name is safe, and its JSON. One without a time of its edit gets
+    one, as seats expect it."""
     edited = edit_time(data)
-    if data.get("edit_timestamp") != edited:
-        data = {**data, "edit_timestamp": edited}
-    # ASCII: names may hold lone surrogates and NUL, which databases do not take.
-    text = json.dumps(data, separators=(",", ":"), allow_nan=False)
-    digest = hashlib.sha256(text.encode("ascii")).hexdigest()
-    return Project(data["filename"], edited, digest, text, data)
+    if text is None or data.get("edit_timestamp") != edited:
+        text = json.dumps({**data, "edit_timestamp": edited})
+    name = data.get("name")
+    return Project(
+        filename=data["filename"],
+        name=printable(name)[:_MAXIMUM_TEXT] if isinstance(name, str) else "",
+        edited=edited,
+        deleted=data.get("deleted") is True,
+        digest=hashlib.sha256(text.encode("utf-8")).hexdigest(),
+        text=text,
+    )
 
 
 def edit_time(data: Mapping[str, Any]) -> float:
@@ -115,7 +112,7 @@ def keeps_everything(newer: Mapping[str, Any], older: Mapping[str, Any]) -> bool
     return keeps_records(newer, older) and all(newer.get(key) == older.get(key) for key in keys)
 
 
-def _read_project(item: object, target: str) -> Project:
+def _checked(item: Any, text: str) -> Project:
     if not isinstance(item, dict):
         raise RequestError("a project is not a JSON object")
     filename, version = item.get("filename"), item.get("version")
@@ -124,15 +121,8 @@ def _read_project(item: object, target: str) -> Project:
             f"{json.dumps(filename)[:_MAXIMUM_TEXT]} cannot be the name of a project's file on "
             "every system; rename the file"
         )
-    if item.get("target") != target:
-        raise RequestError(f"{filename}: the project is not of the target of the request")
+    if not isinstance(item.get("target"), str):
+        raise RequestError(f"{filename}: the project has no target")
     if isinstance(version, bool) or not isinstance(version, int) or version < 0:
-        raise RequestError(f'{filename}: the project\'s "version" is not a number from 0 on')
-    try:
-        return read_project(item)
-    except (ValueError, RecursionError) as error:
-        raise RequestError(f"{filename}: the project cannot be kept: {error}") from error
-
-
-def _no_constant(name: str) -> float:
-    raise ValueError(f"{name} is not a number of JSON")
+        raise RequestError(f'{filename}: the project\'s "version" is not an integer from 0 on')
+    return read_project(item, text)

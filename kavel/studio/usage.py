@@ -12,8 +12,8 @@ from typing import Any
 
 import sqlalchemy as sa
 
+from kavel.studio.bodies import RequestError
 from kavel.studio.database import Database, records
-from kavel.studio.projects import RequestError
 from kavel.terminal import printable
 from kavel.usage import without_set_number
 
