@@ -7,11 +7,21 @@ import os
 import sys
 from collections.abc import Sequence
 
-from kavel.commands import checks, demo, projects, scan, serve, stats, validate
+from kavel.commands import (
+    checks,
+    demo,
+    projects,
+    scan,
+    serve,
+    stats,
+    sync,
+    validate,
+    version,
+)
 from kavel.errors import KavelError
 from kavel.home import HOME_VARIABLE
 from kavel.terminal import make_console, printable
-from kavel.versions import versions
+from kavel.versions import version_line, versions
 
 FAILED = 2
 INTERRUPTED = 130
@@ -40,8 +50,7 @@ def main(argv: Sequence[str] | None = None) -> int:
 
 class _Version(argparse.Action):
     def __call__(self, parser: argparse.ArgumentParser, *_: object) -> None:
-        found = versions()
-        print(f"kavel {found['kavel']} (core {found['core']}, Python {found['python']})")
+        print(version_line(versions()))
         parser.exit()
 
 
@@ -57,6 +66,7 @@ def _parser() -> argparse.ArgumentParser:
         help=f"where your settings and projects are (also: variable {HOME_VARIABLE})",
     )
     subparsers = parser.add_subparsers(required=True, metavar="COMMAND")
-    for command in (scan, validate, checks, projects, stats, serve, demo):
+    commands = (scan, validate, checks, projects, stats, sync, serve, version, demo)
+    for command in commands:
         command.add_parser(subparsers)
     return parser

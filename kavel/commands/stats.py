@@ -32,7 +32,7 @@ def add_parser(subparsers: Any) -> None:
         "stats",
         help="show how often checks ran, and how long they took",
         description="Every validation leaves a record of each check that ran, in a file of yours. "
-        "Nothing is sent anywhere.",
+        "Only `kavel sync` sends them anywhere.",
     )
     add_json(parser, in_place_of="the table")
     parser.add_argument("--picture", metavar="FILE.svg", help="draw the table as a picture")

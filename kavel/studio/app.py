@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import json
 import logging
-from collections.abc import Awaitable, Callable
+from collections.abc import Callable
 from dataclasses import dataclass, field
 from functools import partial
 from typing import Any, TypeVar
@@ -35,7 +35,6 @@ _AT_ONCE = 4  # requests at work on the database; each may hold several copies o
 
 log = logging.getLogger("kavel.studio")
 _T = TypeVar("_T")
-_Handler = Callable[[Request], Awaitable[Response]]
 
 
 @dataclass

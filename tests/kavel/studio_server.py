@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import contextlib
 import http.client
+import http.server
 import json
 import os
 import re
@@ -11,10 +12,11 @@ import signal
 import ssl
 import subprocess
 import sys
+import threading
 from collections.abc import Iterator
 from dataclasses import dataclass
 from pathlib import Path
-from typing import Any
+from typing import Any, Callable
 
 import trustme
 
@@ -100,3 +102,77 @@ def running(folder: Path, *options: str, tokens: str = TOKEN) -> Iterator[Server
             assert process.stdout.read().endswith("stopped\n")
         finally:
             process.kill()
+
+
+class OddServer:
+    """An HTTPS server in a thread of the tests that answers each request as it is told, and the
+    last way from then on. A context manager."""
+
+    def __init__(self, folder: Path, *answers: Callable[[Any], None], names: Any = ()) -> None:
+        self.files = make_certificate(folder / "odd tls", *(names or ("127.0.0.1", "localhost")))
+        self.requests: list[tuple[str, dict[str, str], bytes]] = []
+        self.asked = threading.Event()
+        self.closing = threading.Event()
+        ways = list(answers)
+        odd = self
+
+        class Handler(http.server.BaseHTTPRequestHandler):
+            protocol_version = "HTTP/1.1"
+
+            def do_POST(self) -> None:
+                body = self.rfile.read(int(self.headers.get("Content-length") or 0))
+                odd.requests.append((self.path, dict(self.headers), body))
+                odd.asked.set()
+                (ways.pop(0) if len(ways) > 1 else ways[0])(self)
+                self.close_connection = True
+
+            do_GET = do_POST
+
+            def log_message(self, *_: Any) -> None:
+                pass
+
+        self._server = http.server.ThreadingHTTPServer(("127.0.0.1", 0), Handler)
+        self._server.daemon_threads = True
+        context = ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
+        context.load_cert_chain(self.files["certificate"], self.files["key"])
+        listening = self._server.socket
+        self._server.socket = context.wrap_socket(listening, True, do_handshake_on_connect=False)
+        self.url = f"https://127.0.0.1:{self._server.server_address[1]}"
+
+    def __enter__(self) -> OddServer:
+        threading.Thread(target=self._server.serve_forever, daemon=True).start()
+        return self
+
+    def __exit__(self, *_: object) -> None:
+        self.closing.set()
+        self._server.shutdown()
+        self._server.server_close()
+
+    def wait(self, _: Any = None) -> None:
+        """Never answers."""
+        self.closing.wait()
+
+    def trickle(self, handler: Any) -> None:
+        """Sends a byte now and then for ever."""
+        handler.send_response(200)
+        handler.send_header("Content-length", "1000000")
+        handler.end_headers()
+        with contextlib.suppress(OSError):
+            while not self.closing.wait(0.05):
+                handler.wfile.write(b" ")
+
+
+def answer(body: Any, status: int = 200, **headers: str) -> Callable[[Any], None]:
+    """A way to answer. Headers with an underscore for each hyphen; JSON unless they say another
+    content type; a shorter body follows when they say another length."""
+    text = body if isinstance(body, bytes) else json.dumps(body).encode()
+    usual = {"Content_type": "application/json", "Content_length": str(len(text))}
+
+    def respond(handler: Any) -> None:
+        handler.send_response(status)
+        for name, value in {**usual, **headers}.items():
+            handler.send_header(name.replace("_", "-"), value)
+        handler.end_headers()
+        handler.wfile.write(text)
+
+    return respond
