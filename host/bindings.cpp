@@ -45,6 +45,7 @@ void bind_core(py::module_& module) {
   bind_validator(module);
   bind_exporter(module);
   bind_server(module);
+  bind_update_tracker(module);
   // Keep it last: it counts the calls of what is bound by then.
   count_calls(module);
 }

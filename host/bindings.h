@@ -43,5 +43,6 @@ void bind_export_model(py::module_& module);
 void bind_validator(py::module_& module);
 void bind_exporter(py::module_& module);
 void bind_server(py::module_& module);
+void bind_update_tracker(py::module_& module);
 
 }  // namespace kavel::host

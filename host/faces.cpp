@@ -130,6 +130,14 @@ int clear(PyObject* self) {
   return 0;
 }
 
+void refuse_unmade(py::handle bound) {
+  auto* type = py::detail::get_type_info(reinterpret_cast<PyTypeObject*>(bound.ptr()));
+  // Asked for the object of an instance that has none yet, the library would allocate one here.
+  type->operator_new = [](std::size_t) -> void* {
+    throw py::type_error("the object was made without calling __init__() of its class");
+  };
+}
+
 void adopt(py::detail::value_and_holder& instance, Object* object) {
   // The most derived address is what the binding library stores.
   instance.value_ptr() = dynamic_cast<void*>(object);

@@ -76,15 +76,21 @@ int clear(PyObject* self);
 /// Makes a fresh core object the content of `instance` and `instance` its face.
 void adopt(py::detail::value_and_holder& instance, Object* object);
 
+/// Makes a use of an object of `bound` whose constructor did not run a type error; the library would
+/// hand out memory that nobody has filled.
+void refuse_unmade(py::handle bound);
+
 /// A class over the core type `T`: collected, open to attributes of the host, weakly referable.
 template <class T, class... Bases>
 [[nodiscard]] py::class_<T, Bases...> define(py::handle scope, const char* name, const char* doc) {
-  return py::class_<T, Bases...>(scope, name, doc, py::dynamic_attr(),
-                                 py::custom_type_setup([](PyHeapTypeObject* heap) {
-                                   heap->ht_type.tp_flags |= Py_TPFLAGS_HAVE_GC;
-                                   heap->ht_type.tp_traverse = traverse;
-                                   heap->ht_type.tp_clear = clear;
-                                 }));
+  py::class_<T, Bases...> bound(scope, name, doc, py::dynamic_attr(),
+                                py::custom_type_setup([](PyHeapTypeObject* heap) {
+                                  heap->ht_type.tp_flags |= Py_TPFLAGS_HAVE_GC;
+                                  heap->ht_type.tp_traverse = traverse;
+                                  heap->ht_type.tp_clear = clear;
+                                }));
+  refuse_unmade(bound);
+  return bound;
 }
 
 namespace detail {

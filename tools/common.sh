@@ -101,6 +101,58 @@ have_or_install() {
   fi
 }
 
+# with_progress WHAT COMMAND...: runs a command that says more than a person wants to read. Every
+# PROGRESS_SECONDS (10) a line on stderr tells how long it has run and what it said last. Its whole
+# output is kept in a file; when the command fails, the end of it is shown and the file stays.
+with_progress() {
+  local what=$1 log status=0 ticker started=$SECONDS
+  shift
+  log=$(mktemp "${TMPDIR:-/tmp}/kavel-log.XXXXXX")
+  echo "$what ..." >&2
+  # The command stays in the foreground, so that an interrupt reaches it.
+  progress_lines "$log" &
+  ticker=$!
+  "$@" > "$log" 2>&1 < /dev/null || status=$?
+  kill "$ticker" 2> /dev/null || true
+  wait "$ticker" 2> /dev/null || true
+  if [ "$status" -eq 0 ]; then
+    echo "$what: done in $(duration $((SECONDS - started)))" >&2
+    rm -f "$log"
+    return 0
+  fi
+  tail -n 40 "$log" >&2
+  echo "$what: FAILED with status $status after $(duration $((SECONDS - started)))." >&2
+  echo "Above is the end of what it said; all of it is in $log" >&2
+  return "$status"
+}
+
+# progress_lines LOG: what was said last, now and then, until it is ended or the script has gone.
+progress_lines() {
+  local started=$SECONDS pause=''
+  trap 'kill $pause 2> /dev/null; exit 0' TERM
+  while kill -0 $$ 2> /dev/null; do
+    sleep "${PROGRESS_SECONDS:-10}" &
+    pause=$!
+    wait "$pause"
+    kill -0 $$ 2> /dev/null || return 0
+    echo "  $(duration $((SECONDS - started))): $(last_words "$1")" >&2
+  done
+}
+
+# last_words LOG: its last line in few words; of a compiler's, how far it is and the file's name.
+last_words() {
+  sed -E -e $'s/\x1b\\[[0-9;]*[A-Za-z]//g' -e '/^[[:space:]]*$/d' "$1" | tail -n 1 |
+    sed -E -e 's/^[[:space:]]+//' \
+      -e 's,^\[([0-9]+)/([0-9]+)\] Building .*/([^/ ]+)\.o$,compiling \1 of \2: \3,' \
+      -e 's,^\[([0-9]+)/([0-9]+)\] Linking .*/([^/ ]+)$,linking \1 of \2: \3,' \
+      -e 's/^(.{66}).{4,}$/\1 .../'
+}
+
+# duration SECONDS: "35 s", "2 min 05 s".
+duration() {
+  if [ "$1" -lt 60 ]; then echo "$1 s"; else printf '%d min %02d s\n' $(($1 / 60)) $(($1 % 60)); fi
+}
+
 # pip_install PYTHON ARGUMENT...
 pip_install() {
   local python=$1

@@ -22,8 +22,13 @@ std::vector<Value> Options::formats() const {
   return values;
 }
 
+const Format* Options::selected_format() const noexcept {
+  return selected_ < formats_.size() ? formats_[selected_].get() : nullptr;
+}
+
 Value Options::selected() const {
-  return selected_ < formats_.size() ? formats_[selected_]->value() : Value();
+  const Format* format = selected_format();
+  return format == nullptr ? Value() : format->value();
 }
 
 void Options::select(const Value& key, const std::string& text) {
@@ -46,7 +51,8 @@ void Options::select(const Value& key, const std::string& text) {
 Json Options::data() const {
   Json formats = Json::Map();
   for (const auto& format : formats_) formats.set(format->attr(), format->data());
-  const Json selected = selected_ < formats_.size() ? Json(formats_[selected_]->attr()) : Json();
+  const Format* format = selected_format();
+  const Json selected = format == nullptr ? Json() : Json(format->attr());
   return Json::Map{{"formats", std::move(formats)}, {"selected", selected}};
 }
 

@@ -18,7 +18,9 @@ class Format {
   [[nodiscard]] virtual const runtime::Value& value() const noexcept = 0;
   [[nodiscard]] virtual std::string attr() const = 0;
   [[nodiscard]] virtual std::string label() const = 0;
-  /// The values that differ from the defaults.
+  /// {attribute name: value} of every switch, range and combo box.
+  [[nodiscard]] virtual foundation::Json values() const = 0;
+  /// Those values that differ from the defaults.
   [[nodiscard]] virtual foundation::Json data() const = 0;
   virtual void load(const foundation::Json& data) = 0;
   [[nodiscard]] virtual std::unique_ptr<Format> clone() const = 0;
@@ -38,6 +40,8 @@ class Options final : public runtime::Object {
   [[nodiscard]] std::vector<runtime::Value> formats() const;
   /// The selected format; an empty value when there is none at all.
   [[nodiscard]] runtime::Value selected() const;
+  /// The same; null when there is none.
+  [[nodiscard]] const Format* selected_format() const noexcept;
 
   /// Selects the format that is `key` itself, else the first whose attribute name, else whose label
   /// equals it, else the first.

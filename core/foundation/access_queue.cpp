@@ -1,5 +1,6 @@
 #include "core/foundation/access_queue.h"
 
+#include <algorithm>
 #include <string_view>
 #include <tuple>
 #include <utility>
@@ -50,10 +51,17 @@ void remove_if_there(const std::string& path) {
 
 }  // namespace
 
-const std::vector<std::string>& FolderListing::names(const std::string& folder) {
-  const auto known = names_.find(folder);
-  if (known != names_.end()) return known->second;
-  return names_.emplace(folder, files().list(folder.empty() ? "." : folder)).first->second;
+std::vector<std::string> FolderListing::names(const std::string& folder, std::string_view prefix) {
+  auto known = names_.find(folder);
+  if (known == names_.end()) {
+    known = names_.emplace(folder, files().list(folder.empty() ? "." : folder)).first;
+  }
+  // The order of code points is that of their bytes, so what starts alike stands together.
+  const auto first = std::ranges::lower_bound(known->second, prefix);
+  const auto last = std::find_if(first, known->second.end(), [prefix](const std::string& name) {
+    return !name.starts_with(prefix);
+  });
+  return {first, last};
 }
 
 AccessQueue::AccessQueue(const std::string& path, bool writes, double timeout, double threshold)
@@ -209,8 +217,9 @@ void AccessQueue::abandon() noexcept {
 
 std::vector<std::string> AccessQueue::editors_sequence(FolderListing& listing) {
   std::vector<std::string> sequence;
-  const std::vector<std::string> names = listing.names(directory_);
-  for (const std::string& name : names) {
+  // Up to the first point, which stands for any character, a ticket has the file's own name.
+  const std::string_view literal = std::string_view(filename_).substr(0, filename_.find('.'));
+  for (const std::string& name : listing.names(directory_, literal)) {
     if (!is_ticket(name, filename_)) continue;
     std::string ticket = files().join(directory_, name);
     delete_outdated(ticket);

@@ -24,6 +24,7 @@
 #include <map>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "core/runtime/object.h"
@@ -33,7 +34,8 @@ namespace kavel::foundation {
 /// Names in folders, each folder listed once, when it is first asked for.
 class FolderListing {
  public:
-  const std::vector<std::string>& names(const std::string& folder);
+  /// The names that start with `prefix`, in their order.
+  std::vector<std::string> names(const std::string& folder, std::string_view prefix);
 
  private:
   std::map<std::string, std::vector<std::string>> names_;

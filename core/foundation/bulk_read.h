@@ -1,11 +1,4 @@
-// Reading many files, each in a turn of its own.
-//
-// Every turn costs at least the pause in which racing editors make their tickets, so hundreds of
-// files one after another would take minutes. Here one loop on the calling thread waits in the
-// queues of all files side by side: each round takes the next step of every file that is due, reads
-// those whose turn has come and gives their turns up, then sleeps until the next one is due. The
-// folders are listed twice a round, not once a file. No turn is kept while waiting for another, so
-// two readers cannot block each other.
+// Reading many files, each in a turn of its own; the turns overlap (see bulk_turns.h).
 #pragma once
 
 #include <exception>

@@ -15,14 +15,28 @@ constexpr std::string_view kExtension = ".json";
 constexpr std::string_view kDevices[] = {"con", "prn", "aux", "nul", "conin$", "conout$", "clock$"};
 constexpr std::string_view kNumberedDevices[] = {"com", "lpt"};
 
-bool is_forbidden(char32_t character) noexcept {
+/// The access queue of "a.json" takes every "a.json.id.1..." for a ticket, with any character in
+/// the place of the point, and removes old ones.
+bool is_marker(std::string_view name) noexcept {
+  constexpr std::string_view kTicket = "json.id.";
+  for (std::size_t found = name.find(kTicket); found != std::string_view::npos;
+       found = name.find(kTicket, found + 1)) {
+    const std::size_t behind = found + kTicket.size();
+    if (behind < name.size() && name[behind] >= '0' && name[behind] <= '9') return true;
+  }
+  return false;
+}
+
+}  // namespace
+
+bool is_forbidden_in_name(char32_t character) noexcept {
   const bool control = character < 0x20 || (character >= 0x7F && character < 0xA0);
   const bool surrogate = character >= 0xD800 && character < 0xE000;
   return control || surrogate || character == U'/' || character == U'\\' || character == U':';
 }
 
-/// Windows takes what stands before the first point, whatever follows it.
-bool is_device(std::string_view name) {
+bool is_device_name(std::string_view name) {
+  // What stands before the first point counts, whatever follows it.
   std::string stem(name.substr(0, name.find('.')));
   stem.erase(stem.find_last_not_of(' ') + 1);
   for (char& character : stem) {
@@ -38,27 +52,13 @@ bool is_device(std::string_view name) {
          std::ranges::find(kNumberedDevices, stem.substr(0, 3)) != std::end(kNumberedDevices);
 }
 
-/// The access queue of "a.json" takes every "a.json.id.1..." for a ticket, with any character in
-/// the place of the point, and removes old ones.
-bool is_marker(std::string_view name) noexcept {
-  constexpr std::string_view kTicket = "json.id.";
-  for (std::size_t found = name.find(kTicket); found != std::string_view::npos;
-       found = name.find(kTicket, found + 1)) {
-    const std::size_t behind = found + kTicket.size();
-    if (behind < name.size() && name[behind] >= '0' && name[behind] <= '9') return true;
-  }
-  return false;
-}
-
-}  // namespace
-
 bool is_safe_filename(std::string_view name) {
   if (name.size() <= kExtension.size() || !name.ends_with(kExtension)) return false;
   std::size_t length = 0;
   for (std::size_t position = 0; position < name.size(); ++length) {
-    if (is_forbidden(next_code_point(name, position))) return false;
+    if (is_forbidden_in_name(next_code_point(name, position))) return false;
   }
-  return length <= kMaximumLength && !is_device(name) && !is_marker(name);
+  return length <= kMaximumLength && !is_device_name(name) && !is_marker(name);
 }
 
 std::string timed_filename(const std::string& filename, double seconds) {

@@ -84,11 +84,11 @@ void write_in_place(const std::string& target, const std::string& content,
   remove_quietly(sibling);
 }
 
-/// A free name in the folder for unusable files, which is made when it is missing.
-std::string place_aside(const std::string& path) {
+/// A free name in a folder beside the file, which is made when it is missing.
+std::string place_beside(const std::string& path, const std::string& name_of_folder) {
   const runtime::Services& services = runtime::services();
   const auto [folder, name] = services.files->split(path);
-  const std::string aside = services.files->join(folder, kCorruptedFolder);
+  const std::string aside = services.files->join(folder, name_of_folder);
   if (!services.files->is_directory(aside)) services.files->make_directory(aside);
   for (double seconds = services.system->time();; ++seconds) {
     std::string place = services.files->join(aside, timed_filename(name, seconds));
@@ -134,11 +134,15 @@ bool is_no_json(const std::exception_ptr& error) {
 }
 
 void move_corrupted(const std::string& path) {
-  guarded([&] { runtime::services().files->replace(path, place_aside(path)); });
+  guarded([&] { runtime::services().files->replace(path, place_beside(path, kCorruptedFolder)); });
 }
 
-void copy_aside(const std::string& path) {
-  runtime::services().files->copy(path, place_aside(path));
+void copy_aside(const std::string& path) { (void)copy_beside(path, kCorruptedFolder); }
+
+std::string copy_beside(const std::string& path, const std::string& folder) {
+  std::string place = place_beside(path, folder);
+  runtime::services().files->copy(path, place);
+  return place;
 }
 
 }  // namespace kavel::foundation

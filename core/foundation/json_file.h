@@ -34,5 +34,9 @@ void write_content(const std::string& path, const std::string& content, const st
 void move_corrupted(const std::string& path);
 /// Copies the file there instead. Throws what the operating system raises.
 void copy_aside(const std::string& path);
+/// Copies the file into the folder of that name beside it, which is made when it is missing, under
+/// a name that carries the time; returns the path of the copy. Throws what the operating system
+/// raises.
+std::string copy_beside(const std::string& path, const std::string& folder);
 
 }  // namespace kavel::foundation

@@ -46,9 +46,12 @@ std::string Vocabulary::apply_anchors(std::string expression) const {
   return expression;
 }
 
-std::shared_ptr<const runtime::Expression> Vocabulary::compile(const std::string& text) {
+const CompiledExpression& Vocabulary::compile(const std::string& text) {
   if (const auto known = compiled_.find(text); known != compiled_.end()) return known->second;
-  auto made = runtime::services().regex->compile(text);
+  CompiledExpression made{runtime::services().regex->compile(text), nullptr};
+  if (const auto tree = runtime::services().regex->parse(text)) {
+    made.automaton = NameAutomaton::make(*tree, 0);
+  }
   return compiled_.emplace(text, std::move(made)).first->second;
 }
 
@@ -117,12 +120,22 @@ std::vector<std::pair<std::uint32_t, std::string>> Vocabulary::cut(Prepared& pre
 }
 
 bool NameExpression::match(const std::string& texts, std::string_view name) const {
-  return bound_ != nullptr ? bound_->match(texts, name) : plain_->match(name);
+  if (bound_ != nullptr) return bound_->match(texts, name);
+  if (plain_.automaton != nullptr) {
+    if (const auto matched = plain_.automaton->match(name)) return *matched;
+  }
+  return plain_.expression->match(name);
 }
 
 std::string NameExpression::remove(const std::string& texts, std::string_view name) const {
   if (bound_ != nullptr) return bound_->remove(texts, name);
-  return place_ == Place::start ? plain_->remove_start(name) : plain_->remove_first(name);
+  const bool at_start = place_ == Place::start;
+  if (plain_.automaton != nullptr) {
+    auto rest =
+        at_start ? plain_.automaton->remove_start(name) : plain_.automaton->remove_first(name);
+    if (rest) return *std::move(rest);
+  }
+  return at_start ? plain_.expression->remove_start(name) : plain_.expression->remove_first(name);
 }
 
 Anchor::Anchor()

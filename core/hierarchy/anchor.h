@@ -14,17 +14,24 @@
 #include <vector>
 
 #include "core/hierarchy/anchor_state.h"
+#include "core/hierarchy/automaton.h"
 #include "core/hierarchy/bound_expression.h"
 #include "core/runtime/regex.h"
 
 namespace kavel::hierarchy {
+
+/// A compiled expression, and its automaton if there is one.
+struct CompiledExpression {
+  std::shared_ptr<const runtime::Expression> expression;
+  std::shared_ptr<NameAutomaton> automaton;
+};
 
 /// A compiled expression, with or without references to captured texts.
 class NameExpression {
  public:
   /// Where a plain expression is looked for.
   enum class Place { start, anywhere };
-  explicit NameExpression(std::shared_ptr<const runtime::Expression> plain, Place place)
+  explicit NameExpression(CompiledExpression plain, Place place)
       : plain_(std::move(plain)), place_(place) {}
   explicit NameExpression(std::shared_ptr<const BoundExpression> bound)
       : bound_(std::move(bound)) {}
@@ -34,7 +41,7 @@ class NameExpression {
   [[nodiscard]] std::string remove(const std::string& texts, std::string_view name) const;
 
  private:
-  std::shared_ptr<const runtime::Expression> plain_;
+  CompiledExpression plain_;
   std::shared_ptr<const BoundExpression> bound_;
   Place place_ = Place::start;
 };
@@ -77,7 +84,7 @@ class Vocabulary {
   [[nodiscard]] std::string apply_anchors(std::string expression) const;
 
  private:
-  [[nodiscard]] std::shared_ptr<const runtime::Expression> compile(const std::string& text);
+  [[nodiscard]] const CompiledExpression& compile(const std::string& text);
   [[nodiscard]] NameExpression part(std::string_view text, const std::vector<std::string>& usages,
                                     NameExpression::Place place);
   [[nodiscard]] std::shared_ptr<const std::vector<Definition>> definitions(
@@ -85,7 +92,7 @@ class Vocabulary {
 
   std::shared_ptr<const AnchorState::Keys> keys_;
   std::unordered_map<std::string, std::shared_ptr<Prepared>> prepared_;
-  std::unordered_map<std::string, std::shared_ptr<const runtime::Expression>> compiled_;
+  std::unordered_map<std::string, CompiledExpression> compiled_;
 };
 
 class Anchor final : public runtime::Object {

@@ -79,6 +79,17 @@ bool stands_alone(std::string_view before, std::string_view after) noexcept {
   return !quantified && !inside;
 }
 
+/// What `bound_prefix` joined.
+std::vector<std::string_view> split_prefix(std::string_view prefix) {
+  std::vector<std::string_view> texts;
+  while (!prefix.empty()) {
+    const std::size_t end = prefix.find('\0');
+    texts.push_back(prefix.substr(0, end));
+    prefix.remove_prefix(end + 1);
+  }
+  return texts;
+}
+
 }  // namespace
 
 bool is_plain_text(std::string_view text) noexcept {
@@ -105,21 +116,34 @@ std::string refer_back(std::string expression, const std::vector<std::string>& u
   return expression;
 }
 
-BoundExpression::BoundExpression(const std::string& references, std::size_t count, Use use) {
-  std::string text;
+BoundExpression::BoundExpression(const std::string& references, std::size_t count, Use use)
+    : use_(use) {
+  std::string texts;
   for (std::size_t index = 0; index < count; ++index) {
-    text += "(?P<" + reference_name(index) + ">[^\\x00]*)\\x00";
+    texts += "(?P<" + reference_name(index) + ">[^\\x00]*)\\x00";
   }
-  if (use == Use::find) text += "(?s:.*?)";
-  text += "(?P<" + std::string(kHit) + ">" + references + ")";
-  expression_ = runtime::services().regex->compile(text);
+  const std::string hit = "(?P<" + std::string(kHit) + ">" + references + ")";
+  runtime::Regex& regex = *runtime::services().regex;
+  expression_ = regex.compile(texts + (use == Use::find ? "(?s:.*?)" : "") + hit);
+  if (const auto tree = regex.parse(texts + hit)) {
+    automaton_ = NameAutomaton::make(tree->children.back(), count);
+  }
 }
 
 bool BoundExpression::match(const std::string& texts, std::string_view subject) const {
+  if (automaton_ != nullptr) {
+    if (const auto matched = automaton_->match(subject, split_prefix(texts))) return *matched;
+  }
   return expression_->match(texts + std::string(subject));
 }
 
 std::string BoundExpression::remove(const std::string& texts, std::string_view subject) const {
+  if (automaton_ != nullptr) {
+    const auto captured = split_prefix(texts);
+    auto rest = use_ == Use::match ? automaton_->remove_start(subject, captured)
+                                   : automaton_->remove_first(subject, captured);
+    if (rest) return *std::move(rest);
+  }
   const std::string rest = expression_->remove_group(texts + std::string(subject), kHit);
   return rest.substr(texts.size());
 }

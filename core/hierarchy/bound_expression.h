@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/hierarchy/automaton.h"
 #include "core/runtime/regex.h"
 
 namespace kavel::hierarchy {
@@ -46,6 +47,8 @@ class BoundExpression {
 
  private:
   std::shared_ptr<const runtime::Expression> expression_;
+  std::shared_ptr<NameAutomaton> automaton_;
+  Use use_;
 };
 
 /// The captured texts in front of a subject.

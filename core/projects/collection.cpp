@@ -3,7 +3,7 @@
 #include <algorithm>
 
 #include "core/foundation/access_queue.h"
-#include "core/foundation/logger.h"
+#include "core/foundation/failure.h"
 #include "core/runtime/services.h"
 
 namespace kavel::projects {
@@ -12,6 +12,7 @@ namespace {
 using foundation::Json;
 using runtime::LockGuard;
 using runtime::Ref;
+using Outcome = FileChange::Outcome;
 
 void remove_in_turn(const std::string& path) {
   foundation::AccessQueue turn(path);
@@ -162,6 +163,128 @@ void Collection::erase_project(const std::string& filename) {
                             "\"" + filename + "\" is no name of a file");
     remove_in_turn(files.join(directory, filename));
   });
+}
+
+Ref<ProjectsRequest> Collection::create_http_request() {
+  const LockGuard guard(*editing_);
+  Json::Array projects;
+  ServerMemory::EditTimes carried;
+  const Table entries = table_;
+  for (const auto& [filename, document] : entries) {
+    Json data = document->file_data();
+    // A document of another version carries the name that it was read with.
+    data.set("filename", filename);
+    projects.push_back(std::move(data));
+    carried.emplace(filename, document->edit_timestamp);
+  }
+  memory_.note_request(std::move(carried));
+  return runtime::make<ProjectsRequest>(target_, std::move(projects));
+}
+
+bool Collection::accept_http_response(const ProjectsResponse& response) {
+  const std::shared_ptr<const ServerContent> server = response.content();
+  if (!server->accepted) return false;
+  const bool is_complete = take_arrivals(*server);
+  drop_departures(*server);
+  foundation::log_debug("Projects Synchronized");
+  return is_complete;
+}
+
+bool Collection::take_arrivals(const ServerContent& server) {
+  std::vector<FileChange> changes = arrivals(server);
+  {
+    const LockGuard guard(*editing_);
+    // The user may have saved while the documents were made.
+    std::erase_if(changes, [this](const FileChange& change) {
+      return !is_newer(change.filename, change.document->edit_timestamp);
+    });
+    for (FileChange& change : changes) {
+      change.known = memory_.listed(change.filename);
+      if (const Ref<Document> ours = find(change.filename)) change.before = ours->file_data();
+    }
+    write_files(changes);
+    for (FileChange& change : changes) settle(change);
+  }
+  log_changes(changes, "\"{}\" was replaced by the server's newer edit; ours is kept as {}");
+  for (const FileChange& change : changes) {
+    if (change.outcome == Outcome::done) foundation::guarded([&] { api_->announce_saved(); });
+  }
+  return std::ranges::none_of(changes, [](const FileChange& change) {
+    return change.outcome == Outcome::failed || change.outcome == Outcome::busy;
+  });
+}
+
+std::vector<FileChange> Collection::arrivals(const ServerContent& server) const {
+  // The newest of each, in case the server lists one twice.
+  std::map<std::string, const Json*> newest;
+  {
+    const LockGuard guard(*editing_);
+    for (const Json& project : server.projects) {
+      const double edited = Document::edit_time_of(project);
+      if (!is_newer(filename_of(project), edited)) continue;
+      const Json*& known = newest[filename_of(project)];
+      if (known == nullptr || edited > Document::edit_time_of(*known)) known = &project;
+    }
+  }
+  std::vector<FileChange> changes;
+  for (const auto& [filename, project] : newest) {
+    foundation::guarded([&] {
+      auto document = runtime::make<Document>(links_.link(), directory, filename, *project);
+      if (!is_approved(*document)) return;
+      changes.push_back({.document = std::move(document), .filename = filename});
+    });
+  }
+  return changes;
+}
+
+bool Collection::is_newer(const std::string& filename, double edit_time) const {
+  const auto found = table_.find(filename);
+  return found == table_.end() || edit_time > found->second->edit_timestamp;
+}
+
+void Collection::settle(FileChange& change) {
+  if (change.outcome != Outcome::done && change.outcome != Outcome::edited) return;
+  change.failure = foundation::failure_of([&] {
+    const Ref<Document> known = find(change.filename);
+    if (!known) {
+      change.document->adopt(change.content);
+      table_[change.filename] = change.document;
+    } else if (known->file_data() == change.before) {
+      known->adopt(change.content);
+    } else {
+      // Another thread waits with its edit until it may save: that one is the newest then.
+      change.outcome = Outcome::busy;
+    }
+  });
+  if (change.failure) change.outcome = Outcome::failed;
+}
+
+void Collection::drop_departures(const ServerContent& server) {
+  // The documents fall after the release: their end may run foreign code.
+  std::vector<FileChange> changes;
+  {
+    const LockGuard guard(*editing_);
+    for (const auto& [filename, document] : table_) {
+      const bool stays = server.filenames.contains(filename) ||
+                         memory_.is_unsent(filename, document->edit_timestamp);
+      if (!stays) changes.push_back({.document = document, .filename = filename});
+    }
+    for (FileChange& change : changes) change.before = change.document->file_data();
+    remove_files(changes);
+    for (FileChange& change : changes) {
+      if (change.outcome == Outcome::edited) {
+        settle(change);
+      } else {
+        table_.erase(change.filename);
+      }
+    }
+    ServerMemory::EditTimes listed;
+    for (const Json& project : server.projects) {
+      listed[filename_of(project)] = Document::edit_time_of(project);
+    }
+    memory_.note_answer(std::move(listed));
+  }
+  log_changes(changes, "\"{}\" is not on the server any more; its file is kept as {}");
 }
 
 }  // namespace kavel::projects

@@ -1,9 +1,12 @@
 // Every project of one host application found in the projects folder.
 //
 // Concurrency: the table is guarded by one lock of the interpreter, because the host's network
-// thread saves and erases projects while the user works. Loading, looking up and saving hold it;
-// so nothing that runs inside may walk the documents, which takes it for each one. Callbacks are
-// fired after its release.
+// thread saves and erases projects while the user works. Loading, looking up, saving and taking an
+// answer of the server over hold it; so nothing that runs inside may walk the documents, which
+// takes it for each one. Callbacks are fired after its release.
+//
+// The server is the arbiter between editors: the newer edit wins, and a project that it does not
+// have any more goes here too. What was edited here and gives way is kept (see file_changes.h).
 #pragma once
 
 #include <map>
@@ -12,9 +15,12 @@
 #include <string>
 #include <vector>
 
+#include "core/projects/collection_http.h"
 #include "core/projects/document.h"
+#include "core/projects/file_changes.h"
 #include "core/projects/header.h"
 #include "core/projects/ports.h"
+#include "core/projects/server_memory.h"
 #include "core/runtime/threads.h"
 
 namespace kavel::projects {
@@ -61,19 +67,40 @@ class Collection final : public runtime::Object, public CollectionPort {
   /// lock.
   void erase_project(const std::string& filename);
 
+  /// All documents for the server, deleted ones included. The collection remembers what the oldest
+  /// request without an answer carries.
+  [[nodiscard]] runtime::Ref<ProjectsRequest> create_http_request();
+  /// Takes over what the server has: its newer and unknown projects are written, and those that it
+  /// does not list are erased, unless they were saved since that request. A document that is known
+  /// takes the new content and stays the same object. False when the answer was not accepted or
+  /// some project of it could not be written, which is logged: another answer should follow.
+  bool accept_http_response(const ProjectsResponse& response);
+
   /// The projects folder.
   std::string directory;
 
  private:
+  using ServerContent = ProjectsResponse::Content;
+
   [[nodiscard]] std::vector<std::string> project_files() const;
   [[nodiscard]] runtime::Ref<Document> find(const std::string& filename) const;
   void insert(const runtime::Ref<Document>& document);
+  // The halves of a synchronisation, each of which takes the lock.
+  bool take_arrivals(const ServerContent& server);
+  void drop_departures(const ServerContent& server);
+  /// The approved documents that are newer than ours or unknown here.
+  [[nodiscard]] std::vector<FileChange> arrivals(const ServerContent& server) const;
+  // Within the lock.
+  [[nodiscard]] bool is_newer(const std::string& filename, double edit_time) const;
+  /// Brings the table in line with what stands in a file now.
+  void settle(FileChange& change);
 
   std::unique_ptr<ApiPort> api_;
   std::string target_;
   const LinkEnd<CollectionPort> links_{*this, *this};
   const std::unique_ptr<runtime::Lock> editing_;
   Table table_;
+  ServerMemory memory_;
 };
 
 }  // namespace kavel::projects

@@ -29,12 +29,6 @@ std::int64_t read_version(const Json& data) {
   return require_integer(*stored, "version", foundation::ErrorKind::assertion);
 }
 
-double read_edit_time(const Json& data) {
-  const Json* stored = data.find("edit_timestamp");
-  const double time = stored == nullptr ? 0.0 : stored->number().value_or(0.0);
-  return std::isfinite(time) ? time : 0.0;
-}
-
 /// The fields of a document beside its records.
 struct Fields {
   std::string name;
@@ -100,6 +94,12 @@ Ref<Document> Document::from_file(Uplink<CollectionPort> collection, const std::
   document->unread_ = !document->take_over(file);
   document->size_ = size;
   return document;
+}
+
+double Document::edit_time_of(const Json& file_data) {
+  const Json* stored = file_data.find("edit_timestamp");
+  const double time = stored == nullptr ? 0.0 : stored->number().value_or(0.0);
+  return std::isfinite(time) ? time : 0.0;
 }
 
 double Document::size_on_disk(const std::string& path) {
@@ -170,7 +170,7 @@ void Document::apply(const Json& file_data) {
   description_ = std::move(fields.description);
   target_ = std::move(fields.target);
   deleted_ = fields.deleted;
-  edit_timestamp = read_edit_time(file_data);
+  edit_timestamp = edit_time_of(file_data);
   version = read;
   if (foundation::is_safe_filename(filename)) filename_ = filename;
   history_->assign(std::move(content));
@@ -218,7 +218,10 @@ void Document::save() {
 }
 
 void Document::mark_edited() {
-  edit_timestamp = std::max(runtime::services().system->time(), edit_timestamp + kEditStep);
+  // Of a time so far ahead that the step is lost in rounding, the next number.
+  const double later =
+      std::max(edit_timestamp + kEditStep, std::nextafter(edit_timestamp, HUGE_VAL));
+  edit_timestamp = std::max(runtime::services().system->time(), later);
 }
 
 bool Document::write() {
@@ -251,6 +254,14 @@ bool Document::take_over(const foundation::Document& file) {
       foundation::guarded([&] { at_place(file_path(), [&] { apply(file.content); }); });
   filename_ = on_disk;
   return applied;
+}
+
+void Document::adopt(const Json& file_data) {
+  const std::string on_disk = filename_;
+  apply(file_data);
+  filename_ = on_disk;
+  unread_ = false;
+  size_ = size_on_disk(file_path());
 }
 
 bool Document::is_outdated() const {

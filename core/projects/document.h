@@ -36,6 +36,8 @@ class Document final : public runtime::Object, public DocumentPort {
                                                         const foundation::Document& file,
                                                         double size);
 
+  /// "edit_timestamp" of the data of a document; 0 for what is no finite number.
+  [[nodiscard]] static double edit_time_of(const foundation::Json& file_data);
   /// Size in bytes, 0 when there is no such file.
   [[nodiscard]] static double size_on_disk(const std::string& path);
 
@@ -88,6 +90,8 @@ class Document final : public runtime::Object, public DocumentPort {
   bool write();
   /// Reads the file again if it exists; a failure is logged and changes nothing.
   void reload();
+  /// Takes over what somebody else wrote to the file, as `apply` does.
+  void adopt(const foundation::Json& file_data);
   /// Whether the file has grown since it was read or written here.
   [[nodiscard]] bool is_outdated() const;
   /// Size in bytes of the file when it was read or written here, 0 when there was none.

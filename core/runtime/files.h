@@ -34,6 +34,8 @@ class Files {
   [[nodiscard]] virtual std::string read_text(const std::string& path) = 0;
   /// Creates or truncates; the data is written and closed before it returns.
   virtual void write(const std::string& path, std::string_view bytes) = 0;
+  /// Makes an empty file; false when there is anything of that name already, a link included.
+  [[nodiscard]] virtual bool create(const std::string& path) = 0;
   /// Creates or truncates an empty file, never through a symbolic link.
   virtual void touch(const std::string& path) = 0;
   /// Creates one level; a folder that exists afterwards is a success, whoever made it.

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "core/runtime/regex_tree.h"
 
 namespace kavel::runtime {
 
@@ -13,6 +16,8 @@ class Expression {
   virtual ~Expression() = default;
   /// Whether it matches from the start of `text` (a match need not reach the end).
   [[nodiscard]] virtual bool match(std::string_view text) const = 0;
+  /// The first match anywhere; nothing when there is none.
+  [[nodiscard]] virtual std::optional<std::string> find(std::string_view text) const = 0;
   /// `text` without what matches at its start; unchanged when nothing does.
   [[nodiscard]] virtual std::string remove_start(std::string_view text) const = 0;
   /// `text` without the first match anywhere; unchanged when there is none.
@@ -27,6 +32,11 @@ class Regex {
   virtual ~Regex() = default;
   /// Throws the interpreter's own error when `text` does not compile.
   [[nodiscard]] virtual std::shared_ptr<const Expression> compile(const std::string& text) = 0;
+  /// An expression that compiles, as the interpreter reads it; nothing when it has other than plain
+  /// nodes or flags of its own, or when this interpreter does not show how it reads expressions.
+  [[nodiscard]] virtual std::optional<RegexNode> parse(const std::string& text) = 0;
+  /// The expression that matches `text` as it stands.
+  [[nodiscard]] virtual std::string escape(const std::string& text) = 0;
 };
 
 }  // namespace kavel::runtime

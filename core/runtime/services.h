@@ -6,6 +6,7 @@
 
 #include "core/runtime/faults.h"
 #include "core/runtime/files.h"
+#include "core/runtime/https.h"
 #include "core/runtime/json_text.h"
 #include "core/runtime/log.h"
 #include "core/runtime/modules.h"
@@ -28,6 +29,7 @@ struct Services {
   Unicode* unicode = nullptr;
   PlainData* data = nullptr;
   Modules* modules = nullptr;
+  Https* https = nullptr;
 };
 
 [[nodiscard]] Services& services() noexcept;

@@ -9,6 +9,7 @@
 #include <string_view>
 #include <vector>
 
+#include "core/foundation/json.h"
 #include "core/runtime/object.h"
 
 namespace kavel::scene {
@@ -47,6 +48,20 @@ class Inquiry {
   virtual Facts& ask(const runtime::Value& path) = 0;
 };
 
+/// A file that the operator is to write.
+struct ExportOrder {
+  /// Paths of the objects that go into it with their descendants.
+  std::vector<std::string> roots;
+  std::string file_path;
+  /// The format's attribute name.
+  std::string type;
+  /// {attribute name: value} of all the format's options.
+  foundation::Json arguments;
+  bool automatic_uv = false;
+  bool triangulate = false;
+  bool reset_xforms = false;
+};
+
 class OperatorPort {
  public:
   virtual ~OperatorPort() = default;
@@ -71,6 +86,8 @@ class OperatorPort {
   /// Runs `body` inside the operator's scope that keeps the selection. An error of the body leaves
   /// it unless the scope takes it.
   virtual void keep_selection(const std::function<void()>& body) = 0;
+  /// Whether it answers nothing or anything true, as hosts that need no answer give none.
+  [[nodiscard]] virtual bool export_roots(const ExportOrder& order) = 0;
   /// Nothing while the scene has no file.
   [[nodiscard]] virtual std::optional<std::string> get_current_file() = 0;
 

@@ -1,4 +1,4 @@
-// An export format that a host hands in: any object with the attributes of an options tree.
+// An export format that a host hands in: an options tree, whose operations the host may override.
 #pragma once
 
 #include "core/export/options.h"
@@ -6,8 +6,8 @@
 
 namespace kavel::host {
 
-/// The formats of a sequence; a class is instantiated without arguments, none gives no formats.
-/// Throws an assertion failure for an element that is no format.
+/// The formats of a sequence of `Parameters.Options`; a class derived from it is instantiated
+/// without arguments, none gives no formats. Throws an assertion failure for any other element.
 [[nodiscard]] exporting::Options::Formats formats(const py::object& options);
 
 }  // namespace kavel::host

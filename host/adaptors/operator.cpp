@@ -3,6 +3,7 @@
 #include "core/foundation/errors.h"
 #include "core/scene/joint.h"
 #include "host/adaptors/inquiry.h"
+#include "host/runtime/ending.h"
 
 namespace kavel::host {
 namespace {
@@ -50,6 +51,18 @@ class HostOperator final : public scene::OperatorPort {
       refuse_result(name, manager, "a context manager");
     }
     with(manager, body);
+  }
+  bool export_roots(const scene::ExportOrder& order) override {
+    py::list roots;
+    for (const std::string& root : order.roots) roots.append(to_text(root));
+    py::dict flags;
+    flags["automatic_uv"] = order.automatic_uv;
+    flags["triangulate"] = order.triangulate;
+    flags["reset_xforms"] = order.reset_xforms;
+    const py::tuple arguments = py::make_tuple(roots, to_text(order.file_path), to_text(order.type),
+                                               from_json(order.arguments));
+    const py::object answer = call_and_wait(host().attr("export"), arguments, flags);
+    return answer.is_none() || truth_of(answer);
   }
   std::optional<std::string> get_current_file() override { return text("get_current_file", {}); }
 

@@ -44,6 +44,7 @@ template <class T>
 void bind_input_base(py::handle scope);
 void bind_scalar_inputs(py::handle scope);
 void bind_combo_box(py::handle scope);
+void bind_list_elements(py::handle scope);
 void bind_list_inputs(py::handle scope);
 void bind_options(py::handle scope);
 void bind_block(py::handle scope);

@@ -12,18 +12,21 @@ using exporting::Options;
 using exporting::Queue;
 using exporting::Task;
 
+py::list format_list(const Options& options) {
+  py::list formats;
+  for (const Value& format : options.formats()) formats.append(from_value(format));
+  return formats;
+}
+
 void bind_options(const py::object& scope) {
   auto options = define<Options>(scope, "Options", "The export formats, one of them selected.");
   define_init(
       options, [](const py::object& given) { return new Options(formats(given)); },
       py::arg("options") = py::none(),
-      "options: the formats, a sequence of option trees or of classes of such, or none.\n"
+      "options: the formats, a sequence of `Parameters.Options` or of classes derived from it, or "
+      "none.\n"
       "Errors: AssertionError for anything else in it.");
-  options.def("__iter__", [](const Options& self) {
-    py::list formats;
-    for (const Value& format : self.formats()) formats.append(from_value(format));
-    return py::iter(formats);
-  });
+  options.def("__iter__", [](const Options& self) { return py::iter(format_list(self)); });
   options.def(
       "select",
       [](Options& self, const py::object& key) {
@@ -32,8 +35,11 @@ void bind_options(const py::object& scope) {
       py::arg("key"),
       "Selects the format that is `key`, or has it as attribute name or label, else the first.");
   options.def("_select_any", &Options::select_any, "Selects the first format.");
-  options.def_property_readonly("selected", &Options::selected,
-                                "The selected format; none when there are no formats.");
+  for (const char* name : {"selected", "_selected"}) {
+    options.def_property_readonly(name, &Options::selected,
+                                  "The selected format; none when there are no formats.");
+  }
+  options.def_property_readonly("_options", &format_list, "The formats, a fresh list.");
   options.def_property_readonly("data", &Options::data,
                                 "{\"formats\": {attribute name: values}, \"selected\": name}.");
   options.def("load", &Options::load, py::arg("data"),
@@ -53,6 +59,7 @@ void bind_task(const py::object& scope) {
   task.def("is_empty", &Task::is_empty, "Whether there are no roots.");
   task.def("confirm", &Task::confirm, "Marks the file as written.");
   task.def("is_confirmed", &Task::is_confirmed, "Whether the file was written.");
+  task.def_property_readonly("_confirmed", &Task::is_confirmed, "As `is_confirmed`.");
 }
 
 void bind_queue(const py::object& scope) {

@@ -8,6 +8,7 @@ namespace kavel::host {
 void bind_anchor(py::handle hierarchy);
 void bind_anchor_state(py::handle anchor);
 void bind_pattern(py::handle hierarchy);
+void bind_checklists(py::handle pattern);
 void bind_sorter(py::handle pattern);
 void bind_search(py::handle hierarchy);
 void bind_matcher(py::module_& module);

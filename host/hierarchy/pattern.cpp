@@ -85,25 +85,6 @@ void bind_scope(py::handle pattern) {
       "The child items in search order, a live list.");
 }
 
-void bind_checks(py::class_<Pattern>& pattern) {
-  // What no rule took has no stamp.
-  const auto checklist = [](const Pattern& self, const std::optional<std::string>& stamp) {
-    const Ref<PatternRule> rule = stamp ? self.find(*stamp) : nullptr;
-    return rule ? from_value(rule->checklist()) : py::object(py::none());
-  };
-  pattern.def("get_checklist", checklist, py::arg("stamp"),
-              "The check list of the rule with that stamp, or none.");
-  pattern.def(
-      "is_verifiable",
-      [checklist](const Pattern& self, const std::optional<std::string>& stamp) {
-        const py::object list = checklist(self, stamp);
-        if (list.is_none() || list.attr("is_empty")().cast<bool>()) return false;
-        const py::object config = list.attr("config");
-        return !config.is_none() && !config.attr("is_empty")().cast<bool>();
-      },
-      py::arg("stamp"), "Whether objects of that rule have anything to check.");
-}
-
 }  // namespace
 
 void bind_pattern(py::handle hierarchy) {
@@ -127,7 +108,7 @@ void bind_pattern(py::handle hierarchy) {
   pattern.def(
       "has_ghost", [](const Pattern& self) { return static_cast<bool>(self.get_ghost()); },
       "Whether there is a ghost item.");
-  bind_checks(pattern);
+  bind_checklists(pattern);
   pattern.def_property_readonly("check_classes", &Pattern::check_classes,
                                 "The check class registry.");
   pattern.def_property_readonly("_hierarchy", &Pattern::hierarchy, "The top-level items.");

@@ -26,6 +26,8 @@ void bind_sorter(py::handle pattern) {
       pattern, "_Sorter", "Orders siblings so that anchor definitions come before their uses.");
   auto order = py::class_<SortOrder>(sorter, "Order", "One unit for each sibling, in list order.");
   auto unit = py::class_<SortUnit>(order, "Unit", "The anchors of one sibling.");
+  refuse_unmade(order);
+  refuse_unmade(unit);
   unit.def(py::init([](std::size_t index, std::vector<std::string> definition,
                        std::vector<std::string> usage) {
              return SortUnit{index, std::move(definition), std::move(usage)};

@@ -79,16 +79,21 @@ void bind_changes(py::class_<Collection>& collection) {
                  "Reads one project file; it is stored only if it is approved.");
   collection.def("_erase_project", &Collection::erase_project, py::arg("filename"),
                  "Removes a stored project and its file; trouble with the file is logged.");
-  collection.def(
-      "create_http_request",
-      [](const Collection&) { throw foundation::not_implemented("Synchronising projects"); },
-      "Errors: not implemented in this version.");
+}
+
+void bind_exchange(py::class_<Collection>& collection) {
+  collection.def("create_http_request", &Collection::create_http_request,
+                 "All projects for the server, deleted ones included, an `HttpRequest`.");
   collection.def(
       "accept_http_response",
-      [](const Collection&, const py::object&) {
-        throw foundation::not_implemented("Synchronising projects");
+      [](Collection& self, const py::object& response) {
+        return self.accept_http_response(*projects_response(response));
       },
-      py::arg("response"), "Errors: not implemented in this version.");
+      py::arg("response"),
+      "Takes over an `HttpResponse` or the host's own response: newer and unknown projects are "
+      "written, those that are not listed are erased unless the server cannot know of them yet. "
+      "Edits that give way are kept in the folder \".replaced\". False when it was not accepted "
+      "or a project could not be written, which is logged.");
 }
 
 }  // namespace
@@ -103,8 +108,10 @@ void bind_collection(py::handle project) {
       },
       py::arg("api"), py::arg("target"),
       "Loads the projects of `target` from the folder of `env`.");
+  bind_collection_http(collection);
   bind_queries(collection);
   bind_changes(collection);
+  bind_exchange(collection);
 }
 
 void bind_header(py::handle project) {

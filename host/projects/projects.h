@@ -12,6 +12,7 @@
 namespace kavel::projects {
 class Component;
 class Document;
+class ProjectsResponse;
 }  // namespace kavel::projects
 
 namespace kavel::host {
@@ -29,8 +30,12 @@ void bind_history(py::handle record);
 void bind_edit_toggle(py::handle history);
 void bind_document(py::class_<projects::Document>& settings);
 void bind_collection(py::handle project);
+void bind_collection_http(py::handle collection);
 void bind_header(py::handle project);
 void bind_component(py::class_<projects::Component>& project);
+
+/// The response of a host, read unless it is a `Collection.HttpResponse` already.
+[[nodiscard]] Ref<projects::ProjectsResponse> projects_response(const py::object& response);
 
 /// The text `argument`; an assertion failure that names `field` for anything else.
 [[nodiscard]] inline std::string assert_text(py::handle argument, const char* field) {

@@ -71,12 +71,18 @@ class InterpreterFiles final : public runtime::Files {
     }
   }
 
+  bool create(const std::string& path) override {
+    try {
+      make_empty(path, os().attr("O_EXCL"));
+    } catch (const py::error_already_set& error) {
+      if (!error.matches(PyExc_FileExistsError)) throw;
+      return false;
+    }
+    return true;
+  }
+
   void touch(const std::string& path) override {
-    const auto module = os();
-    const py::object flags = module.attr("O_CREAT") | module.attr("O_WRONLY") |
-                             module.attr("O_TRUNC") |
-                             py::getattr(module, "O_NOFOLLOW", py::int_(0));
-    module.attr("close")(module.attr("open")(to_text(path), flags, 0666));
+    make_empty(path, py::getattr(os(), "O_NOFOLLOW", py::int_(0)) | os().attr("O_TRUNC"));
   }
 
   void make_directory(const std::string& path) override {
@@ -122,6 +128,11 @@ class InterpreterFiles final : public runtime::Files {
   }
   static py::object open(const std::string& path, const char* mode) {
     return py::module_::import("builtins").attr("open")(to_text(path), mode);
+  }
+  static void make_empty(const std::string& path, const py::object& flags) {
+    const auto module = os();
+    const py::object all = module.attr("O_CREAT") | module.attr("O_WRONLY") | flags;
+    module.attr("close")(module.attr("open")(to_text(path), all, 0666));
   }
   static void close_quietly(const py::object& file) {
     try {

@@ -2,6 +2,7 @@
 
 #include "core/foundation/errors.h"
 #include "host/py.h"
+#include "host/runtime/json_dump.h"
 #include "host/runtime/runtime.h"
 
 namespace kavel::host {
@@ -12,6 +13,28 @@ py::object plain_text(py::handle value) {
   const bool unified = is_text(value) && !PyUnicode_CheckExact(value.ptr()) &&
                        py::isinstance(value, py::module_::import("core").attr("_Str"));
   return unified ? py::object(value.attr("decoded")) : py::object();
+}
+
+/// `visit(item)` for each value of a map or list; runs nothing of the interpreter itself.
+template <class Visit>
+void each_value(PyObject* container, Visit visit) {
+  if (PyDict_Check(container) != 0) {
+    PyObject* value = nullptr;
+    for (Py_ssize_t at = 0; PyDict_Next(container, &at, nullptr, &value) != 0;) visit(value);
+    return;
+  }
+  for (Py_ssize_t at = 0; at < PyList_GET_SIZE(container); ++at) {
+    visit(PyList_GET_ITEM(container, at));
+  }
+}
+
+/// Whether it may hold unified texts, which are of a class derived from texts.
+bool has_derived_texts(PyObject* container) {
+  bool found = false;
+  each_value(container, [&found](PyObject* value) {
+    found |= PyUnicode_Check(value) != 0 && PyUnicode_CheckExact(value) == 0;
+  });
+  return found;
 }
 
 /// The maps and lists still to be walked; each once, so that data that holds itself ends too.
@@ -35,6 +58,9 @@ class Containers {
 };
 
 void clean_items(const py::object& container, Containers& containers) {
+  if (!has_derived_texts(container.ptr())) {
+    return each_value(container.ptr(), [&containers](PyObject* value) { containers.add(value); });
+  }
   const bool map = PyDict_Check(container.ptr()) != 0;
   // A copy of the places: replacing a value must not disturb the walk.
   const auto places =
@@ -76,6 +102,7 @@ class InterpreterJson final : public runtime::JsonText {
   }
 
   std::string dump_file(const Value& value) override {
+    if (auto content = dump_indented(from_value(value))) return *std::move(content);
     const py::object text = py::module_::import("json").attr("dumps")(
         from_value(value), py::arg("indent") = 2, py::arg("ensure_ascii") = false);
     return py::bytes(text.attr("encode")("utf-8", "backslashreplace"));

@@ -1,5 +1,6 @@
 #include "host/py.h"
 #include "host/runtime/ending.h"
+#include "host/runtime/regex_tree.h"
 #include "host/runtime/runtime.h"
 
 namespace kavel::host {
@@ -12,6 +13,12 @@ class CompiledExpression final : public runtime::Expression {
 
   [[nodiscard]] bool match(std::string_view text) const override {
     return !ask(match_, to_text(text)).is_none();
+  }
+
+  [[nodiscard]] std::optional<std::string> find(std::string_view text) const override {
+    const py::object found = ask(search_, to_text(text));
+    if (found.is_none()) return std::nullopt;
+    return from_text(found.attr("group")());
   }
 
   [[nodiscard]] std::string remove_start(std::string_view text) const override {
@@ -52,6 +59,12 @@ class InterpreterRegex final : public runtime::Regex {
   std::shared_ptr<const runtime::Expression> compile(const std::string& text) override {
     return std::make_shared<CompiledExpression>(
         py::module_::import("re").attr("compile")(to_text(text)));
+  }
+  std::optional<runtime::RegexNode> parse(const std::string& text) override {
+    return read_regex(text);
+  }
+  std::string escape(const std::string& text) override {
+    return from_text(py::module_::import("re").attr("escape")(to_text(text)));
   }
 };
 

@@ -44,6 +44,7 @@ void install_runtime() {
       .unicode = unicode_port(),
       .data = data_port(),
       .modules = modules_port(),
+      .https = https_port(),
   };
 }
 

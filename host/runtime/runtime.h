@@ -20,5 +20,6 @@ void install_runtime();
 [[nodiscard]] runtime::Unicode* unicode_port();
 [[nodiscard]] runtime::PlainData* data_port();
 [[nodiscard]] runtime::Modules* modules_port();
+[[nodiscard]] runtime::Https* https_port();
 
 }  // namespace kavel::host

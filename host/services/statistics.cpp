@@ -6,6 +6,7 @@
 #include "host/adaptors/statistics.h"
 #include "host/bindings.h"
 #include "host/classes.h"
+#include "host/http_body.h"
 #include "host/services/services.h"
 
 namespace kavel::host {
@@ -15,10 +16,9 @@ using services::Statistics;
 using services::StatisticsRequest;
 using services::StatisticsResponse;
 
-void bind_request(py::class_<Statistics>& store, const py::dict& headers) {
+void bind_request(py::class_<Statistics>& store) {
   auto request = define<StatisticsRequest>(store, "HttpRequest",
                                            "The body of a request: user and records as JSON.");
-  request.attr("headers") = headers;
   define_init(
       request,
       [](const py::object& contents, std::optional<std::string> username) {
@@ -31,10 +31,7 @@ void bind_request(py::class_<Statistics>& store, const py::dict& headers) {
   request.def_readonly("username", &StatisticsRequest::username, "The user's name.");
   request.def_property_readonly("contents", &StatisticsRequest::contents,
                                 "The records, a fresh map.");
-  request.def("__str__", &StatisticsRequest::text, "The body's text.");
-  request.def(
-      "__bytes__", [](const StatisticsRequest& self) { return py::bytes(self.text()); },
-      "The body, UTF-8.");
+  bind_json_body(request);
 }
 
 void bind_response(py::class_<Statistics>& store) {
@@ -85,9 +82,7 @@ void bind_statistics(py::module_& module) {
   auto store = define<Statistics>(module, "_Statistics", "The local store of usage records.");
   store.attr("version") = services::kStatisticsVersion;
   bind_statistics_records(namespace_class(store, "Type", "The types of usage records."));
-  py::dict headers;
-  headers["Content-type"] = "application/json";
-  bind_request(store, headers);
+  bind_request(store);
   bind_response(store);
   define_init(
       store,

@@ -6,12 +6,24 @@ from typing import Any
 
 import core
 from kavel.checking import ObjectCheck, Values, listing
-from kavel.checking.levels import chains, level_input, levels, shown_children, triangle_count
+from kavel.checking.levels import (
+    chains,
+    level_input,
+    levels,
+    shown_children,
+    top_step,
+    triangle_count,
+)
 from kavel.view import Scene
 
 _Type = core.Constants.Scene.Type
+# What has no parent may be a level itself, beside the others at the top of the scene.
 _GROUPS = core.Mask.Item(
-    _Type.LodGroup, _Type.Transform, name="LOD Group or Group", attr="LodGroupTransform"
+    _Type.LodGroup,
+    _Type.Transform,
+    _Type.Mesh,
+    name="LOD Group, Group or Mesh",
+    attr="LodGroupTransformMesh",
 )
 
 
@@ -21,7 +33,7 @@ class LodTriangles(ObjectCheck):
     long_name = "Level of Detail with Too Many Triangles"
     description = (
         "Finds levels of detail that save too little: each level may have at most a given share of "
-        "the triangles of the level before it."
+        "the triangles of the level before it, in its group or beside it at the top of the scene."
     )
     category = core.Constants.Check.Category.Lod
     sort_index = 10
@@ -52,7 +64,8 @@ class LodTriangles(ObjectCheck):
         # An asset may be of several objects, and a group may hold several assets.
         whole = levels(scene, path, values.level)
         single = chains(scene, path, values.level).values()
-        for steps in (whole, *(chain for chain in single if chain != whole and len(chain) > 1)):
+        several = (chain for chain in single if chain != whole and len(chain) > 1)
+        for steps in (whole, *several, top_step(scene, path, values.level)):
             before = None
             for number, paths in steps.items():
                 count = sum(triangle_count(scene, item) for item in paths)
@@ -72,7 +85,8 @@ class LodNumbering(ObjectCheck):
     long_name = "Gap in the Levels of Detail"
     description = (
         "Finds groups in which a level of detail is missing: the numbers in the names do not begin "
-        "at the first, or leave one out, be it of a single asset in the group."
+        "at the first, or leave one out, be it of a single asset in the group. At the top of the "
+        "scene, the level after the gap is found."
     )
     category = core.Constants.Check.Category.Lod
     sort_index = 20
@@ -95,15 +109,27 @@ class LodNumbering(ObjectCheck):
         )
 
     def find(self, scene: Scene, path: str, values: Values) -> None:
-        numbers = list(levels(scene, path, values.level))
+        first, level = values.first, values.level
+        step = list(top_step(scene, path, level))
+        if step:
+            self._require_all(step[-1:], first if len(step) == 1 else step[0] + 1, first)
+        numbers = list(levels(scene, path, level))
         if not numbers or not any(
-            values.level.search(scene.name(child)) for child in scene.children(path)
+            level.search(scene.name(child)) for child in scene.children(path)
         ):
             return
-        first = values.first
+        self._require_all(numbers, first, first)
+        for stem, chain in chains(scene, path, level).items():
+            inner = range(min(chain), min(max(chain), min(chain) + 100))
+            gaps = [number for number in inner if number not in chain]
+            if gaps:
+                self.report(f'Of "{stem}", there is no level {listing(gaps)}', items=gaps)
+
+    def _require_all(self, numbers: list[int], begin: int, first: int) -> None:
+        """Report what is missing of the levels from `begin` on, and levels before the `first`."""
         # A number like 20240101 must not make a list of millions.
         last = min(numbers[-1], first + 100)
-        missing = [number for number in range(first, last) if number not in numbers]
+        missing = [number for number in range(begin, last) if number not in numbers]
         early = [number for number in numbers if number < first]
         if missing:
             word = "Level" if len(missing) == 1 else "Levels"
@@ -111,11 +137,6 @@ class LodNumbering(ObjectCheck):
             self.report(f"{word} {listing(missing)} {verb} missing", items=missing)
         if early:
             self.report(f"Level {listing(early)} comes before the first, {first}", items=early)
-        for stem, chain in chains(scene, path, values.level).items():
-            inner = range(min(chain), min(max(chain), min(chain) + 100))
-            gaps = [number for number in inner if number not in chain]
-            if gaps:
-                self.report(f'Of "{stem}", there is no level {listing(gaps)}', items=gaps)
 
 
 class LodNames(ObjectCheck):
@@ -124,7 +145,7 @@ class LodNames(ObjectCheck):
     long_name = "Badly Named Level of Detail"
     description = (
         "Finds what is shown in a group with levels of detail and not named like a level, so that "
-        "engines do not take it for one."
+        "engines do not take it for one; and badly named levels at the top of the scene."
     )
     category = core.Constants.Check.Category.Lod
     sort_index = 30
@@ -151,12 +172,13 @@ class LodNames(ObjectCheck):
         )
 
     def find(self, scene: Scene, path: str, values: Values) -> None:
-        if not levels(scene, path, values.level):
-            return
-        names = {child: scene.name(child) for child in shown_children(scene, path)}
+        asked = [path] if top_step(scene, path, values.level) else []
+        if levels(scene, path, values.level):
+            asked += shown_children(scene, path)
+        names = {item: scene.name(item) for item in asked}
         found = [
-            child
-            for child, name in names.items()
+            item
+            for item, name in names.items()
             if not values.name.fullmatch(name) and not values.other.fullmatch(name)
         ]
         if found:

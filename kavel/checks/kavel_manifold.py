@@ -16,6 +16,7 @@ from kavel.checking.geometry.manifold import (
     crowded_edges,
     misplaced_winding,
 )
+from kavel.checking.geometry.orientation import inside_out_faces
 from kavel.view import Mesh
 
 
@@ -101,6 +102,29 @@ class Winding(MeshCheck):
     def fix(self, mesh: Mesh, values: Values) -> Mesh | None:
         turn, _ = misplaced_winding(mesh)
         return turned_over(mesh, turn) if len(turn) else None
+
+
+class InsideOut(MeshCheck):
+    class_id = "kavel.nonmanifold.inside_out"
+    short_name = "Inside Out"
+    long_name = "Closed Parts Turned Inside Out"
+    description = (
+        "Finds closed parts whose faces all point inward, so that they show their back. The fix "
+        "turns them over. The walls of a cavity within another part may point inward. Parts with a "
+        "border, with crowded edges or with faces wound against each other are not judged, nor are "
+        "those too flat to have an inside."
+    )
+    category = core.Constants.Check.Category.MeshNonManifold
+    sort_index = 35
+
+    def find(self, mesh: Mesh, values: Values) -> None:
+        found = inside_out_faces(mesh)
+        if len(found):
+            self.report("pointing inward", faces=found, fixable=True)
+
+    def fix(self, mesh: Mesh, values: Values) -> Mesh | None:
+        found = inside_out_faces(mesh)
+        return turned_over(mesh, found) if len(found) else None
 
 
 class BowtiePoints(MeshCheck):

@@ -15,3 +15,11 @@ def _finished_log() -> Iterator[None]:
     yield
     for thread in list(core._log_threads):
         thread.join()
+
+
+@pytest.fixture
+def pauses(monkeypatch: pytest.MonkeyPatch) -> list[float]:
+    """Nothing waits; what would have been waited for is noted."""
+    waited: list[float] = []
+    monkeypatch.setattr("time.sleep", waited.append)
+    return waited

@@ -180,6 +180,8 @@ def leave(self: Any) -> Any:
     raise SystemExit
 
 
+# The thread that logs finds no clock.
+@pytest.mark.filterwarnings("ignore::pytest.PytestUnhandledThreadExceptionWarning")
 def test_a_check_cannot_leave_through_a_side_door(monkeypatch: Any) -> None:
     assert run(make_class(raising(Leaves()))).status == Status.Error
     doors = {"could_be_fixed": property(leave, lambda self, value: None)}

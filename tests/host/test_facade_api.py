@@ -2,7 +2,9 @@
 
 from __future__ import annotations
 
+import contextlib
 import gc
+import json
 import types
 import weakref
 from collections.abc import Iterator
@@ -109,25 +111,11 @@ def test_an_unusable_environment_is_replaced(
     assert type(core.Api(Host(), unusable).env) is core._LocalEnv
 
 
-class Format:
-    """An export format of a host."""
-
-    attr = "fbx"
-    label = "FBX"
-    data: dict[str, Any] = {}
-
-    def load(self, data: Any) -> None:
-        pass
-
-    def clone(self) -> Format:
-        return Format()
-
-
 def test_exporters_and_checks_are_passed_on(environment: Environment, tmp_path: Path) -> None:
     module(tmp_path / "checks", "one", check("One"))
     checks = types.ModuleType("checks")
     checks.__file__ = str(tmp_path / "checks" / "__init__.py")
-    given = Format()
+    given = core.Parameters.Options("fbx", "FBX")
     api = core.Api(Host(), environment, export_options=[given], checks=checks)
     assert list(api.export.options) == [given]
     assert api.export.options.selected is given
@@ -144,20 +132,23 @@ def test_exporters_and_checks_are_passed_on(environment: Environment, tmp_path: 
         core.Api(Host(), environment, export_options=["fbx"])
 
 
-def test_what_this_version_does_not_do_says_so(environment: Environment, tmp_path: Path) -> None:
-    api = core.Api(Host(), environment)
-    for action in (
-        api.export.start,
-        lambda: api.export.project(str(tmp_path)),
-        api.http.projects_request,
-        lambda: api.http.statistics_response(None),
-    ):
-        with pytest.raises(NotImplementedError, match="not implemented in this version"):
-            action()
-    fired: list[int] = []
-    api.callbacks.http_no_response.register(lambda: fired.append(1))
-    api.http.http_no_response()
-    assert fired == [1]
+def test_an_export_goes_through_the_whole(environment: Environment, tmp_path: Path) -> None:
+    class Exporting(Host):
+        selection_manager = contextlib.nullcontext
+
+        def export(self, roots: Any, file_path: str, *rest: Any, **flags: Any) -> None:
+            Path(file_path).write_text(roots[0], encoding="utf-8")
+
+    host = Exporting({"Hero": {}})
+    api = core.Api(host, environment, export_options=[core.Parameters.Options("fbx")])
+    host.selection = ["/Hero"]
+    api.settings.check.mode = core.Constants.Check.Mode.Selection
+    # The empty project's folder is the user's home.
+    api.settings.export.mode = core.Constants.Export.Mode.Project
+    api.export.start()
+    assert (tmp_path / "_Hero.fbx").read_text(encoding="utf-8") == "/Hero"
+    stored = json.loads((tmp_path / "statistics.json").read_text(encoding="utf-8"))
+    assert [(record["format"], record["count"]) for record in stored["exported"]] == [("fbx", 1)]
 
 
 def test_shutdown_empties_the_lists_after_the_host(environment: Environment) -> None:

@@ -19,6 +19,7 @@ sys.path.insert(0, str(Path(__file__).parents[2] / "benchmarks"))
 
 import scenes
 import straight
+from random_scenes import random_case
 
 Hierarchy = core._Hierarchy
 Anchor = Hierarchy.Anchor
@@ -128,7 +129,7 @@ def test_random_hierarchies_agree_with_the_plain_search(plain: bool) -> None:
     start = 0 if plain else 1_000_000
     kinds: set[Any] = set()
     for seed in range(start, start + CASES):
-        case = scenes.random_case(seed)
+        case = random_case(seed)
         expected = outcome(
             lambda case=case: [
                 (found.roots, found.ghost, found.masked, found.valid, found.captures)

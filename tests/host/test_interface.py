@@ -188,3 +188,38 @@ def test_every_name_is_there_and_documented() -> None:
             if not text or is_bare:
                 undocumented.append(name)
     assert (missing, undocumented) == ([], [])
+
+
+def test_an_object_without_its_constructor_is_refused_everywhere() -> None:
+    """Memory that nobody filled would be read as an object otherwise."""
+    script = f"""
+        import sys; sys.path[:] = {sys.path!r}
+        import core
+        seen, pending, asked = set(), [core], 0
+        while pending:
+            scope = pending.pop()
+            for name, found in list(vars(scope).items()):
+                if isinstance(found, type) and found not in seen:
+                    seen.add(found)
+                    pending.append(found)
+        for found in seen:
+            if type(found).__name__ != "pybind11_type":
+                continue
+            for name, member in list(vars(found).items()):
+                if not isinstance(member, property) or name == "__dict__":
+                    continue
+                try:
+                    getattr(found.__new__(found), name)
+                except TypeError as error:
+                    assert "__init__" in str(error), (found, name, error)
+                    asked += 1
+                else:
+                    raise SystemExit(f"{{found}}.{{name}} answered")
+            try:
+                found.__new__(found) == found.__new__(found)
+            except TypeError:
+                pass
+        print("asked" if asked > 100 else asked)
+    """
+    ended = run(script)
+    assert (ended.returncode, ended.stdout.strip(), ended.stderr) == (0, "asked", "")

@@ -5,11 +5,10 @@ from __future__ import annotations
 import gc
 import json
 import threading
-import time
 import weakref
 
 import pytest
-from project_tools import finish_log, logged, make_api, project, store
+from project_tools import logged, make_api, project, store
 
 import core
 
@@ -17,13 +16,7 @@ Settings = core._Project.Settings
 Collection = core._Project.Collection
 
 
-@pytest.fixture(autouse=True)
-def pauses(monkeypatch):
-    """Nothing waits; what would have been waited for is noted."""
-    waited: list[float] = []
-    monkeypatch.setattr(time, "sleep", waited.append)
-    yield waited
-    finish_log()
+pytestmark = pytest.mark.usefixtures("pauses")
 
 
 def collection_of(folder, **projects) -> Collection:
@@ -194,6 +187,7 @@ def test_everything_that_reads_the_table_waits_for_its_lock(tmp_path):
         lambda: list(collection),
         lambda: collection.save_project(settings),
         collection._load,
+        collection.create_http_request,
     ]
     for action in actions:
         worker = threading.Thread(target=action)
@@ -263,15 +257,6 @@ def test_projects_come_and_go_while_others_walk_them(tmp_path):
     worker.join()
     assert errors == []
     assert collection.names == [f"N{index}" for index in range(8)]
-
-
-def test_synchronising_is_not_offered_yet(tmp_path):
-    collection = collection_of(tmp_path, hero=project())
-    with pytest.raises(NotImplementedError):
-        collection.create_http_request()
-    with pytest.raises(NotImplementedError):
-        collection.accept_http_response(None)
-    assert collection.names == ["Hero"]
 
 
 def test_what_is_saved_by_one_collection_is_read_by_another(tmp_path):

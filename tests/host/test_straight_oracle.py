@@ -14,6 +14,9 @@ sys.path.insert(0, str(Path(__file__).parents[2] / "benchmarks"))
 
 import scenes
 import straight
+from random_scenes import random_case
+from straight_anchors import Anchor, State
+from straight_pattern import Pattern, find
 
 Item = tuple[dict[str, Any], list[Any]]
 Tree = dict[str, Any]
@@ -169,9 +172,9 @@ def test_an_empty_root_list_needs_an_optional_item() -> None:
         assert matcher.is_valid([]) is valid
 
 
-def logic(*keys: str, **captures: set[tuple[str, str]]) -> straight.Anchor:
-    anchor = straight.Anchor()
-    anchor.state = straight.State({key: captures.get(f"k{i}", set()) for i, key in enumerate(keys)})
+def logic(*keys: str, **captures: set[tuple[str, str]]) -> Anchor:
+    anchor = Anchor()
+    anchor.state = State({key: captures.get(f"k{i}", set()) for i, key in enumerate(keys)})
     return anchor
 
 
@@ -198,7 +201,7 @@ def logic(*keys: str, **captures: set[tuple[str, str]]) -> straight.Anchor:
     ],
 )
 def test_captures(expression: str, name: str, texts: list[str] | None) -> None:
-    keys = straight.find(expression)
+    keys = find(expression)
     anchor = logic(*keys)
     assert anchor.match(expression, name, "/p") is (texts is not None)
     expected = [{("/p", text)} for text in texts] if texts is not None else [set()] * len(keys)
@@ -270,7 +273,7 @@ def test_errors_reach_the_caller(regex: str, name: str, error: type[Exception]) 
     ],
 )
 def test_definitions_come_first(before: list[str], after: list[str]) -> None:
-    pattern = straight.Pattern(under_root(*(item(regex, regex) for regex in before)))
+    pattern = Pattern(under_root(*(item(regex, regex) for regex in before)))
     assert [scope.rule and scope.rule.regex for scope in pattern.get()[0].children] == after
 
 
@@ -360,7 +363,7 @@ def test_large_scenes_are_what_they_claim(name: str) -> None:
 def test_random_cases_repeat_and_go_both_ways() -> None:
     verdicts: dict[tuple[bool, bool], int] = {}
     for seed in range(300):
-        case, again = scenes.random_case(seed, odd=0), scenes.random_case(seed, odd=0)
+        case, again = random_case(seed, odd=0), random_case(seed, odd=0)
         assert (case.record, case.roots) == (again.record, again.roots)
         assert case.scene.names == again.scene.names
         has_ghost = any(rule["name"] == "ghost" for rule in case.record["rules"])

@@ -8,8 +8,15 @@ from typing import Any
 import numpy as np
 import pytest
 
+from kavel.checking.geometry.editing import turned_over
 from kavel.checking.geometry.topology import topology
-from kavel.checks.kavel_manifold import BowtiePoints, CrowdedEdges, OpenBorders, Winding
+from kavel.checks.kavel_manifold import (
+    BowtiePoints,
+    CrowdedEdges,
+    InsideOut,
+    OpenBorders,
+    Winding,
+)
 from kavel.checks.kavel_mapping import (
     MissingUvs,
     OverlappingUvs,
@@ -60,6 +67,27 @@ def strip(*turned: int) -> Mesh:
     return polygons(points, [row[::-1] if i in turned else row for i, row in enumerate(rows)])
 
 
+def turned(mesh: Mesh, *faces: int) -> Mesh:
+    """The mesh with these faces turned over; all of them when none are named."""
+    return turned_over(mesh, np.array(faces or range(mesh.face_count)))
+
+
+def rows_of(mesh: Mesh) -> list[Any]:
+    return [row.tolist() for row in np.split(mesh.corners, mesh.offsets[1:-1])]
+
+
+def joined(*meshes: Mesh) -> Mesh:
+    """The meshes as one, without anything at their corners; all have as many points."""
+    rows = [
+        [point + number * len(mesh.points) for point in row]
+        for number, mesh in enumerate(meshes)
+        for row in rows_of(mesh)
+    ]
+    return polygons(np.concatenate([mesh.points for mesh in meshes]), rows)
+
+
+INVERTED = turned(box())
+HOLLOW = turned(box(0.3, 0.3, 0.3))
 FIN = flat([*SQUARE, (0, 0, 1), (0, 1, 1)], (0, 1, 2, 3), (0, 3, 5, 4), (0, 3, 2))
 BOW = flat([(0, 0), (1, 1), (1, 0), (-1, 0), (-1, 1)], (0, 2, 1), (0, 3, 4))
 TWO_SQUARES = flat(
@@ -110,6 +138,21 @@ TWO_SQUARES = flat(
         (Winding, strip(1, 4), {}, [1, 4]),
         (Winding, strip(0, 2, 3, 4), {}, [1]),
         (Winding, flat(SQUARE, (0, 1, 2), (0, 2, 3)[::-1]), {}, [1]),
+        (InsideOut, box(), {}, None),
+        (InsideOut, INVERTED, {}, [0, 1, 2, 3, 4, 5]),
+        (InsideOut, turned(box(1e-5, 1e-5, 1e-5, (9, 9, 9))), {}, [0, 1, 2, 3, 4, 5]),
+        # A cavity, what is turned together with its surroundings, and a body within a cavity.
+        (InsideOut, joined(HOLLOW, box()), {}, None),
+        (InsideOut, joined(turned(box(centre=(2, 0, 0))), box()), {}, [0, 1, 2, 3, 4, 5]),
+        (InsideOut, joined(HOLLOW, INVERTED), {}, list(range(12))),
+        (InsideOut, joined(turned(box(0.1, 0.1, 0.1)), HOLLOW, box()), {}, [0, 1, 2, 3, 4, 5]),
+        # Not judged: open, crowded, wound in two ways, flat to the last digit, not of numbers.
+        (InsideOut, flat(SQUARE, (0, 1, 2, 3), (3, 2, 1, 0)), {}, None),
+        (InsideOut, polygons(INVERTED.points, rows_of(INVERTED)[:5]), {}, None),
+        (InsideOut, polygons(INVERTED.points, [*rows_of(INVERTED), (0, 1, 7, 6)]), {}, None),
+        (InsideOut, turned(box(), 0, 1, 2, 3, 4), {}, None),
+        (InsideOut, turned(box(1e-4, 1e-4, 1e-4, (900, 0, 0))), {}, None),
+        (InsideOut, turned(box(centre=(np.nan, 0, 0))), {}, None),
         (BowtiePoints, box(), {}, None),
         (BowtiePoints, BOW, {}, [0]),
     ],
@@ -179,8 +222,22 @@ def test_normals_are_fixed(missing: bool) -> None:
     assert mesh is not None and mesh.normals == pytest.approx(good.normals)
 
 
+def test_what_is_inside_out_is_turned_over_with_its_normals() -> None:
+    good = box()
+    assert good.normals is not None
+    normals = turned(good).normals
+    assert normals is not None
+    normals = np.concatenate([normals[:12], -normals[12:]])  # half of them point outward already
+    scene = MemoryScene().add("a", replace(INVERTED, normals=normals))
+    assert_fix_is_idempotent(InsideOut, scene=scene)
+    fixed = scene.mesh("a")
+    assert fixed is not None and fixed.normals == pytest.approx(good.normals)
+    assert fixed.corners.tolist() == good.corners.tolist()
+
+
 @pytest.mark.parametrize(
-    ("check", "mesh"), [(Winding, strip(1)), (BadNormals, flat(SQUARE, (0, 1, 2, 3)))]
+    ("check", "mesh"),
+    [(Winding, strip(1)), (InsideOut, INVERTED), (BadNormals, flat(SQUARE, (0, 1, 2, 3)))],
 )
 @pytest.mark.parametrize(("how", "why"), [("deformed", "skin"), ("shared", "same mesh")])
 def test_deformed_and_shared_meshes_are_not_fixed(

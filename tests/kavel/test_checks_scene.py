@@ -51,6 +51,14 @@ def lods(*sides: int, pattern: str = "{name}_LOD{level}") -> MemoryScene:
     return MemoryScene().add_lods("head", [grid(side, side) for side in sides], pattern)
 
 
+def tops(**sides: int) -> MemoryScene:
+    """Sheets of side * side quads by name with no parent; asked is the last one."""
+    scene = MemoryScene()
+    for name, side in reversed(sides.items()):
+        scene.add(name, grid(side, side))
+    return scene
+
+
 def group(*names: str) -> MemoryScene:
     """A plain group with one sheet of each name, each with a quarter of the quads."""
     scene = MemoryScene().add("body")
@@ -58,6 +66,11 @@ def group(*names: str) -> MemoryScene:
         side = 2 ** (len(names) - level)
         scene.add(f"body/{name}", grid(side, side))
     return scene
+
+
+def level_of_parts() -> MemoryScene:
+    scene = MemoryScene().add("hero_LOD1/body_LOD1", grid(4, 4)).add("hero_LOD1/hat_lod1", grid())
+    return scene.add("hero_LOD0/body_LOD0", grid(4, 4))
 
 
 def assets(**sides: int) -> MemoryScene:
@@ -92,6 +105,20 @@ def assets(**sides: int) -> MemoryScene:
         (LodTriangles, assets(A_LOD0=8, A_LOD1=4, A_LOD2=2, b_LOD0=2, B_LOD2=2), {}, ["g/B_LOD2"]),
         (LodNumbering, assets(A_LOD0=8, A_LOD1=4, A_LOD2=2, b_LOD0=2, B_LOD2=2), {}, [1]),
         (LodNumbering, assets(A_LOD0=8, B_LOD0=8, A_LOD1=4, all_LOD2=2), {}, None),
+        # Levels that no group holds are judged one by one, against the next finer one.
+        (LodTriangles, tops(A_LOD0=8, A_LOD1=4, a_LOD2=4), {}, ["a_LOD2"]),
+        (LodTriangles, tops(A_LOD0=8, A_LOD1=8, A_LOD2=4), {}, None),
+        (LodTriangles, tops(A_LOD0=2, B_LOD1=8), {}, None),
+        (LodNumbering, tops(A_LOD0=8, A_LOD3=4, A_LOD4=2), {}, None),
+        (LodNumbering, tops(A_LOD0=8, A_LOD3=4), {}, [1, 2]),
+        (LodNumbering, tops(A_LOD2=2, A_LOD1=8), {}, [0]),
+        (LodNumbering, tops(A_LOD1=4, A_LOD0=8), {"first": 1}, [0]),
+        (LodNumbering, tops(B_LOD0=8, A_LOD1=4), {}, None),
+        (LodNames, tops(a_LOD0=4, hat=2), {}, None),
+        (LodNames, tops(a_LOD0=4, **{"a-lod1": 2}), {}, ["a-lod1"]),
+        # What a level consists of bears its number, and is no chain by itself.
+        (LodNumbering, level_of_parts(), {}, None),
+        (LodTriangles, level_of_parts(), {}, ["hero_LOD1"]),
         (LodNames, assets(A_LOD0=2, UCX_A_01=1), {}, None),
         (LodNames, lods(4, 2), {}, None),
         (LodNames, group("a_LOD0", "a-lod1", "hat"), {}, ["body/a-lod1", "body/hat"]),

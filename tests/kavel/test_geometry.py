@@ -10,6 +10,7 @@ import numpy as np
 import pytest
 
 from kavel.checking.geometry import editing, faces, manifold, overlap, transforms, triangles
+from kavel.checking.geometry.orientation import inside_out_faces
 from kavel.checking.geometry.topology import topology
 from kavel.testing import box, grid, polygons
 from kavel.view import Mesh, Transform
@@ -122,6 +123,35 @@ def test_a_moebius_strip_cannot_be_turned() -> None:
     strip = polygons(np.random.default_rng(1).random((10, 3)), [*ring, (8, 9, 0, 1)])
     turn, twisted = manifold.misplaced_winding(strip)
     assert not len(turn) and len(twisted) == 2
+
+
+@pytest.mark.parametrize("seed", range(20))
+def test_inside_out_is_what_nesting_tells(seed: int) -> None:
+    """Boxes in boxes, each turned over by chance: one is wrong if the space inside is wound around
+    less than not at all. With these turned over, none is wrong."""
+    random = np.random.default_rng(seed)
+    points: list[Any] = []
+    rows: list[list[int]] = []
+    wrong: list[int] = []
+
+    def nest(corner: Any, size: float, around: int) -> None:
+        turned = bool(random.random() < 0.5)
+        around += -1 if turned else 1
+        wrong.extend(range(len(rows), len(rows) + 6) if turned and around < 0 else ())
+        base = len(points)
+        rows.extend([base + i for i in (row[::-1] if turned else row)] for row in rows_of(box()))
+        points.extend((box().points + 0.5) * size + corner)
+        for share in (0.03, 0.51):
+            if size > 0.02 and random.random() < 0.8:
+                nest(corner + size * share, size * 0.46, around)
+
+    nest(np.zeros(3), 1.0, 0)
+    nest(np.array([1.5, 0, 0]), 1.0, 0)
+    turn = np.linalg.qr(random.normal(size=(3, 3)))[0] if seed % 2 else np.eye(3)
+    mesh = polygons(np.array(points) @ (turn * np.sign(np.linalg.det(turn))), rows)
+    found = inside_out_faces(mesh)
+    assert found.tolist() == wrong
+    assert not len(inside_out_faces(editing.turned_over(mesh, found)))
 
 
 def rasterised(shapes: Any, resolution: int = 80) -> Any:
@@ -335,7 +365,7 @@ def test_an_empty_mesh_has_no_faults() -> None:
     for find in (
         *(faces.zero_area_faces, faces.duplicate_faces, faces.isolated_points, faces.areas),
         *(manifold.crowded_edges, manifold.border_edges, manifold.bowtie_points),
-        *(lambda mesh: manifold.misplaced_winding(mesh)[0],),
+        *(lambda mesh: manifold.misplaced_winding(mesh)[0], inside_out_faces),
         *(lambda mesh: overlap.overlapping_faces(mesh, np.zeros((0, 2)), 0.1)[0],),
         *(lambda mesh: editing.computed_normals(mesh, 60),),
     ):

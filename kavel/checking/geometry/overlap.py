@@ -18,6 +18,7 @@ from dataclasses import dataclass
 import numpy as np
 import numpy.typing as npt
 
+from kavel.checking.geometry.cells import cell_keys, in_cells
 from kavel.checking.geometry.triangles import triangles
 from kavel.view import Mesh
 from kavel.view.mesh import Indices, Reals
@@ -166,7 +167,7 @@ class _Entries:
     depth: int
 
     def sorted(self) -> _Entries:
-        order = np.argsort(self.cells[:, 0] << 32 | self.cells[:, 1], kind="stable")
+        order = np.argsort(cell_keys(self.cells), kind="stable")
         return _Entries(self.items[order], self.cells[order], self.depth)
 
     def of(self, cells: Flags, sizes: Indices) -> _Entries:
@@ -253,21 +254,7 @@ def _beyond(base: Reals, along: Reals, places: Reals, tolerance: float) -> Flags
 
 
 def _first_entries(pieces: _Triangles, items: Indices) -> _Entries:
-    """In cells a few times as large as the usual triangle, unless that makes too many."""
-    low, high = pieces.low[items], pieces.high[items]
-    usual = float(np.median((high - low).max(axis=1)))
-    depth = int(np.clip(np.floor(-np.log2(max(4 * usual, 0.5**20))), 0, 20))
-    while True:
-        begin = np.floor(low * 2.0**depth).astype(np.int64)
-        spans = np.floor(high * 2.0**depth).astype(np.int64) - begin + 1
-        counts = spans.prod(axis=1)
-        if depth == 0 or counts.sum() <= 6 * len(items) + 1000:
-            break
-        depth -= 1
-    owner = np.repeat(np.arange(len(items)), counts)
-    number = np.arange(len(owner)) - np.repeat(np.cumsum(counts) - counts, counts)
-    across = spans[owner, 0]
-    cells = begin[owner] + np.stack([number % across, number // across], axis=1)
+    owner, cells, depth = in_cells(pieces.low[items], pieces.high[items])
     return _Entries(items[owner], cells, depth)
 
 

@@ -3,11 +3,13 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <functional>
 
 #include "core/foundation/bulk_read.h"
+#include "core/foundation/bulk_turns.h"
 #include "core/foundation/document.h"
 #include "core/foundation/errors.h"
 #include "core/foundation/file_name.h"
@@ -145,6 +147,45 @@ TEST_F(AccessQueueTest, ManyFilesCostHardlyMoreThanOneTurn) {
   EXPECT_EQ(log_.entries, (std::vector<std::string>{"Corrupted " + path("p7.json"),
                                                     "Incompatible " + path("p8.json")}));
   EXPECT_EQ(names().size(), 199U) << "198 files left, the folder of unusable ones, no markers";
+}
+
+TEST_F(AccessQueueTest, WorkOnFilesGoesOnWithoutTheOnesThatFail) {
+  std::vector<std::string> paths;
+  for (int index = 0; index < 1200; ++index) paths.push_back(path(std::to_string(index) + ".json"));
+  paths[7] = path("none/7.json");
+  std::ptrdiff_t most_waiting = 0;
+  system_.on_sleep = [&] {
+    const auto waiting = std::ranges::count_if(
+        names(), [](const std::string& name) { return name.ends_with(".lock"); });
+    most_waiting = std::max(most_waiting, waiting);
+  };
+  const auto failures = run_in_turns(paths, [&](std::size_t index, AccessQueue& turn) {
+    if (index == 3) throw Error(ErrorKind::value, "no work today");
+    std::ofstream(turn.path()) << index;
+  });
+  ASSERT_EQ(failures.size(), paths.size());
+  for (std::size_t index = 0; index < paths.size(); ++index) {
+    EXPECT_EQ(failures[index] != nullptr, index == 3 || index == 7) << index;
+  }
+  EXPECT_TRUE(runtime::services().faults->is(failures[3], "ValueError"));
+  EXPECT_TRUE(runtime::services().faults->is(failures[7], "FileNotFoundError"));
+  EXPECT_EQ(names().size(), 1198U) << "a file for each of the others, no markers";
+  EXPECT_LE(system_.slept, 0.3 + 1e-9) << "overlapping turns";
+  EXPECT_LE(most_waiting, 500) << "else the last tickets may be too old when their turns come";
+}
+
+TEST_F(AccessQueueTest, AFileThatIsNamedTwiceHasOneTurnAfterTheOther) {
+  write("a.json", "0");
+  std::vector<double> moments;
+  const auto failures =
+      run_in_turns({path("a.json"), path("a.json")}, [&](std::size_t, AccessQueue& turn) {
+        moments.push_back(system_.slept);
+        EXPECT_EQ(read_json(turn.path()), turn.read());
+      });
+  EXPECT_FALSE(failures[0] || failures[1]);
+  ASSERT_EQ(moments.size(), 2U);
+  EXPECT_LT(moments[0], moments[1]);
+  EXPECT_EQ(names(), std::vector<std::string>{"a.json"});
 }
 
 TEST_F(AccessQueueTest, OneBlockedFileDoesNotHoldTheOthersUp) {
