@@ -6,6 +6,7 @@ is no way around that. Every request may be repeated: the server takes nothing t
 
 from __future__ import annotations
 
+import contextlib
 import email.message
 import http.client
 import json
@@ -110,18 +111,27 @@ class Client:
     def _exchange(
         self, method: str, path: str, body: bytes | None, headers: Mapping[str, str]
     ) -> Answer:
-        connection = self._connection()
+        opened: list[socket.socket] = []
 
         def work() -> Answer:
-            _request(connection, method, self.address.path + path, body, self._headers(headers))
-            response = connection.getresponse()
-            return Answer(response.status, response.headers, _read(response))
+            connection = self._connection()
+            try:
+                connection.connect()
+                opened.append(connection.sock)
+                _request(connection, method, self.address.path + path, body, self._headers(headers))
+                response = connection.getresponse()
+                return Answer(response.status, response.headers, _read(response))
+            finally:
+                connection.close()
 
         try:
             # A server that sends a byte now and then never runs into the time-out of one wait.
             return _within(self.timeout * _WHOLE, work)
         finally:
-            connection.close()
+            # Ends a wait that was given up. Closing it from here would wait as well.
+            for left in opened:
+                with contextlib.suppress(OSError):
+                    socket.socket.shutdown(left, socket.SHUT_RDWR)
 
     def _connection(self) -> http.client.HTTPConnection:
         host, port = self.address.host, self.address.port
