@@ -11,10 +11,10 @@ from kavel.json_output import write_json
 from kavel.native import require_core
 from kavel.studio.addresses import parse_address
 from kavel.studio.printing import print_edits, print_projects, print_statistics
-from kavel.studio.recovery import fetch_edit, list_kept
+from kavel.studio.recovery import fetch_edit, list_kept, restore_edit
 from kavel.studio.tokens import CLIENT_VARIABLE, read_tokens
 from kavel.studio.transport import Client
-from kavel.terminal import make_console, printable
+from kavel.terminal import count, make_console, printable
 
 SCHEMA = "kavel.sync/1"
 EDITS_SCHEMA = "kavel.edits/1"
@@ -66,6 +66,12 @@ def add_parser(subparsers: Any) -> None:
     kept.add_argument(
         "--get-edit", type=int, metavar="N", help="only fetch one of them; needs --to"
     )
+    kept.add_argument(
+        "--restore-edit",
+        type=int,
+        metavar="N",
+        help="only bring the records of one of them back into its project here",
+    )
     parser.add_argument("--to", metavar="FILE", help="where --get-edit writes, a new file")
     add_json(parser, in_place_of="the lines")
     parser.set_defaults(run=run)
@@ -92,8 +98,12 @@ def run(arguments: argparse.Namespace) -> int:
             retries=arguments.retries,
             tell=lambda line: errors.print(printable(line)),
         )
-        if arguments.list_edits or arguments.get_edit is not None:
-            return _recover(arguments, client, seat.target)
+        if arguments.list_edits:
+            return _list_edits(arguments, client, seat.target)
+        if arguments.get_edit is not None:
+            return _get_edit(arguments.get_edit, arguments.to, client)
+        if arguments.restore_edit is not None:
+            return _restore_edit(arguments.restore_edit, client, seat, log)
         result = _synchronise(arguments, client, seat)
         if arguments.remember:
             seat.remember(client.address)
@@ -129,18 +139,28 @@ def _synchronise(arguments: argparse.Namespace, client: Client, seat: Any) -> di
     return {**result, "exit_status": status}
 
 
-def _recover(arguments: argparse.Namespace, client: Client, target: str) -> int:
-    output = make_console()
-    if arguments.get_edit is not None:
-        fetch_edit(client, arguments.get_edit, arguments.to)
-        output.print(f"edit {arguments.get_edit} is in {printable(arguments.to)}")
-        return 0
+def _list_edits(arguments: argparse.Namespace, client: Client, target: str) -> int:
     found = list_kept(client, target)
     if arguments.json:
         rows = [vars(edit) for edit in found]
         write_json(arguments.json, {"schema": EDITS_SCHEMA, "edits": rows})
     if arguments.json != "-":
-        print_edits(output, found)
+        print_edits(make_console(), found)
+    return 0
+
+
+def _get_edit(number: int, path: str, client: Client) -> int:
+    fetch_edit(client, number, path)
+    make_console().print(f"edit {number} is in {printable(path)}")
+    return 0
+
+
+def _restore_edit(number: int, client: Client, seat: Any, log: Any) -> int:
+    name, records = restore_edit(client, number, seat.api, log)
+    make_console().print(
+        f"{count(records, 'record')} of edit {number} came back into {printable(name)}, which is a "
+        "new edit now; `kavel sync` shares it"
+    )
     return 0
 
 

@@ -45,14 +45,18 @@ def print_projects(console: Console, outcome: ProjectsOutcome, address: Address)
     _print_kept(console, outcome.beaten, outcome.beaten_count, _BEATEN)
     if outcome.lost_count or outcome.beaten_count:
         console.print(
-            "  The server keeps the edits that lost: `kavel sync --list-edits` lists them, and\n"
-            f"  `kavel sync --server {address} --get-edit NUMBER --to FILE` gets one back."
+            "  The server keeps what lost. To have the records of an edit in the project again:\n"
+            f"  kavel sync --server {address} --restore-edit NUMBER\n"
+            "  or --get-edit NUMBER --to FILE for a file of its own; --list-edits lists them all."
         )
     if outcome.errors:
         console.print(Text(f"  {count(len(outcome.errors), 'error')} on the way, see above", "red"))
 
 
 def print_statistics(console: Console, outcome: StatisticsOutcome) -> None:
+    if not outcome.sent:
+        console.print("statistics: no records to send")
+        return
     line = f"statistics: {count(outcome.sent, 'record')} sent"
     if outcome.new is not None:
         line += f", {outcome.new} of them new to the server"

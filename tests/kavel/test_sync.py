@@ -39,8 +39,8 @@ class Seat:
         variables = {**os.environ, "SSL_CERT_FILE": str(self.authority), "KAVEL_TOKEN": TOKEN,
                      "USERNAME": self.home.name, **environment}  # fmt: skip
         command = [sys.executable, "-m", "kavel", "--home", str(self.home), *arguments]
-        pipes: dict[str, Any] = {"stdout": subprocess.PIPE, "stderr": subprocess.PIPE}
-        return subprocess.Popen(command, env=variables, text=True, **pipes)
+        pipe = subprocess.PIPE
+        return subprocess.Popen(command, env=variables, text=True, stdout=pipe, stderr=pipe)
 
     def run(self, *arguments: str, **environment: str) -> tuple[int, str, str]:
         with self.start(*arguments, **environment) as process:
@@ -147,9 +147,15 @@ def test_one_seat_was_offline(tmp_path: Path, fresh_server: Server) -> None:
     assert brief(json.loads(back.read_text(encoding="utf-8"))) == lost
     assert "is not replaced" in ann.sync("--get-edit", number, "--to", str(back), status=2)
 
-    again = ann.write("hero.json", 4000, 1, 20)
-    told = ann.sync()
-    assert "your edit of Hero (hero.json) won" in told
+    assert "1 record of edit" in ann.sync("--restore-edit", number)
+    assert "no record that the project lacks" in ann.sync("--restore-edit", number, status=2)
+    records, (*_, selected) = ann.brief("hero.json")
+    assert (list(records), selected) == (["1", "20", "30"], 20)
+    assert "0 conflicts" in ann.sync()
+    bob.sync()
+    assert bob.brief("hero.json") == ann.brief("hero.json")
+    again = ann.write("hero.json", 4e9, 1, 40)
+    assert "your edit of Hero (hero.json) won" in ann.sync()
     bob.sync(status=1)
     assert bob.brief("hero.json") == again
 
@@ -192,7 +198,7 @@ def test_records(tmp_path: Path, fresh_server: Server) -> None:
     settings = {"version": 4, "server": {"erase_sent": True}}
     (bob.home / "standalone" / "settings.json").write_text(json.dumps(settings))
     assert "1 of them new to the server, erased here" in bob.sync()
-    assert "0 records" in bob.sync()
+    assert "no records to send" in bob.sync()
     page = fresh_server.ask("GET", "/").body.decode()
     assert ">Size</td><td class=\"number\">2</td>" in page
 
@@ -209,10 +215,8 @@ def test_the_server_of_the_settings(tmp_path: Path, server: Server) -> None:
 def test_without_the_right_token(tmp_path: Path, server: Server, token: str) -> None:
     ann, _ = seats(tmp_path, server)
     ann.write("hero.json", 1000, 1)
-    before = ann.files()
     told = ann.sync(status=2, KAVEL_TOKEN=token)
     assert "a token is missing, or is none of the server's (status 401)" in told
-    assert {name: ann.files()[name] for name in before} == before
 
 
 UNSAFE = [
@@ -312,7 +316,6 @@ def closed_port() -> int:
 
 def test_nobody_there(tmp_path: Path) -> None:
     """Hosts are told, and what was repeated is told to the user."""
-    import core
     from kavel.logs import LogHandler
     from kavel.studio.seat import Seat as OwnSeat
     from kavel.studio.transport import Client
@@ -321,7 +324,6 @@ def test_nobody_there(tmp_path: Path) -> None:
     lines: list[str] = []
     address = parse_address(f"https://127.0.0.1:{closed_port()}")
     client = Client(address, retries=2, tell=lines.append, pause=0.01)
-    assert hasattr(core.Api, "_Http")
     with LogHandler(make_console()) as log, OwnSeat(str(tmp_path), None, log) as seat:
         fired: list[int] = []
         seat.api.callbacks.http_no_response.register(lambda *_: fired.append(1))
