@@ -7,12 +7,23 @@ import os
 import sys
 from collections.abc import Sequence
 
-from kavel.commands import checks, demo, export, projects, scan, stats, validate
+from kavel.commands import (
+    checks,
+    demo,
+    export,
+    projects,
+    scan,
+    serve,
+    stats,
+    sync,
+    validate,
+    version,
+)
 from kavel.commands.parser import Parser
 from kavel.errors import KavelError, told
 from kavel.home import HOME_VARIABLE
 from kavel.terminal import make_console, printable
-from kavel.versions import versions
+from kavel.versions import version_line, versions
 
 FAILED = 2
 INTERRUPTED = 130
@@ -41,8 +52,7 @@ def main(argv: Sequence[str] | None = None) -> int:
 
 class _Version(argparse.Action):
     def __call__(self, parser: argparse.ArgumentParser, *_: object) -> None:
-        found = versions()
-        print(f"kavel {found['kavel']} (core {found['core']}, Python {found['python']})")
+        print(version_line(versions()))
         parser.exit()
 
 
@@ -58,6 +68,7 @@ def _parser() -> Parser:
         help=f"where your settings and projects are (also: variable {HOME_VARIABLE})",
     )
     subparsers = parser.add_subparsers(required=True, metavar="COMMAND")
-    for command in (scan, validate, export, checks, projects, stats, demo):
+    commands = (scan, validate, export, checks, projects, stats, sync, serve, version, demo)
+    for command in commands:
         command.add_parser(subparsers)
     return parser

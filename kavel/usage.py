@@ -64,9 +64,14 @@ def check_usage(records: Iterable[Any], names: Mapping[str, str]) -> list[CheckU
             continue
         if isinstance(seconds, bool) or not isinstance(seconds, (int, float)) or seconds < 0:
             continue
-        name = _SET_NUMBER.sub("", name)
+        name = without_set_number(name)
         usage = table.setdefault(name, CheckUsage(name, ids.get(name, "")))
         usage.counts[status] += 1
         usage.seconds += seconds
         usage.worst = max(usage.worst, seconds)
     return sorted(table.values(), key=lambda usage: (-usage.seconds, usage.name))
+
+
+def without_set_number(name: str) -> str:
+    """A check's name without the number that its parameter sets have at the end of theirs."""
+    return _SET_NUMBER.sub("", name)

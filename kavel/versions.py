@@ -11,6 +11,10 @@ def versions() -> dict[str, str]:
     return {"kavel": _kavel(), "core": _core(), "python": platform.python_version()}
 
 
+def version_line(found: dict[str, str]) -> str:
+    return f"kavel {found['kavel']} (core {found['core']}, Python {found['python']})"
+
+
 def _kavel() -> str:
     try:
         return metadata.version("kavel")

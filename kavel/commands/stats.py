@@ -24,7 +24,7 @@ def add_parser(subparsers: Any) -> None:
         "stats",
         help="show how often checks ran, and how long they took",
         description="Every validation leaves a record of each check that ran, in a file of yours. "
-        "Nothing is sent anywhere.",
+        "Only `kavel sync` sends them anywhere.",
     )
     add_check_folders(parser)
     add_json(parser, in_place_of="the table")

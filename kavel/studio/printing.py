@@ -1,0 +1,96 @@
+"""What an exchange with a studio server did, as text."""
+
+from __future__ import annotations
+
+from collections.abc import Sequence
+
+from rich.console import Console
+from rich.text import Text
+
+from kavel.columns import print_columns
+from kavel.studio.addresses import Address
+from kavel.studio.exchange import Entry, ProjectsOutcome, StatisticsOutcome
+from kavel.studio.recovery import KeptEdit
+from kavel.terminal import count, printable
+
+_LISTED = 20  # projects named of each kind
+_LABELS = {
+    "added": "new here",
+    "updated": "updated",
+    "deleted": "deleted by others",
+    "erased": "erased, the server does not have it",
+    "kept_local": "kept, newer here",
+}
+_LOST = "your edit of {} lost: a newer one of another seat took its place without it (edit {})"
+_BEATEN = "your edit of {} won: it took the place of another seat's, without it (edit {})"
+
+
+def print_projects(console: Console, outcome: ProjectsOutcome, address: Address) -> None:
+    """A line of counts, one for each project that changed, and how to get back what lost."""
+    counts = [
+        f"{len(outcome.added)} new",
+        f"{len(outcome.updated)} updated",
+        f"{len(outcome.deleted)} deleted",
+        f"{len(outcome.erased)} erased",
+        f"{len(outcome.kept_local)} kept local",
+        count(outcome.lost_count + outcome.beaten_count, "conflict"),
+    ]
+    console.print(
+        f"projects: {outcome.sent} sent, {outcome.received} received from {address}: "
+        + ", ".join(counts)
+    )
+    for key, label in _LABELS.items():
+        _print_entries(console, label, getattr(outcome, key))
+    _print_kept(console, outcome.lost, outcome.lost_count, _LOST)
+    _print_kept(console, outcome.beaten, outcome.beaten_count, _BEATEN)
+    if outcome.lost_count or outcome.beaten_count:
+        console.print(
+            "  The server keeps what lost. To have the records of an edit in the project again:\n"
+            f"  kavel sync --server {address} --restore-edit NUMBER\n"
+            "  or --get-edit NUMBER --to FILE for a file of its own; --list-edits lists them all."
+        )
+    if outcome.errors:
+        console.print(Text(f"  {count(len(outcome.errors), 'error')} on the way, see above", "red"))
+
+
+def print_statistics(console: Console, outcome: StatisticsOutcome) -> None:
+    if not outcome.sent:
+        console.print("statistics: no records to send")
+        return
+    line = f"statistics: {count(outcome.sent, 'record')} sent"
+    if outcome.new is not None:
+        line += f", {outcome.new} of them new to the server"
+    if outcome.erased:
+        line += ", erased here"
+    console.print(line)
+
+
+def print_edits(console: Console, listed: Sequence[KeptEdit]) -> None:
+    rows = [
+        (str(edit.number), edit.when, edit.name or "-", edit.filename,
+         "lost" if edit.lost else "contained in a newer one")
+        for edit in listed
+    ]  # fmt: skip
+    if rows:
+        print_columns(console, [("edit", "of", "project", "file", "state"), *rows])
+    else:
+        console.print("the server keeps no earlier edits of this target")
+
+
+def _print_entries(console: Console, label: str, entries: Sequence[Entry]) -> None:
+    for entry in entries[:_LISTED]:
+        console.print(f"  {label}: {_title(entry)}")
+    if len(entries) > _LISTED:
+        console.print(f"  {label}: and {len(entries) - _LISTED} more")
+
+
+def _print_kept(console: Console, entries: Sequence[Entry], number: int, text: str) -> None:
+    for entry in entries[:_LISTED]:
+        console.print(Text(f"  {text.format(_title(entry), entry.kept)}", "yellow"))
+    more = number - min(len(entries), _LISTED)
+    if more > 0:
+        console.print(f"  and {more} more of these")
+
+
+def _title(entry: Entry) -> str:
+    return f"{printable(entry.name) or '(no name)'} ({printable(entry.filename)})"
