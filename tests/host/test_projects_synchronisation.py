@@ -421,6 +421,21 @@ def test_an_edit_that_cannot_be_kept_is_not_replaced(tmp_path, caplog):
     assert any("a.json" in entry for entry in logged(caplog))
 
 
+def test_half_a_copy_is_not_left_behind(tmp_path, monkeypatch):
+    collection = collection_of(tmp_path, hero=project("Ours"))
+
+    def fill_the_disk(source, target):
+        with open(target, "w", encoding="utf-8") as file:
+            file.write('{"name": "Ou')
+        raise OSError("no space left")
+
+    monkeypatch.setattr("shutil.copyfile", fill_the_disk)
+    answer = reply([served("hero.json", "Theirs", edit_timestamp=9)])
+    assert collection.accept_http_response(answer) is False
+    assert on_disk(tmp_path, "hero.json")["name"] == "Ours"
+    assert os.listdir(tmp_path / ".replaced") == []
+
+
 def test_what_another_program_edited_meanwhile_stays(tmp_path):
     collection = collection_of(
         tmp_path, a=project("A"), b=project("B"), c=project("C"), d=project("D"), e=project("E")
