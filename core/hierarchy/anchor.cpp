@@ -116,7 +116,7 @@ std::shared_ptr<const std::vector<Vocabulary::Definition>> Vocabulary::definitio
   std::vector<Definition> made;
   for (const std::uint32_t key : prepared.defined) {
     const auto [before, after] = split_at_anchor((*keys_)[key].definition, prepared.text);
-    const std::string head = apply_anchors(std::string(before));
+    const std::string head = apply_anchors(refer_back(std::string(before), prepared.usages));
     // Flags in front of the expression hold for the part after the definition as well.
     const std::string_view flags = split_flags(head).first;
     made.push_back({key, part("", before, prepared.usages, NameExpression::Place::start),
