@@ -98,6 +98,9 @@ std::shared_ptr<Vocabulary::Prepared> Vocabulary::prepare(const std::string& exp
   if (const auto known = prepared_.find(cache_key); known != prepared_.end()) {
     return known->second;
   }
+  if (!usages.empty() && !can_bind(expression, usages)) {
+    return prepared_.emplace(std::move(cache_key), nullptr).first->second;
+  }
   const std::string applied = apply_anchors(refer_back(expression, usages));
   NameExpression compiled = usages.empty()
                                 ? NameExpression(compile(applied), NameExpression::Place::start)
@@ -230,9 +233,7 @@ std::optional<bool> RuleMatcher::match_bound(std::string_view name, std::string_
     const std::string own_name(name);
     const std::string own_path(path);
     bound_for_ = bound_usages_;
-    bound_ = vocabulary_.can_bind(expression_, bound_for_)
-                 ? vocabulary_.prepare(expression_, bound_for_)
-                 : nullptr;
+    bound_ = vocabulary_.prepare(expression_, bound_for_);
     if (bound_ == nullptr) return std::nullopt;
     return match_prepared(bound_, texts, own_name, own_path);
   }
