@@ -101,6 +101,29 @@ def test_past_differences(state: Captures, more: Captures, expression: str, name
     assert differences({**state, **more}, [expression], [[name]]) == []
 
 
+@pytest.mark.parametrize(
+    "expression",
+    [
+        "[ab]*a[ab]{10}$",  # more states than an automaton may have
+        "(?:a{50}){90}|a",  # more nodes
+        "a{65535}|b",
+        "(" * 120 + "a" + ")" * 120 + "*b?$",  # deeper than what is read
+        "<a>(a|b)*<a>$",  # a captured text up to the last place
+        "<d:[ab]*><a>$",
+        "<a>?<d:b+>$",
+    ],
+)
+def test_limits_of_automata(expression: str) -> None:
+    rng = random.Random(1)
+    state = {"<a:x>": {("/r", "ab")}, "<d:[ab]*>": set(), "<d:b+>": set()}
+    names = [
+        "".join(rng.choice("ab") for _ in range(length - 2)) + end
+        for length in (2, 9, 13, 40, 62, 63, 64, 65, 66, 300)
+        for end in ("ab", "aa", "b\n", "é")
+    ]
+    assert differences(state, [expression], [[*names, *("ab" + name for name in names)]]) == []
+
+
 def test_expressions_that_look_alike_are_told_apart() -> None:
     # One is asked with the captured text by reference; the other looks like it with its usage.
     anchor = core._Hierarchy.Anchor()
