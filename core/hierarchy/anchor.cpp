@@ -98,6 +98,9 @@ std::shared_ptr<Vocabulary::Prepared> Vocabulary::prepare(const std::string& exp
   if (const auto known = prepared_.find(cache_key); known != prepared_.end()) {
     return known->second;
   }
+  if (!usages.empty() && !can_bind(expression, usages)) {
+    return prepared_.emplace(std::move(cache_key), nullptr).first->second;
+  }
   const std::string applied = apply_anchors(refer_back(expression, usages));
   NameExpression compiled = usages.empty()
                                 ? NameExpression(compile(applied), NameExpression::Place::start)
@@ -116,7 +119,7 @@ std::shared_ptr<const std::vector<Vocabulary::Definition>> Vocabulary::definitio
   std::vector<Definition> made;
   for (const std::uint32_t key : prepared.defined) {
     const auto [before, after] = split_at_anchor((*keys_)[key].definition, prepared.text);
-    const std::string head = apply_anchors(std::string(before));
+    const std::string head = apply_anchors(refer_back(std::string(before), prepared.usages));
     // Flags in front of the expression hold for the part after the definition as well.
     const std::string_view flags = split_flags(head).first;
     made.push_back({key, part("", before, prepared.usages, NameExpression::Place::start),
@@ -230,9 +233,7 @@ std::optional<bool> RuleMatcher::match_bound(std::string_view name, std::string_
     const std::string own_name(name);
     const std::string own_path(path);
     bound_for_ = bound_usages_;
-    bound_ = vocabulary_.can_bind(expression_, bound_for_)
-                 ? vocabulary_.prepare(expression_, bound_for_)
-                 : nullptr;
+    bound_ = vocabulary_.prepare(expression_, bound_for_);
     if (bound_ == nullptr) return std::nullopt;
     return match_prepared(bound_, texts, own_name, own_path);
   }

@@ -63,14 +63,9 @@ class Vocabulary {
     /// Compiled when the first capture needs them.
     std::shared_ptr<const std::vector<Definition>> definitions;
   };
-  /// Whether references may stand for `usages` in the expression with its other anchors applied,
-  /// and in the parts around its definitions. Throws a value error for a definition that stands in
-  /// it twice.
-  [[nodiscard]] bool can_bind(const std::string& expression,
-                              const std::vector<std::string>& usages) const;
-  /// `usages` become references to captured texts, in that order; they must be bindable. Throws the
-  /// interpreter's error for an expression that does not compile and a value error for a definition
-  /// that stands in it twice.
+  /// `usages` become references to captured texts, in that order; null when captured texts have to
+  /// be inserted. Throws the interpreter's error for an expression that does not compile and a
+  /// value error for a definition that stands in it twice.
   [[nodiscard]] std::shared_ptr<Prepared> prepare(const std::string& expression,
                                                   const std::vector<std::string>& usages = {});
   /// What the definitions in the expression capture of `name`, by key.
@@ -82,6 +77,10 @@ class Vocabulary {
   [[nodiscard]] std::string apply_anchors(std::string expression) const;
 
  private:
+  /// Whether references may stand for `usages` in the expression with its other anchors applied,
+  /// and in the parts around its definitions.
+  [[nodiscard]] bool can_bind(const std::string& expression,
+                              const std::vector<std::string>& usages) const;
   [[nodiscard]] NameExpression::Plain compile(const std::string& text);
   [[nodiscard]] NameExpression part(std::string_view outer_flags, std::string_view text,
                                     const std::vector<std::string>& usages,
