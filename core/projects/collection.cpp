@@ -26,6 +26,11 @@ void remove_in_turn(const std::string& path) {
   turn.release_access();
 }
 
+void note_before(FileChange& change, const Document& ours) {
+  change.before = ours.file_data();
+  change.is_unsaved = !ours.is_stored(change.before);
+}
+
 }  // namespace
 
 Collection::Collection(std::unique_ptr<ApiPort> api, std::string target)
@@ -200,7 +205,7 @@ bool Collection::take_arrivals(const ServerContent& server) {
     });
     for (FileChange& change : changes) {
       change.known = memory_.listed(change.filename);
-      if (const Ref<Document> ours = find(change.filename)) change.before = ours->file_data();
+      if (const Ref<Document> ours = find(change.filename)) note_before(change, *ours);
     }
     write_files(changes);
     for (FileChange& change : changes) settle(change);
@@ -270,12 +275,12 @@ void Collection::drop_departures(const ServerContent& server) {
                          memory_.is_unsent(filename, document->edit_timestamp);
       if (!stays) changes.push_back({.document = document, .filename = filename});
     }
-    for (FileChange& change : changes) change.before = change.document->file_data();
+    for (FileChange& change : changes) note_before(change, *change.document);
     remove_files(changes);
     for (FileChange& change : changes) {
       if (change.outcome == Outcome::edited) {
         settle(change);
-      } else {
+      } else if (change.outcome != Outcome::failed || !change.is_unsaved) {
         table_.erase(change.filename);
       }
     }

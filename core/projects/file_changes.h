@@ -4,7 +4,8 @@
 //
 // Nobody's work may be lost on the way. Within its turn each file is looked at once more, because
 // another program may have edited it since it was read. A file whose content would be gone is
-// copied into the folder ".replaced" beside it first; from there it can be copied back.
+// copied into the folder ".replaced" beside it first; from there it can be copied back. So is what
+// a document holds that was edited, but not saved.
 #pragma once
 
 #include <exception>
@@ -41,12 +42,15 @@ struct FileChange {
   std::optional<double> known = std::nullopt;
   /// What the collection's own document held when the change was decided; empty without one.
   foundation::Json before = {};
+  /// Whether `before` stands in no file, because the document was edited since it was read or
+  /// saved.
+  bool is_unsaved = false;
 
   Outcome outcome = Outcome::failed;
   /// What stands in the file afterwards, as far as a project of ours does.
   foundation::Json content = {};
-  /// Path of the copy of what the file held, empty when there was nothing to be kept.
-  std::string kept = {};
+  /// Paths of the copies of what the file and the document held, as far as it had to be kept.
+  std::vector<std::string> kept = {};
   std::exception_ptr failure = nullptr;
 };
 
@@ -59,8 +63,8 @@ void remove_files(std::vector<FileChange>& changes);
 /// values. Which record is selected, the mark of deletion and times of edits do not count.
 [[nodiscard]] bool holds_more(const foundation::Json& local, const foundation::Json& other);
 
-/// Logs what a user should know: "{}" of `kept_message` stands for the project's name and the path
-/// of the copy.
+/// Logs what a user should know: "{}" of `kept_message` stands for the project's name and the paths
+/// of the copies.
 void log_changes(const std::vector<FileChange>& changes, std::string_view kept_message);
 
 }  // namespace kavel::projects

@@ -368,6 +368,44 @@ def test_an_edit_that_was_kept_can_be_made_the_newest(tmp_path):
     assert on_disk(tmp_path, "hero.json")["description"] == "ours"
 
 
+@pytest.mark.parametrize("on_server", [True, False])
+@pytest.mark.parametrize("other_edit", [None, "by hand", "newer"])
+def test_what_was_typed_but_not_saved_is_kept(tmp_path, on_server, other_edit):
+    # Without the defaults that this version would write: that alone is no edit.
+    collection = collection_of(tmp_path, hero=project(), still=project("Still"))
+    settings = collection.get("hero.json")
+    collection.create_http_request()
+    if on_server:
+        settings.description = "typed"
+    else:
+        list(settings.history.edit_toggle)[0].comment = "typed"
+    typed = {**settings.data, "edit_timestamp": settings.edit_timestamp}
+    if other_edit:
+        stamp = 99 if other_edit == "newer" else 1.5
+        store(tmp_path, "hero.json", project(description=other_edit, edit_timestamp=stamp))
+    theirs = [served("hero.json", description="theirs", edit_timestamp=9)] if on_server else []
+    for answer in (theirs, theirs):
+        assert collection.accept_http_response(reply(answer)) is True
+    copies = [data for data in kept(tmp_path) if data["name"] == "Hero"]
+    assert typed in copies
+    # What the file held as well, if the file was replaced; a document without edits once.
+    assert len(copies) == (1 if other_edit == "newer" else 2)
+    assert len(kept(tmp_path)) == len(copies) + 1
+
+
+def test_what_was_typed_stays_when_it_cannot_be_kept(tmp_path):
+    collection = collection_of(tmp_path, hero=project(), gone=project("Gone"))
+    (tmp_path / ".replaced").write_text("in the way")
+    collection.create_http_request()
+    for filename in ("hero.json", "gone.json"):
+        collection.get(filename).description = "typed"
+        store(tmp_path, filename, project(edit_timestamp=99))
+    answer = [served("hero.json", edit_timestamp=9)]
+    assert collection.accept_http_response(reply(answer)) is False
+    for filename in ("hero.json", "gone.json"):
+        assert collection._table[filename].description == "typed"
+
+
 def test_what_the_server_had_before_is_not_kept(tmp_path):
     collection = collection_of(tmp_path)
     for stamp in (1, 2, 3):
