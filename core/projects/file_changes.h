@@ -40,6 +40,8 @@ struct FileChange {
   /// The time of an edit that the server is known to have: such a file holds nothing of our own,
   /// unless it was changed behind the back of the collection.
   std::optional<double> known = std::nullopt;
+  /// The time of the document's edit when its removal was decided.
+  double decided = 0;
   /// What the collection's own document held when the change was decided; empty without one.
   foundation::Json before = {};
   /// Whether `before` stands in no file, because the document was edited since it was read or

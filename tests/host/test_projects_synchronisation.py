@@ -558,5 +558,33 @@ def test_the_turns_of_many_files_overlap(tmp_path, pauses):
     collection.accept_http_response(reply([]))
     assert [name for name in os.listdir(tmp_path) if name.endswith((".json", ".lock"))] == []
     assert len(kept(tmp_path)) == 600
-    # Two turns for each half of the files, not 1,200.
-    assert sum(pauses) < 1.0
+    # A turn for each slice of the files, not 1,200.
+    assert sum(pauses) < 3.0
+
+
+def test_others_get_the_lock_between_the_slices_of_an_answer(tmp_path, monkeypatch):
+    collection = collection_of(tmp_path)
+    seen: list[list[str]] = []
+
+    def look(seconds: float) -> None:
+        if not collection._mutex_edit.locked():
+            seen.append(collection.names)
+
+    monkeypatch.setattr(time, "sleep", look)
+    answer = [served(f"p{index:03}.json", f"P{index:03}") for index in range(120)]
+    collection.accept_http_response(reply(answer))
+    assert [len(names) for names in seen] == [50, 100]
+
+    def save_one(seconds: float) -> None:
+        if not collection._mutex_edit.locked() and collection.get("p119.json").description == "":
+            collection.get("p119.json").description = "ours"
+            collection.get("p119.json").save()
+            # Does not make the answer at hand know of it.
+            collection.create_http_request()
+
+    collection.create_http_request()
+    collection.accept_http_response(reply(answer))
+    monkeypatch.setattr(time, "sleep", save_one)
+    collection.accept_http_response(reply([]))
+    assert collection.names == ["P119"]
+    assert on_disk(tmp_path, "p119.json")["description"] == "ours"
