@@ -275,6 +275,7 @@ bool Collection::is_newer(const std::string& filename, double edit_time) const {
 
 void Collection::settle(FileChange& change) {
   if (change.outcome != Outcome::done && change.outcome != Outcome::edited) return;
+  const bool was_edited = change.outcome == Outcome::edited;
   change.failure = foundation::failure_of([&] {
     const Ref<Document> known = find(change.filename);
     if (!known) {
@@ -288,6 +289,7 @@ void Collection::settle(FileChange& change) {
     }
   });
   if (change.failure) change.outcome = Outcome::failed;
+  if (was_edited && change.outcome != Outcome::edited) forget_copies(change);
 }
 
 std::vector<FileChange> Collection::decide_departures(const ServerContent& server) {

@@ -147,7 +147,9 @@ void change_files(std::vector<FileChange>& changes,
       paths, [&](std::size_t index, AccessQueue& turn) { work(*waiting[index], turn); });
   for (std::size_t index = 0; index < waiting.size(); ++index) {
     waiting[index]->failure = std::move(failures[index]);
-    if (waiting[index]->failure) waiting[index]->outcome = Outcome::failed;
+    if (!waiting[index]->failure) continue;
+    waiting[index]->outcome = Outcome::failed;
+    forget_copies(*waiting[index]);
   }
 }
 
@@ -196,6 +198,23 @@ bool holds_more(const Json& local, const Json& other) {
     const Json* found = other.find(key);
     if (found == nullptr) return true;
     return key == "records" ? !has_all(value, *found) : !(value == *found);
+  });
+}
+
+void forget_copies(FileChange& change) {
+  runtime::Files& files = *runtime::services().files;
+  const std::string path = files.join(change.document->directory(), change.filename);
+  std::erase_if(change.kept, [&](const std::string& copy) {
+    bool is_gone = false;
+    // A copy that cannot be compared or removed is only one too many.
+    (void)foundation::failure_of([&] {
+      const std::string content = files.read(copy);
+      const bool is_in_memory = change.is_unsaved && content == text_of(change.before);
+      if (!is_in_memory && !(files.exists(path) && files.read(path) == content)) return;
+      files.remove(copy);
+      is_gone = true;
+    });
+    return is_gone;
   });
 }
 

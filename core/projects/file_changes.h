@@ -61,6 +61,10 @@ void write_files(std::vector<FileChange>& changes);
 /// Removes the file of each document; a missing one counts as removed.
 void remove_files(std::vector<FileChange>& changes);
 
+/// Removes the copies made for a change that did not happen, as far as the file or the document
+/// still holds the same: every further attempt makes them again.
+void forget_copies(FileChange& change);
+
 /// Whether `local`, the data of a document, holds what `other` lacks: records, or fields with other
 /// values. Which record is selected, the mark of deletion and times of edits do not count.
 [[nodiscard]] bool holds_more(const foundation::Json& local, const foundation::Json& other);

@@ -459,6 +459,47 @@ def test_an_edit_that_cannot_be_kept_is_not_replaced(tmp_path, caplog):
     assert any("a.json" in entry for entry in logged(caplog))
 
 
+def test_an_attempt_that_fails_leaves_no_copy(tmp_path, monkeypatch):
+    collection = collection_of(tmp_path, hero=project("Ours"), broken=project("Broken"))
+    collection.get("hero.json").description = collection.get("broken.json").description = "typed"
+    # Newer than the server's, but not to be taken over.
+    store(tmp_path, "broken.json", project(records={"5": {"rules": 7}}, edit_timestamp=99))
+    names = ["hero.json", "broken.json"]
+    answer = reply([served(name, "Theirs", edit_timestamp=9) for name in names])
+
+    def refuse(source, target):
+        raise IsADirectoryError(target)
+
+    with monkeypatch.context() as patch:
+        patch.setattr(os, "replace", refuse)
+        for _ in range(3):
+            assert collection.accept_http_response(answer) is False
+    assert on_disk(tmp_path, "hero.json")["name"] == "Ours"
+    assert os.listdir(tmp_path / ".replaced") == []
+    assert collection.accept_http_response(answer) is False
+    assert sorted(data["description"] for data in kept(tmp_path)) == ["", "typed"]
+    assert collection._table["broken.json"].description == "typed"
+
+
+def test_the_copy_of_a_file_that_was_half_written_stays(tmp_path, monkeypatch):
+    collection = collection_of(tmp_path, hero=project("Ours"))
+    written = []
+
+    def refuse(source, target):
+        raise PermissionError(target)
+
+    def fill_the_disk(descriptor):
+        written.append(descriptor)
+        if len(written) == 2:
+            raise OSError("no space left")
+
+    monkeypatch.setattr(os, "replace", refuse)
+    monkeypatch.setattr(os, "fsync", fill_the_disk)
+    answer = reply([served("hero.json", "Theirs", edit_timestamp=9)])
+    assert collection.accept_http_response(answer) is False
+    assert [data["name"] for data in kept(tmp_path)] == ["Ours"]
+
+
 def test_half_a_copy_is_not_left_behind(tmp_path, monkeypatch):
     collection = collection_of(tmp_path, hero=project("Ours"))
 
