@@ -271,6 +271,26 @@ def test_links_that_were_planted_are_not_followed(tmp_path):
     assert (folder / "d.json").is_symlink()
 
 
+@pytest.mark.skipif(not hasattr(os, "mkfifo"), reason="there are no named pipes")
+def test_a_pipe_among_the_projects_is_not_waited_for(tmp_path, caplog):
+    os.mkfifo(tmp_path / "pipe.json")
+    made: list[Collection] = []
+
+    def synchronise() -> None:
+        made.append(collection_of(tmp_path, hero=project()))
+        answer = [served("hero.json"), served("pipe.json", edit_timestamp=9)]
+        assert made[0].accept_http_response(reply(answer)) is False
+        made.append(made[0])
+
+    worker = threading.Thread(target=synchronise, daemon=True)
+    worker.start()
+    worker.join(20)
+    assert len(made) == 2, "it hangs or failed"
+    assert made[0].names == ["Hero"]
+    assert (tmp_path / "pipe.json").is_fifo()
+    assert any("not a regular file" in entry and "pipe.json" in entry for entry in logged(caplog))
+
+
 # What the server does not have
 
 
