@@ -96,6 +96,20 @@ std::string place_beside(const std::string& path, const std::string& name_of_fol
   }
 }
 
+/// The place once `fill_place` has filled it.
+template <class Fill>
+std::string filled_place(const std::string& path, const std::string& folder, Fill fill_place) {
+  std::string place = place_beside(path, folder);
+  try {
+    fill_place(place);
+  } catch (...) {
+    // Half a copy on a full disk would be taken for a whole one.
+    remove_quietly(place);
+    throw;
+  }
+  return place;
+}
+
 }  // namespace
 
 void write_content(const std::string& path, const std::string& content, const std::string& ticket) {
@@ -140,15 +154,16 @@ void move_corrupted(const std::string& path) {
 void copy_aside(const std::string& path) { (void)copy_beside(path, kCorruptedFolder); }
 
 std::string copy_beside(const std::string& path, const std::string& folder) {
-  std::string place = place_beside(path, folder);
-  try {
+  return filled_place(path, folder, [&path](const std::string& place) {
     runtime::services().files->copy(path, place);
-  } catch (...) {
-    // Half a copy on a full disk would be taken for a whole one.
-    remove_quietly(place);
-    throw;
-  }
-  return place;
+  });
+}
+
+std::string write_beside(const std::string& path, const std::string& folder,
+                         const std::string& content) {
+  return filled_place(path, folder, [&content](const std::string& place) {
+    runtime::services().files->write(place, content);
+  });
 }
 
 }  // namespace kavel::foundation

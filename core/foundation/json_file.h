@@ -38,5 +38,8 @@ void copy_aside(const std::string& path);
 /// a name that carries the time; returns the path of the copy. Throws what the operating system
 /// raises.
 std::string copy_beside(const std::string& path, const std::string& folder);
+/// Writes `content`, which stands in no file, to such a place instead.
+std::string write_beside(const std::string& path, const std::string& folder,
+                         const std::string& content);
 
 }  // namespace kavel::foundation

@@ -1,6 +1,8 @@
 #include "core/projects/collection.h"
 
 #include <algorithm>
+#include <iterator>
+#include <utility>
 
 #include "core/foundation/access_queue.h"
 #include "core/foundation/failure.h"
@@ -24,6 +26,36 @@ void remove_in_turn(const std::string& path) {
     throw;
   }
   turn.release_access();
+}
+
+/// Files that are changed while the lock is held once: they take about half a second, and somebody
+/// who asks for names must not wait for all of a large exchange.
+constexpr std::size_t kSlice = 50;
+/// Seconds without the lock in between. It is not fair: taken again at once, nobody else gets it.
+constexpr double kGap = 0.005;
+
+/// Runs `work` on a slice of `changes` after the other, each within the lock. It may take changes
+/// out; returns the others. What goes falls after a release, because its end may run foreign code.
+template <class Work>
+std::vector<FileChange> in_slices(runtime::Lock& lock, std::vector<FileChange> changes, Work work) {
+  std::vector<FileChange> all;
+  for (std::size_t start = 0; start < changes.size(); start += kSlice) {
+    if (start > 0) runtime::services().system->sleep(kGap);
+    const auto first = changes.begin() + static_cast<std::ptrdiff_t>(start);
+    const std::size_t size = std::min(kSlice, changes.size() - start);
+    std::vector<FileChange> slice(first, first + static_cast<std::ptrdiff_t>(size));
+    {
+      const LockGuard guard(lock);
+      work(slice);
+    }
+    std::ranges::move(slice, std::back_inserter(all));
+  }
+  return all;
+}
+
+void note_before(FileChange& change, const Document& ours) {
+  change.before = ours.file_data();
+  change.is_unsaved = !ours.is_stored(change.before);
 }
 
 }  // namespace
@@ -191,20 +223,18 @@ bool Collection::accept_http_response(const ProjectsResponse& response) {
 }
 
 bool Collection::take_arrivals(const ServerContent& server) {
-  std::vector<FileChange> changes = arrivals(server);
-  {
-    const LockGuard guard(*editing_);
-    // The user may have saved while the documents were made.
-    std::erase_if(changes, [this](const FileChange& change) {
+  const auto changes = in_slices(*editing_, arrivals(server), [this](auto& slice) {
+    // The user may have saved since the documents were made.
+    std::erase_if(slice, [this](const FileChange& change) {
       return !is_newer(change.filename, change.document->edit_timestamp);
     });
-    for (FileChange& change : changes) {
+    for (FileChange& change : slice) {
       change.known = memory_.listed(change.filename);
-      if (const Ref<Document> ours = find(change.filename)) change.before = ours->file_data();
+      if (const Ref<Document> ours = find(change.filename)) note_before(change, *ours);
     }
-    write_files(changes);
-    for (FileChange& change : changes) settle(change);
-  }
+    write_files(slice);
+    for (FileChange& change : slice) settle(change);
+  });
   log_changes(changes, "\"{}\" was replaced by the server's newer edit; ours is kept as {}");
   for (const FileChange& change : changes) {
     if (change.outcome == Outcome::done) foundation::guarded([&] { api_->announce_saved(); });
@@ -245,6 +275,7 @@ bool Collection::is_newer(const std::string& filename, double edit_time) const {
 
 void Collection::settle(FileChange& change) {
   if (change.outcome != Outcome::done && change.outcome != Outcome::edited) return;
+  const bool was_edited = change.outcome == Outcome::edited;
   change.failure = foundation::failure_of([&] {
     const Ref<Document> known = find(change.filename);
     if (!known) {
@@ -258,33 +289,42 @@ void Collection::settle(FileChange& change) {
     }
   });
   if (change.failure) change.outcome = Outcome::failed;
+  if (was_edited && change.outcome != Outcome::edited) forget_copies(change);
+}
+
+std::vector<FileChange> Collection::decide_departures(const ServerContent& server) {
+  ServerMemory::EditTimes listed;
+  for (const Json& project : server.projects) {
+    listed[filename_of(project)] = Document::edit_time_of(project);
+  }
+  const LockGuard guard(*editing_);
+  std::vector<FileChange> changes;
+  for (const auto& [filename, document] : table_) {
+    const double edited = document->edit_timestamp;
+    const bool stays = server.filenames.contains(filename) || memory_.is_unsent(filename, edited);
+    if (!stays) changes.push_back({.document = document, .filename = filename, .decided = edited});
+  }
+  memory_.note_answer(std::move(listed));
+  return changes;
 }
 
 void Collection::drop_departures(const ServerContent& server) {
-  // The documents fall after the release: their end may run foreign code.
-  std::vector<FileChange> changes;
-  {
-    const LockGuard guard(*editing_);
-    for (const auto& [filename, document] : table_) {
-      const bool stays = server.filenames.contains(filename) ||
-                         memory_.is_unsent(filename, document->edit_timestamp);
-      if (!stays) changes.push_back({.document = document, .filename = filename});
-    }
-    for (FileChange& change : changes) change.before = change.document->file_data();
-    remove_files(changes);
-    for (FileChange& change : changes) {
+  const auto changes = in_slices(*editing_, decide_departures(server), [this](auto& slice) {
+    // What was saved since the decision goes to the server first.
+    std::erase_if(slice, [this](const FileChange& change) {
+      return find(change.filename) != change.document ||
+             change.document->edit_timestamp != change.decided;
+    });
+    for (FileChange& change : slice) note_before(change, *change.document);
+    remove_files(slice);
+    for (FileChange& change : slice) {
       if (change.outcome == Outcome::edited) {
         settle(change);
-      } else {
+      } else if (change.outcome != Outcome::failed || !change.is_unsaved) {
         table_.erase(change.filename);
       }
     }
-    ServerMemory::EditTimes listed;
-    for (const Json& project : server.projects) {
-      listed[filename_of(project)] = Document::edit_time_of(project);
-    }
-    memory_.note_answer(std::move(listed));
-  }
+  });
   log_changes(changes, "\"{}\" is not on the server any more; its file is kept as {}");
 }
 

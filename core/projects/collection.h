@@ -3,7 +3,8 @@
 // Concurrency: the table is guarded by one lock of the interpreter, because the host's network
 // thread saves and erases projects while the user works. Loading, looking up, saving and taking an
 // answer of the server over hold it; so nothing that runs inside may walk the documents, which
-// takes it for each one. Callbacks are fired after its release.
+// takes it for each one. Callbacks are fired after its release. An answer is taken over in slices,
+// between which the lock is free: a lookup then sees a part of it.
 //
 // The server is the arbiter between editors: the newer edit wins, and a project that it does not
 // have any more goes here too. What was edited here and gives way is kept (see file_changes.h).
@@ -85,11 +86,14 @@ class Collection final : public runtime::Object, public CollectionPort {
   [[nodiscard]] std::vector<std::string> project_files() const;
   [[nodiscard]] runtime::Ref<Document> find(const std::string& filename) const;
   void insert(const runtime::Ref<Document>& document);
-  // The halves of a synchronisation, each of which takes the lock.
+  // The halves of a synchronisation, each of which takes the lock slice by slice.
   bool take_arrivals(const ServerContent& server);
   void drop_departures(const ServerContent& server);
   /// The approved documents that are newer than ours or unknown here.
   [[nodiscard]] std::vector<FileChange> arrivals(const ServerContent& server) const;
+  /// The documents that the server had and does not list. With this the answer counts as taken: a
+  /// request that is made from now on waits for the next one.
+  [[nodiscard]] std::vector<FileChange> decide_departures(const ServerContent& server);
   // Within the lock.
   [[nodiscard]] bool is_newer(const std::string& filename, double edit_time) const;
   /// Brings the table in line with what stands in a file now.

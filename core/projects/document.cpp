@@ -3,10 +3,12 @@
 #include <algorithm>
 #include <cmath>
 #include <exception>
+#include <functional>
 #include <limits>
 
 #include "core/foundation/file_name.h"
 #include "core/foundation/json_file.h"
+#include "core/foundation/json_writer.h"
 #include "core/foundation/logger.h"
 #include "core/hierarchy/naming.h"
 #include "core/projects/fields.h"
@@ -67,6 +69,10 @@ Json without_edit_time(const Json& data) {
     if (key != "edit_timestamp") kept.emplace_back(key, value);
   }
   return kept;
+}
+
+std::size_t hash_of(const Json& data) {
+  return std::hash<std::string>()(foundation::json_line(data));
 }
 
 }  // namespace
@@ -231,7 +237,9 @@ bool Document::write() {
   return foundation::guarded([&] {
     const std::string target = path();
     if (unread_ && runtime::services().files->exists(target)) foundation::copy_aside(target);
-    foundation::write_document(target, file_data());
+    const Json written = file_data();
+    foundation::write_document(target, written);
+    stored_ = hash_of(written);
     unread_ = false;
     size_ = size_on_disk(target);
   });
@@ -256,6 +264,7 @@ bool Document::take_over(const foundation::Document& file) {
   const bool applied =
       foundation::guarded([&] { at_place(file_path(), [&] { apply(file.content); }); });
   filename_ = on_disk;
+  if (applied) stored_ = hash_of(file_data());
   return applied;
 }
 
@@ -264,10 +273,13 @@ void Document::adopt(const Json& file_data) {
   const EditToggle::View view = history_->edit_toggle()->view();
   apply(file_data);
   filename_ = on_disk;
+  stored_ = hash_of(this->file_data());
   history_->edit_toggle()->refresh(view);
   unread_ = false;
   size_ = size_on_disk(file_path());
 }
+
+bool Document::is_stored(const Json& file_data) const { return stored_ == hash_of(file_data); }
 
 bool Document::is_outdated() const {
   if (filename_.empty()) return false;

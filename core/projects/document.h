@@ -98,6 +98,10 @@ class Document final : public runtime::Object, public DocumentPort {
   /// Size in bytes of the file when it was read or written here, 0 when there was none.
   [[nodiscard]] double write_timestamp() const noexcept { return size_; }
 
+  /// Whether `file_data`, made of this document, is what its file held when it was last read or
+  /// written here. Objects below are edited in place, so only a comparison can tell.
+  [[nodiscard]] bool is_stored(const foundation::Json& file_data) const;
+
   /// Seconds since the epoch.
   double edit_timestamp = 0;
   std::int64_t version = -1;
@@ -122,6 +126,8 @@ class Document final : public runtime::Object, public DocumentPort {
   double size_ = 0;
   /// Whether the file holds what could not be read or taken over when it was last looked at.
   bool unread_ = false;
+  /// Hash of the data that the file held then; a second copy of every project would be too large.
+  std::optional<std::size_t> stored_;
 };
 
 }  // namespace kavel::projects

@@ -85,28 +85,48 @@ bool has_own_content(const FileChange& change, const OnDisk& found) {
   return !is_known && holds_more(*found.content, change.content);
 }
 
+std::string text_of(const Json& content) {
+  std::string text;
+  foundation::append_json(text, content, 0);
+  return text;
+}
+
+void keep_file(FileChange& change, const AccessQueue& turn) {
+  change.kept.push_back(foundation::copy_beside(turn.path(), kReplacedFolder));
+}
+
+/// Keeps what the document would lose as it takes the new content.
+void keep_unsaved(FileChange& change, const AccessQueue& turn, const OnDisk& found) {
+  if (!change.is_unsaved || found.content == change.before) return;
+  if (change.content.map() != nullptr && !holds_more(change.before, change.content)) return;
+  change.kept.push_back(
+      foundation::write_beside(turn.path(), kReplacedFolder, text_of(change.before)));
+}
+
 void write_file(FileChange& change, const AccessQueue& turn) {
   const OnDisk found = look_at(turn);
-  if (stays(change, found, std::greater_equal<>())) return;
-  change.content = change.document->file_data();
-  if (has_own_content(change, found)) {
-    change.kept = foundation::copy_beside(turn.path(), kReplacedFolder);
+  if (stays(change, found, std::greater_equal<>())) {
+    if (change.outcome == Outcome::edited) keep_unsaved(change, turn, found);
+    return;
   }
-  std::string text;
-  foundation::append_json(text, change.content, 0);
-  foundation::write_content(turn.path(), text, foundation::random_ticket());
+  change.content = change.document->file_data();
+  if (has_own_content(change, found)) keep_file(change, turn);
+  keep_unsaved(change, turn, found);
+  foundation::write_content(turn.path(), text_of(change.content), foundation::random_ticket());
   change.outcome = Outcome::done;
 }
 
 void remove_file(FileChange& change, const AccessQueue& turn) {
   const OnDisk found = look_at(turn);
-  if (stays(change, found, std::greater<>())) return;
-  if (found.exists) {
-    if (!change.document->deleted()) {
-      change.kept = foundation::copy_beside(turn.path(), kReplacedFolder);
-    }
-    runtime::services().files->remove(turn.path());
+  if (stays(change, found, std::greater<>())) {
+    keep_unsaved(change, turn, found);
+    return;
   }
+  if (!change.document->deleted()) {
+    if (found.exists) keep_file(change, turn);
+    keep_unsaved(change, turn, found);
+  }
+  if (found.exists) runtime::services().files->remove(turn.path());
   change.outcome = Outcome::done;
 }
 
@@ -127,16 +147,20 @@ void change_files(std::vector<FileChange>& changes,
       paths, [&](std::size_t index, AccessQueue& turn) { work(*waiting[index], turn); });
   for (std::size_t index = 0; index < waiting.size(); ++index) {
     waiting[index]->failure = std::move(failures[index]);
+    if (!waiting[index]->failure) continue;
+    waiting[index]->outcome = Outcome::failed;
+    forget_copies(*waiting[index]);
   }
 }
 
 void log_change(const FileChange& change, std::string_view kept_message) {
   using foundation::format;
+  const std::string kept = foundation::join(change.kept, ", ");
   switch (change.outcome) {
     case Outcome::done:
       // By the name that it had here: the new one may be unknown to the user.
-      foundation::log_warning(format(
-          kept_message, {change.before.text_or("name", change.document->name()), change.kept}));
+      foundation::log_warning(
+          format(kept_message, {change.before.text_or("name", change.document->name()), kept}));
       break;
     case Outcome::edited:
       foundation::log_info(format("\"{}\" was edited here meanwhile and stays", {change.filename}));
@@ -153,6 +177,8 @@ void log_change(const FileChange& change, std::string_view kept_message) {
       foundation::log_failure(change.failure);
       break;
   }
+  if (change.outcome == Outcome::done || kept.empty()) return;
+  foundation::log_warning(format("What \"{}\" held is kept as {}", {change.filename, kept}));
 }
 
 bool has_all(const Json& local, const Json& other) {
@@ -172,6 +198,23 @@ bool holds_more(const Json& local, const Json& other) {
     const Json* found = other.find(key);
     if (found == nullptr) return true;
     return key == "records" ? !has_all(value, *found) : !(value == *found);
+  });
+}
+
+void forget_copies(FileChange& change) {
+  runtime::Files& files = *runtime::services().files;
+  const std::string path = files.join(change.document->directory(), change.filename);
+  std::erase_if(change.kept, [&](const std::string& copy) {
+    bool is_gone = false;
+    // A copy that cannot be compared or removed is only one too many.
+    (void)foundation::failure_of([&] {
+      const std::string content = files.read(copy);
+      const bool is_in_memory = change.is_unsaved && content == text_of(change.before);
+      if (!is_in_memory && !(files.exists(path) && files.read(path) == content)) return;
+      files.remove(copy);
+      is_gone = true;
+    });
+    return is_gone;
   });
 }
 

@@ -4,7 +4,8 @@
 //
 // Nobody's work may be lost on the way. Within its turn each file is looked at once more, because
 // another program may have edited it since it was read. A file whose content would be gone is
-// copied into the folder ".replaced" beside it first; from there it can be copied back.
+// copied into the folder ".replaced" beside it first; from there it can be copied back. So is what
+// a document holds that was edited, but not saved.
 #pragma once
 
 #include <exception>
@@ -39,14 +40,19 @@ struct FileChange {
   /// The time of an edit that the server is known to have: such a file holds nothing of our own,
   /// unless it was changed behind the back of the collection.
   std::optional<double> known = std::nullopt;
+  /// The time of the document's edit when its removal was decided.
+  double decided = 0;
   /// What the collection's own document held when the change was decided; empty without one.
   foundation::Json before = {};
+  /// Whether `before` stands in no file, because the document was edited since it was read or
+  /// saved.
+  bool is_unsaved = false;
 
   Outcome outcome = Outcome::failed;
   /// What stands in the file afterwards, as far as a project of ours does.
   foundation::Json content = {};
-  /// Path of the copy of what the file held, empty when there was nothing to be kept.
-  std::string kept = {};
+  /// Paths of the copies of what the file and the document held, as far as it had to be kept.
+  std::vector<std::string> kept = {};
   std::exception_ptr failure = nullptr;
 };
 
@@ -55,12 +61,16 @@ void write_files(std::vector<FileChange>& changes);
 /// Removes the file of each document; a missing one counts as removed.
 void remove_files(std::vector<FileChange>& changes);
 
+/// Removes the copies made for a change that did not happen, as far as the file or the document
+/// still holds the same: every further attempt makes them again.
+void forget_copies(FileChange& change);
+
 /// Whether `local`, the data of a document, holds what `other` lacks: records, or fields with other
 /// values. Which record is selected, the mark of deletion and times of edits do not count.
 [[nodiscard]] bool holds_more(const foundation::Json& local, const foundation::Json& other);
 
-/// Logs what a user should know: "{}" of `kept_message` stands for the project's name and the path
-/// of the copy.
+/// Logs what a user should know: "{}" of `kept_message` stands for the project's name and the paths
+/// of the copies.
 void log_changes(const std::vector<FileChange>& changes, std::string_view kept_message);
 
 }  // namespace kavel::projects

@@ -59,7 +59,7 @@ class UpdateTracker final : public runtime::Object {
   /// False for what is no version.
   [[nodiscard]] static bool is_above_version(std::string_view local, std::string_view remote);
 
-  /// Seconds that each step of asking may take.
+  /// Seconds that asking may take; an address that does not respond may take as long for itself.
   double timeout = kTimeout;
 
  private:

@@ -34,6 +34,7 @@ class InterpreterFiles final : public runtime::Files {
   }
 
   std::string read(const std::string& path) override {
+    assert_ends(path);
     const py::object file = open(path, "rb");
     try {
       const auto bytes = py::reinterpret_borrow<py::bytes>(file.attr("read")());
@@ -46,6 +47,7 @@ class InterpreterFiles final : public runtime::Files {
   }
 
   std::string read_text(const std::string& path) override {
+    assert_ends(path);
     const py::object file =
         py::module_::import("builtins").attr("open")(to_text(path), py::arg("encoding") = "utf-8");
     try {
@@ -125,6 +127,23 @@ class InterpreterFiles final : public runtime::Files {
   }
   static std::string derive(const char* operation, const std::string& path) {
     return from_text(path_module().attr(operation)(to_text(path)));
+  }
+  /// Reading a pipe or a device may wait for ever; folders and missing files fail on their own.
+  static void assert_ends(const std::string& path) {
+    py::object mode;
+    try {
+      mode = os().attr("stat")(to_text(path)).attr("st_mode");
+    } catch (const py::error_already_set& error) {
+      if (!error.matches(PyExc_OSError)) throw;
+      return;
+    }
+    const py::module_ kinds = py::module_::import("stat");
+    if (kinds.attr("S_ISREG")(mode).cast<bool>() || kinds.attr("S_ISDIR")(mode).cast<bool>())
+      return;
+    const py::tuple reason = py::make_tuple(py::module_::import("errno").attr("EINVAL"),
+                                            "not a regular file", to_text(path));
+    PyErr_SetObject(PyExc_OSError, reason.ptr());
+    throw py::error_already_set();
   }
   static py::object open(const std::string& path, const char* mode) {
     return py::module_::import("builtins").attr("open")(to_text(path), mode);

@@ -84,7 +84,8 @@ void bind_update_tracker(py::module_& module) {
         name, [](const UpdateTracker&) { return true; }, "True: the tracker is ready.");
   }
   tracker.def_readwrite("timeout", &UpdateTracker::timeout,
-                        "Seconds that each step of asking may take, 10 at first.");
+                        "Seconds that asking may take, 10 at first; each address that does not "
+                        "respond may take as long for itself.");
   tracker.def_property_readonly(
       "_urls", [](const UpdateTracker& self) { return self.source().object(); },
       "The addresses of the settings.");

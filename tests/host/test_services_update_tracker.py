@@ -104,6 +104,8 @@ class Server(http.server.ThreadingHTTPServer):
     """Answers with `version` as the header, over TLS; `paths` notes what it was asked for."""
 
     version: str | None = None
+    #: Headers follow each other without an end until it is set.
+    full: threading.Event | None = None
 
     def __init__(self, certificate: Any) -> None:
         super().__init__(("127.0.0.1", 0), Handler)
@@ -129,6 +131,10 @@ class Handler(http.server.BaseHTTPRequestHandler):
         self.send_response(200)
         if self.server.version is not None:
             self.send_header("Kavel-Version", self.server.version)
+        if self.server.full is not None:
+            self.flush_headers()
+            while not self.server.full.wait(0.02):
+                self.wfile.write(b"X")
         self.end_headers()
 
     def log_message(self, *arguments: Any) -> None:
@@ -183,6 +189,25 @@ def test_the_server_is_asked_once(
     failures = [f"Could not check version for update from {server.host}"]
     assert logged(caplog) == ([] if version else failures)
     assert asked._get_version_response() == (version or answer or "")
+
+
+@pytest.mark.usefixtures("trusted")
+def test_a_server_that_drips_is_given_up(server: Server, caplog: pytest.LogCaptureFixture) -> None:
+    server.version = "9.9.9"
+    server.full = threading.Event()
+    asked = tracker(server.host)
+    asked.timeout = 1.0
+    # Ends a wait that has no end of its own.
+    rescue = threading.Timer(10, server.full.set)
+    rescue.start()
+    try:
+        with caplog.at_level(logging.DEBUG):
+            assert asked.exist() is False
+        assert not server.full.is_set()
+        assert any("timed out" in entry for entry in logged(caplog))
+    finally:
+        rescue.cancel()
+        server.full.set()
 
 
 def test_a_server_that_cannot_prove_who_it_is_is_not_asked(
