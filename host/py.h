@@ -76,8 +76,8 @@ int clear(PyObject* self);
 /// Makes a fresh core object the content of `instance` and `instance` its face.
 void adopt(py::detail::value_and_holder& instance, Object* object);
 
-/// Makes a use of an object of `bound` whose constructor did not run a type error; the library would
-/// hand out memory that nobody has filled.
+/// Makes a use of an object of `bound` whose constructor did not run a type error; the library
+/// would hand out memory that nobody has filled.
 void refuse_unmade(py::handle bound);
 
 /// A class over the core type `T`: collected, open to attributes of the host, weakly referable.
