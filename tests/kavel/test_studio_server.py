@@ -192,6 +192,7 @@ def test_nothing_without_a_token(
         ("GET", "/nothing", {}, 404),
         ("GET", "/history/99999999999", {}, 404),
         ("GET", "/history/7777", {}, 404),
+        ("GET", "/history/" + "9" * 5000, {}, 404),
     ],
 )
 def test_other_errors_are_json_too(
