@@ -4,6 +4,7 @@ from __future__ import annotations
 
 import json
 import logging
+import re
 from collections.abc import Callable
 from dataclasses import dataclass, field
 from functools import partial
@@ -31,6 +32,7 @@ from kavel.versions import versions
 VERSION_HEADER = "Kavel-Version"
 KEPT_HEADER = "Kavel-Kept"
 _KEPT_SIZE = 8000  # characters of a list in that header
+_NUMBER = re.compile(r"[0-9]{1,10}")
 _AT_ONCE = 4  # requests at work on the database; each may hold several copies of its body
 
 log = logging.getLogger("kavel.studio")
@@ -58,7 +60,7 @@ def make_app(database: Database, settings: Settings) -> Starlette:
         # Where the core looks for updates when this server stands in for the usual one.
         Route("/validator/downloads/{target}/{scope}/latest/", studio.latest),
         Route("/history", studio.history),
-        Route("/history/{number:int}", studio.edit),
+        Route("/history/{number}", studio.edit),
         Route("/projects", studio.projects, methods=["POST"]),
         Route("/statistics", studio.statistics, methods=["POST"]),
     ]
@@ -107,9 +109,9 @@ class _Studio:
     async def edit(self, request: Request) -> Response:
         self._require_token(request)
         number = request.path_params["number"]
-        if number >= 2**31:
+        if not _NUMBER.fullmatch(number) or int(number) >= 2**31:
             raise HTTPException(404)
-        found = await self._run(partial(find_edit, self._database, number))
+        found = await self._run(partial(find_edit, self._database, int(number)))
         if found is None:
             raise HTTPException(404, f"there is no edit {number}, or its content was dropped")
         return Response(found[1], media_type="application/json")

@@ -29,7 +29,7 @@ def parse_object(
     body: bytes, array: str = "", take: Callable[[Any, str], None] | None = None
 ) -> dict[str, Any]:
     """The object that a body holds. Each element of the array under the key `array` is handed to
-    `take` with its text; it is not in the object, whose member is the number of elements then.
+    `take` with its text; it is not in the object, whose member is an empty array then.
 
     Errors: RequestError when the body is no JSON object, or has a number that JSON has no form for.
     """
@@ -68,17 +68,15 @@ class _Reader:
     def _member(self, key: str) -> Any:
         if self._take is None or key != self._array or not self._meets("["):
             return self._value()
-        count = 0
         if self._meets("]"):
-            return count
+            return []
         while True:
             self._skip()
             start = self._at
             element = self._value()
             self._take(element, self._text[start : self._at])
-            count += 1
             if self._meets("]"):
-                return count
+                return []
             self._expect(",")
 
     def _value(self) -> Any:

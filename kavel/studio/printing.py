@@ -14,6 +14,7 @@ from kavel.studio.recovery import KeptEdit
 from kavel.terminal import count, printable
 
 _LISTED = 20  # projects named of each kind
+_ERROR = 300  # characters of one, which may quote a document
 _LABELS = {
     "added": "new here",
     "updated": "updated",
@@ -50,7 +51,9 @@ def print_projects(console: Console, outcome: ProjectsOutcome, address: Address)
             "  or --get-edit NUMBER --to FILE for a file of its own; --list-edits lists them all."
         )
     if outcome.errors:
-        console.print(Text(f"  {count(len(outcome.errors), 'error')} on the way, see above", "red"))
+        console.print(Text(f"  {count(len(outcome.errors), 'error')} on the way:", "red"))
+        for error in outcome.errors[:_LISTED]:
+            console.print(Text(f"  {printable(error)[:_ERROR]}", "red"))
 
 
 def print_statistics(console: Console, outcome: StatisticsOutcome) -> None:

@@ -53,7 +53,7 @@ def read_request(body: bytes) -> tuple[str, list[Project]]:
 
     content = parse_object(body, "projects", take)
     target = read_label(content, "target")
-    if not isinstance(content.get("projects"), int):
+    if not isinstance(content.get("projects"), list):
         raise RequestError('"projects" is not an array')
     for other, filename in targets.items():
         if other != target:

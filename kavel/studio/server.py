@@ -13,6 +13,7 @@ from starlette.applications import Starlette
 
 from kavel.errors import KavelError
 from kavel.studio.addresses import Address, is_loopback
+from kavel.studio.connections import TimedProtocol
 
 _BACKLOG = 128
 _CONNECTIONS = 200  # at once; more are told to come back
@@ -79,6 +80,7 @@ def run_server(app: Starlette, opened: socket.socket, listening: Listening) -> N
     """Serve until SIGINT or SIGTERM; requests at work are finished."""
     config = uvicorn.Config(
         app,
+        http=TimedProtocol,
         ssl_certfile=listening.certificate,
         ssl_keyfile=listening.key,
         log_config=None,

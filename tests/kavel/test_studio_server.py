@@ -131,6 +131,7 @@ def of(**fields: Any) -> Any:
         (nested(200_000), 400, "not JSON"),
         ([], 422, "not a JSON object"),
         ({"target": "standalone", "projects": {"0": 1}}, 422, "not an array"),
+        ({"target": "standalone", "projects": 1}, 422, "not an array"),
         ({"target": "t"}, 422, "not an array"),
         ({"projects": []}, 422, '"target"'),
         ({"target": "t\x1b", "projects": []}, 422, '"target"'),
@@ -191,6 +192,7 @@ def test_nothing_without_a_token(
         ("GET", "/nothing", {}, 404),
         ("GET", "/history/99999999999", {}, 404),
         ("GET", "/history/7777", {}, 404),
+        ("GET", "/history/" + "9" * 5000, {}, 404),
     ],
 )
 def test_other_errors_are_json_too(

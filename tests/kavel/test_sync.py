@@ -270,6 +270,14 @@ def test_an_answer_with_some_unsafe_names(tmp_path: Path) -> None:
     assert not list(tmp_path.rglob("x.json"))
 
 
+def test_a_project_that_cannot_be_taken_over_is_told(tmp_path: Path) -> None:
+    broken = {**UNSAFE[0], "filename": "broken.json", "records": []}
+    with OddServer(tmp_path, answer([broken])) as odd:
+        ann = Seat(tmp_path / "home" / "ann", odd.url, odd.files["authority"])
+        told = ann.sync("--no-statistics", status=1)
+    assert 'error on the way:\n  AssertionError: "records"' in told
+
+
 def test_projects_that_the_server_has_no_more(tmp_path: Path) -> None:
     with OddServer(tmp_path, NOTHING) as odd:
         ann = Seat(tmp_path / "home" / "ann", odd.url, odd.files["authority"])
