@@ -6,6 +6,7 @@ import random
 from collections.abc import Iterator, Sequence
 from dataclasses import dataclass, field
 
+from random_expressions import Expressions, Part
 from scenes import Case, DictNode, DictRule, MemoryScene, rule
 
 _WORDS = ("arm", "leg", "geo", "lod", "Root", "тело", "x", "jaw")
@@ -71,9 +72,10 @@ class _Draft:
 
 
 class _Generator:
-    def __init__(self, seed: int, odd: float) -> None:
+    def __init__(self, seed: int, odd: float, wild: bool) -> None:
         self.rng = random.Random(seed)
         self.odd = odd
+        self.wild = Expressions(self.rng, odd) if wild else None
         self.rules: list[DictRule] = []
         self.defined: dict[str, tuple[str, ...]] = {}  # anchor -> samples of its first definition
 
@@ -83,6 +85,8 @@ class _Generator:
     def expression(self, word: str) -> tuple[str, list[_Piece]]:
         """A word, then up to two pieces: fillers, anchor definitions or anchor uses."""
         rng = self.rng
+        if self.wild is not None:
+            return self.wild_expression(word, self.wild)
         if self.chance(self.odd):
             regex, samples = rng.choice(_ODD)
             return regex, [("text", "", samples)]
@@ -103,6 +107,29 @@ class _Generator:
         begin = "^" if self.chance(0.2) else ""
         end = "$" if self.chance(0.7) else ""
         return begin + "_".join(part for part, _ in parts) + end, [piece for _, piece in parts]
+
+    def wild_expression(self, word: str, wild: Expressions) -> tuple[str, list[_Piece]]:
+        """The same out of random parts."""
+
+        def texts(part: Part) -> tuple[str, ...]:
+            return tuple(part[1]() for _ in range(4))
+
+        parts: list[tuple[str, _Piece]] = [(word, ("text", "", (word,)))]
+        for anchor in self.rng.sample(["a", "b", "c"], self.rng.choice((0, 1, 1, 2))):
+            way = self.rng.random()
+            if way < 0.2:
+                part = wild.part(1)
+                parts.append((part[0], ("text", "", texts(part))))
+            elif anchor in self.defined and way < 0.75:
+                parts.append((f"<{anchor}>", ("use", anchor, self.defined[anchor])))
+            else:
+                part = wild.body()
+                self.defined.setdefault(anchor, texts(part))
+                parts.append((f"<{anchor}:{part[0]}>", ("define", anchor, texts(part))))
+        if self.chance(0.3):
+            self.rng.shuffle(parts)
+        end = "$" if self.chance(0.7) else ""
+        return "_".join(part for part, _ in parts) + end, [piece for _, piece in parts]
 
     def item(self, word: str, depth: int) -> _Item:
         rng = self.rng
@@ -219,10 +246,11 @@ class _Generator:
         return made
 
 
-def random_case(seed: int, odd: float = 0.02) -> Case:
+def random_case(seed: int, odd: float = 0.02, wild: bool = False) -> Case:
     """A small random hierarchy with its pattern; valid and invalid ones both come often.
 
     `odd` is the share of expressions taken from a list of strange ones, some of which raise
-    `re.error` or ValueError when they are matched. 0 leaves them out.
+    `re.error` or ValueError when they are matched. 0 leaves them out. `wild` makes expressions of
+    random parts, of which `odd` is the share out of the ordinary.
     """
-    return _Generator(seed, odd).case(f"random {seed}")
+    return _Generator(seed, odd, wild).case(f"random {seed}")

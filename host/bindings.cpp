@@ -2,6 +2,7 @@
 
 #include "core/foundation/version.h"
 #include "host/errors.h"
+#include "host/no_collection.h"
 #include "host/runtime/ending.h"
 #include "host/runtime/runtime.h"
 #include "host/sequence.h"
@@ -9,6 +10,8 @@
 namespace kavel::host {
 
 void bind_core(py::module_& module) {
+  // Thousands of objects are made and all of them stay: looking for garbage only costs time.
+  const NoCollection guard;
   install_runtime();
   module.doc() = "The core of Kavel: finds, checks and exports the hierarchies of 3D scenes.";
   module.attr("__version__") = to_text(foundation::kVersion);

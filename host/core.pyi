@@ -2233,8 +2233,8 @@ class _Project:
         class HttpResponse:
             """The projects in the answer of a shared server."""
 
-            headers: ClassVar[dict[str, str]]
             def __init__(self, response: Any) -> None: ...
+            headers: ClassVar[dict[str, str]]
             def _decode(self, response: Any) -> None: ...
             @property
             def accepted(self) -> bool: ...
@@ -2710,9 +2710,9 @@ class Check:
         sort_index: ClassVar[int]
         scene_oriented: ClassVar[bool]
         mask: ClassVar[Any]
-        result: ClassVar[Any]
-        could_be_fixed: ClassVar[bool]
-        could_be_selected: ClassVar[bool]
+        result: Any
+        could_be_fixed: bool
+        could_be_selected: bool
         @staticmethod
         def parameters() -> Parameters.Block: ...
         def check(self, path: str, parameters: Any) -> object: ...

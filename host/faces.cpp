@@ -1,6 +1,7 @@
 // The faces of core objects: how they are made, and what the collector is shown of them.
 #include <unordered_map>
 
+#include "host/no_collection.h"
 #include "host/py.h"
 
 namespace kavel::host {
@@ -44,26 +45,6 @@ class Traversal final : public runtime::ReferenceVisitor {
   std::unordered_map<const Object*, std::size_t> met_;
 };
 
-/// While a face is being made no foreign code may run: it could ask for the same face.
-class NoCollection {
- public:
-#if PY_VERSION_HEX >= 0x030A0000
-  NoCollection() : was_enabled_(PyGC_Disable()) {}
-  ~NoCollection() {
-    if (was_enabled_ != 0) PyGC_Enable();
-  }
-
- private:
-  int was_enabled_;
-#else
-  NoCollection() {}
-#endif
-
- public:
-  NoCollection(const NoCollection&) = delete;
-  NoCollection& operator=(const NoCollection&) = delete;
-};
-
 /// Whether the interpreter's own traversal of a derived class has shown the attributes already, as
 /// it does where it gives such a class a place for them that differs from the bound class's.
 bool shows_attributes(PyTypeObject* type) {
@@ -92,14 +73,15 @@ py::object expose(const Object* object) {
   auto* mutable_object = const_cast<Object*>(object);
   Value owner;
   if (const Object* above = object->owner()) owner = to_value(expose(above));
+  // While a face is being made no foreign code may run: it could ask for the same face.
   const NoCollection guard;
   py::object face = py::cast(mutable_object, py::return_value_policy::take_ownership);
   mutable_object->attach_face(face.ptr(), std::move(owner));
   return face;
 }
 
-Object* content(PyObject* self) {
-  auto* instance = reinterpret_cast<py::detail::instance*>(self);
+Object* content(PyObject* face) {
+  auto* instance = reinterpret_cast<py::detail::instance*>(face);
   const auto held = instance->get_value_and_holder();
   if (!held.holder_constructed()) return nullptr;
   return static_cast<Object*>(held.value_ptr());

@@ -10,6 +10,7 @@ from collections.abc import Sequence
 from kavel.commands import (
     checks,
     demo,
+    export,
     projects,
     scan,
     serve,
@@ -18,7 +19,8 @@ from kavel.commands import (
     validate,
     version,
 )
-from kavel.errors import KavelError
+from kavel.commands.parser import Parser
+from kavel.errors import KavelError, told
 from kavel.home import HOME_VARIABLE
 from kavel.terminal import make_console, printable
 from kavel.versions import version_line, versions
@@ -43,7 +45,7 @@ def main(argv: Sequence[str] | None = None) -> int:
         os.dup2(os.open(os.devnull, os.O_WRONLY), sys.stdout.fileno())
         return FAILED
     except (KavelError, OSError) as error:
-        lines = (printable(line) for line in str(error).splitlines())
+        lines = (printable(line) for line in told(error).splitlines())
         make_console(stderr=True).print("kavel: " + "\n".join(lines))
         return FAILED
 
@@ -54,8 +56,8 @@ class _Version(argparse.Action):
         parser.exit()
 
 
-def _parser() -> argparse.ArgumentParser:
-    parser = argparse.ArgumentParser(
+def _parser() -> Parser:
+    parser = Parser(
         prog="kavel",
         description="Check glTF scenes against a project: their hierarchies, and what is in them.",
     )
@@ -66,7 +68,7 @@ def _parser() -> argparse.ArgumentParser:
         help=f"where your settings and projects are (also: variable {HOME_VARIABLE})",
     )
     subparsers = parser.add_subparsers(required=True, metavar="COMMAND")
-    commands = (scan, validate, checks, projects, stats, sync, serve, version, demo)
+    commands = (scan, validate, export, checks, projects, stats, sync, serve, version, demo)
     for command in commands:
         command.add_parser(subparsers)
     return parser

@@ -6,7 +6,8 @@ import os
 import platform
 
 import core
-from kavel.home import kavel_home, target_directory
+from kavel.errors import KavelError, reason_of
+from kavel.home import HOME_VARIABLE, kavel_home, target_directory
 
 
 class StandaloneEnvironment(core.Environment):
@@ -16,7 +17,7 @@ class StandaloneEnvironment(core.Environment):
     are used, "standalone" when not given; `statistics_file` replaces the usual one. The folders are
     made when they are missing.
 
-    Errors: OSError when a folder cannot be made.
+    Errors: KavelError when a folder cannot be made.
     """
 
     def __init__(
@@ -29,7 +30,13 @@ class StandaloneEnvironment(core.Environment):
         self._settings = target_directory(kavel_home(home), self._target)
         self._projects = os.path.join(self._settings, "projects")
         self._statistics = statistics_file or os.path.join(self._settings, "statistics.json")
-        os.makedirs(self._projects, exist_ok=True)
+        try:
+            os.makedirs(self._projects, exist_ok=True)
+        except OSError as error:
+            raise KavelError(
+                f"{kavel_home(home)}: cannot hold your settings, projects and usage records: "
+                f"{reason_of(error)}; name another folder with --home or {HOME_VARIABLE}"
+            ) from error
         # Outside Windows nothing else sets it, and an environment without it is not accepted.
         if not core.Environment.user_home:
             core.Environment.user_home = os.path.expanduser("~")

@@ -2,6 +2,9 @@
 
 from __future__ import annotations
 
+import errno
+import os
+
 
 class KavelError(Exception):
     """A reason why a run, or one scene of it, could not be done."""
@@ -24,3 +27,31 @@ class SceneError(KavelError):
 
 class ProjectError(KavelError):
     """A project that cannot be found, read or loaded."""
+
+
+_REASONS = {
+    errno.ENOENT: "there is no such file or folder",
+    errno.EISDIR: "it is a folder, not a file",
+    errno.ENOTDIR: "a part of its path is a file, not a folder",
+    errno.EACCES: "you have no permission",
+    errno.EPERM: "you have no permission",
+    errno.EROFS: "the disk is write-protected",
+    errno.ENOSPC: "the disk is full",
+    errno.ENAMETOOLONG: "its name is too long",
+}
+
+
+def reason_of(error: OSError, writing: bool = False) -> str:
+    """Why a file could not be used, in words; `writing` is for a file that was to be made."""
+    if writing and error.errno == errno.ENOENT:
+        return "its folder is not there"
+    return _REASONS.get(error.errno or 0) or error.strerror or str(error)
+
+
+def told(error: Exception) -> str:
+    """What to say to the person who ran the command."""
+    if not isinstance(error, OSError):
+        return str(error)
+    if error.filename is None:
+        return f"a file cannot be used: {reason_of(error)}"
+    return f"{os.fsdecode(error.filename)}: cannot be used: {reason_of(error)}"

@@ -9,7 +9,7 @@ import sys
 from collections.abc import Iterator
 from typing import Any, TextIO
 
-from kavel.errors import KavelError
+from kavel.errors import KavelError, reason_of
 
 STDOUT = "-"
 
@@ -34,7 +34,7 @@ def open_output(path: str) -> Iterator[TextIO]:
         with contextlib.suppress(OSError):
             os.unlink(beside)
         if isinstance(error, OSError) and error.filename == beside:  # opening or replacing failed
-            reason = error.strerror or error
+            reason = reason_of(error, writing=True)
             raise KavelError(f"{path}: cannot be written: {reason}") from error
         raise
 

@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import copy
+import difflib
 from collections.abc import Sequence
 from typing import Any
 
@@ -33,10 +35,26 @@ class OwnChecks:
         for class_id in class_ids:
             # What was enabled once and is not installed any more can still be disabled.
             if class_id not in known and (enabled or config.get(class_id, False) is None):
-                raise KavelError(f'there is no check "{class_id}"; `kavel checks` lists them')
+                raise KavelError(self.no_such_check(class_id))
         for class_id in class_ids:
             config.get(class_id, True).enabled = enabled
         self._write()
+
+    @property
+    def configuration(self) -> dict[str, Any]:
+        """A copy: {id: {"enabled", "opened", "parameters"}} of what was ever switched on."""
+        return copy.deepcopy(self.list.config.data)
+
+    @property
+    def names(self) -> dict[str, str]:
+        """The name of each installed check by its id."""
+        return {str(control.check.class_id): str(control.check.long_name) for control in self.list}
+
+    def no_such_check(self, class_id: str) -> str:
+        """The words for an id that no class has."""
+        close = difflib.get_close_matches(class_id, self.names, 1)
+        hint = f"is {close[0]} meant?" if close else "`kavel checks` lists them"
+        return f'there is no check "{class_id}"; {hint}'
 
     @property
     def preset_names(self) -> list[str]:

@@ -2,22 +2,24 @@
 
 from __future__ import annotations
 
-from collections.abc import Iterator
+from collections.abc import Iterator, Sequence
+from dataclasses import dataclass
 
 from rich.cells import cell_len
 from rich.console import Console
 from rich.text import Text
 
+from kavel.columns import GAP, fitted, row_lines
 from kavel.document import ERROR, Problem
 from kavel.errors import ProjectError
 from kavel.projects import ProjectFile
-from kavel.report import MATCHED, UNMATCHED, Hierarchy, SceneResult
+from kavel.report import MATCHED, UNASSIGNED, UNMATCHED, Hierarchy, SceneResult
 from kavel.terminal import count, is_unicode, printable
+from kavel.wrapping import console_width, wrapped
 
-# Beyond this depth the lines keep their indentation: a chain of thousands of objects would
-# otherwise print more blanks than names.
-_MAX_INDENT = 40
-_MAX_COLUMN = 60
+_BESIDE = 45  # cells that are left of a line for names, rules and types, however deep
+_STEP = 3  # cells of one level
+_SHORT_NAME = 8  # cells that a name gets at least
 _LISTED = 10  # objects named with --verbose
 
 _STYLES = {MATCHED: "green", UNMATCHED: "red"}
@@ -25,47 +27,90 @@ _STYLES = {MATCHED: "green", UNMATCHED: "red"}
 
 def print_hierarchy(console: Console, hierarchy: Hierarchy) -> None:
     """A tree of the matched objects: name, the rule that took it, type."""
-    lines = list(_tree_lines(hierarchy, is_unicode(console)))
-    name_width = min(max(cell_len(guide + name) for guide, name, _, _ in lines), _MAX_COLUMN)
-    rule_width = min(max(cell_len(rule) for _, _, rule, _ in lines), _MAX_COLUMN)
-    for guide, name, rule, kind in lines:
-        name_pad = " " * max(name_width - cell_len(guide + name), 0)
-        rule_pad = " " * max(rule_width - cell_len(rule), 0)
-        if console.is_terminal:
-            styled = ((guide, "dim"), (name, "bold"), name_pad, "  ", (rule, "cyan"), rule_pad)
-            console.print(Text.assemble(*styled, "  ", (kind, "dim")))
+    # Deeper lines keep their indentation: a chain of thousands of objects would otherwise print
+    # more blanks than names.
+    levels = max((console_width(console) - _BESIDE) // _STEP, 1)
+    lines = list(_tree_lines(hierarchy, levels, is_unicode(console)))
+    natural = [
+        max(cell_len(line.guide + line.name) for line in lines),
+        max(cell_len(line.rule) for line in lines),
+        max(cell_len(line.kind) for line in lines),
+    ]
+    widths = fitted(natural, console_width(console))
+    least = min(natural[0], max(cell_len(line.guide) for line in lines) + _SHORT_NAME)
+    if widths[0] < least:
+        widths = [least, *fitted(natural[1:], console_width(console) - least - GAP)]
+    for line in lines:
+        if not console.is_terminal and line.fits(widths):  # trees are long, and styles slow
+            console.file.write(line.plain(widths))
         else:
-            console.file.write(f"{guide}{name}{name_pad}  {rule}{rule_pad}  {kind}\n")
+            for text in line.texts(widths):
+                console.print(text)
 
 
-def _tree_lines(hierarchy: Hierarchy, unicode: bool) -> Iterator[tuple[str, str, str, str]]:
+@dataclass(frozen=True)
+class _TreeLine:
+    """`below` stands under `guide` when the name goes on in a further line."""
+
+    guide: str
+    below: str
+    name: str
+    rule: str
+    kind: str
+
+    def fits(self, widths: Sequence[int]) -> bool:
+        cells = (self.guide + self.name, self.rule, self.kind)
+        return all(cell_len(cell) <= width for cell, width in zip(cells, widths))
+
+    def plain(self, widths: Sequence[int]) -> str:
+        cells = zip((self.guide + self.name, self.rule), widths)
+        padded = (text + " " * (width - cell_len(text) + GAP) for text, width in cells)
+        return f"{''.join(padded)}{self.kind}\n"
+
+    def texts(self, widths: Sequence[int]) -> Iterator[Text]:
+        indent = cell_len(self.guide)
+        names = wrapped(Text(self.name, "bold"), max(widths[0] - indent, 1))
+        label = Text("\n").join(
+            Text.assemble((self.below if number else self.guide, "dim"), name)
+            for number, name in enumerate(names)
+        )
+        cells = [label, Text(self.rule, "cyan"), Text(self.kind, "dim")]
+        return row_lines(cells, widths, hang=0)
+
+
+def _tree_lines(hierarchy: Hierarchy, levels: int, unicode: bool) -> Iterator[_TreeLine]:
     branch, corner, bar = ("├─ ", "└─ ", "│  ") if unicode else ("|- ", "`- ", "|  ")
     bars: list[str] = []  # what stands below each ancestor but the root
-    guide = ""
+    guide = below = ""
     for depth, joint, last in hierarchy.root.walk():
         if depth:
             del bars[depth - 1 :]
-            deep = [f"[{depth}] "] if len(bars) > _MAX_INDENT else []
-            guide = "".join([*bars[:_MAX_INDENT], *deep, corner if last else branch])
-            bars.append("   " if last else bar)
+            deep = [f"[{depth}] "] if len(bars) > levels else []
+            outer = [*bars[:levels], *deep]
+            guide = "".join([*outer, corner if last else branch])
+            bars.append(" " * _STEP if last else bar)
+            below = "".join([*outer[: len(bars) - 1], bars[-1]])
+            below += " " * (cell_len(guide) - cell_len(below))
         name = printable(joint.name) or "(no name)"
-        yield guide, name, printable(joint.rule), joint.type
+        yield _TreeLine(guide, below, name, printable(joint.rule), joint.type)
 
 
 def verdict(result: SceneResult) -> Text:
     """One line: what matched in a scene and what no rule took."""
     line = Text.assemble((f"{printable(result.file)}: ", "bold"))
     if result.status not in _STYLES:
-        line.append(f"error: {printable(result.message)}", "red")
+        line.append(f"error: {printable(result.told)}", "red")
         return line
     found = count(len(result.hierarchies), "hierarchy", "hierarchies")
+    if result.reason == UNASSIGNED:
+        line.append("failed: ", "red")
     if result.status == MATCHED:
         line.append(f"{found} matched", "green")
         line.append(f", {count(result.joint_count, 'joint')}")
     else:
         line.append(f"nothing matched: {result.message}", "red")
-    left = len(result.unassigned)
-    line.append(f", {count(left, 'object')} that no rule took", "yellow" if left else "")
+    style = "yellow" if result.unassigned else ""
+    line.append(f", {result.strangers}", "red" if result.reason == UNASSIGNED else style)
     if result.kept:
         line.append(f", {result.kept} stored before and kept")
         if result.kept_invalid:
@@ -88,7 +133,9 @@ def require_usable(project: ProjectFile, console: Console) -> None:
     """Print the project's problems. Errors: ProjectError when they make it unusable."""
     print_problems(console, project.path, project.checked.problems)
     if not project.checked.usable:
-        raise ProjectError(f"{project.path}: the project cannot be used")
+        errors = sum(problem.severity == ERROR for problem in project.checked.problems)
+        found = "for the error" if errors == 1 else f"for the {errors} errors"
+        raise ProjectError(f"{project.path}: the project cannot be used, {found} above")
 
 
 def print_problems(console: Console, path: str, problems: list[Problem]) -> None:

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import time
 from array import array
-from collections.abc import Callable, Iterator
+from collections.abc import Callable, Iterator, Sequence
 from contextlib import contextmanager
 from types import ModuleType
 from typing import Any
@@ -48,7 +48,7 @@ class RunRecorder:
         else:
             self.seconds[place] = record.speed
         if record.result == core.Constants.Check.Result.Error:
-            reason = (self._log.take_errors() or [""])[-1]
+            reason = self._log.take_last_error()
             self.errors[place] = self._texts.setdefault(reason, reason)
         self._tell()
 
@@ -95,10 +95,15 @@ class RecordedApi(core.Api):
     """`core.Api` with a recorder in the place of its store of usage records."""
 
     def __init__(
-        self, operator: Any, environment: Any, checks: ModuleType, log: LogHandler
+        self,
+        operator: Any,
+        environment: Any,
+        formats: Sequence[Any],
+        checks: ModuleType,
+        log: LogHandler,
     ) -> None:
         self._recorder: RunRecorder | None = None
-        super().__init__(operator, environment, checks=checks)
+        super().__init__(operator, environment, export_options=formats, checks=checks)
         self._recorder = RunRecorder(super().statistics, log)
 
     @property

@@ -58,7 +58,8 @@ def loaded_checks(classes: Any) -> list[dict[str, Any]]:
     return [
         {
             "id": str(check.class_id),
-            "name": str(check.short_name),
+            "name": str(check.long_name),
+            "short_name": str(check.short_name),
             "category": str(check.category),
             "description": str(check.description),
             "scene_wide": bool(check.scene_oriented),

@@ -4,7 +4,12 @@ from __future__ import annotations
 
 from collections.abc import Iterator
 from dataclasses import dataclass, field
-from typing import Any
+from typing import TYPE_CHECKING, Any
+
+if TYPE_CHECKING:
+    from kavel.diagnosis import Diagnosis
+
+from kavel.terminal import count
 
 SCHEMA = "kavel.scan/1"
 
@@ -12,6 +17,7 @@ OPENED = "opened"
 MATCHED = "matched"
 UNMATCHED = "unmatched"
 ERROR = "error"
+UNASSIGNED = "unassigned"  # a reason: objects that no rule took were not tolerated
 
 
 @dataclass
@@ -79,11 +85,12 @@ class SceneResult:
 
     `status` is "opened" before the scan, "matched" when at least one hierarchy matched, "unmatched"
     when none did, "error" when the scene could not be scanned or saved. `reason` is the name of the
-    core's notification, or "unreadable", "selection", "scan" or "save"; empty where there is none.
+    core's notification, or "unreadable", "selection", "scan", "save" or "unassigned" (a scene that
+    matched and fails because of objects that no rule took); empty where there is none.
     `hierarchies` are those that this scan found, `kept` counts those that the file held before and
     appending kept, `kept_invalid` those of them that the scene does not match any more.
     `unassigned` are the objects below the scanned top objects that no rule took; `objects` counts
-    all objects there.
+    all objects there. `diagnosis` tells why nothing matched, where that could be found out.
     """
 
     file: str
@@ -96,10 +103,21 @@ class SceneResult:
     kept: int = 0
     kept_invalid: int = 0
     saved: bool = False
+    diagnosis: Diagnosis | None = None
 
     @property
     def joint_count(self) -> int:
         return sum(hierarchy.joint_count for hierarchy in self.hierarchies)
+
+    @property
+    def strangers(self) -> str:
+        """How many objects no rule took, in words."""
+        return f"{count(len(self.unassigned), 'object')} that no rule took"
+
+    @property
+    def told(self) -> str:
+        """The message, for a line that begins with the file."""
+        return self.message.removeprefix(f"{self.file}: ")
 
     def fail(self, reason: str, message: str, status: str = ERROR) -> SceneResult:
         self.status, self.reason, self.message = status, reason, message
@@ -125,12 +143,15 @@ class SceneResult:
                 for hierarchy in self.hierarchies
             ],
             "unassigned": [vars(item) for item in self.unassigned],
+            "diagnosis": self.diagnosis and self.diagnosis.data(),
         }
 
 
 def exit_code(results: list[SceneResult]) -> int:
-    """0: every scene matched; 1: in some scene nothing matched; 2: some scene could not be done."""
+    """0: every scene matched; 1: in some scene nothing matched, or objects were left that are not
+    tolerated; 2: some scene could not be done."""
     statuses = {result.status for result in results}
     if ERROR in statuses or not statuses:
         return 2
-    return 1 if UNMATCHED in statuses else 0
+    strangers = any(result.reason == UNASSIGNED for result in results)
+    return 1 if UNMATCHED in statuses or strangers else 0

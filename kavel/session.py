@@ -2,11 +2,17 @@
 
 from __future__ import annotations
 
-from collections.abc import Sequence
+import difflib
+import logging
+import os
+import re
+from collections.abc import Callable, Sequence
 from typing import Any
 
 import core
+from kavel.diagnosis import Diagnosis, diagnose
 from kavel.errors import ProjectError, SceneError
+from kavel.gltf.exporting.settings import export_formats
 from kavel.gltf.operator import GltfOperator
 from kavel.logs import LogHandler
 from kavel.projects import ProjectFile
@@ -15,7 +21,11 @@ from kavel.registry import CheckSetup, embedded_checks
 from kavel.report import MATCHED, OPENED, UNMATCHED, Hierarchy, Joint, SceneObject, SceneResult
 from kavel.workplace import COPY, Workplace
 
+_VERSION = re.compile(r"\.v\d+\Z")
+_ALIKE = 0.8  # how much a path must resemble another one to be taken for it
 _REASONS = {
+    "lost_export_directory": "there is no folder to export to",
+    "empty_export_selection": "there is nothing to export",
     "empty_scan_selection": "there is no object to scan",
     "used_scan_selection": "what was to be scanned is stored in the file already",
     "empty_scan_result": "no hierarchy matches the project",
@@ -27,7 +37,8 @@ class Session:
 
     The project is used as a copy in a temporary home of its own, with the project's own target, so
     that neither its file nor the user's settings change. Checks are loaded when `setup` is given;
-    `api` is then a `RecordedApi`. A context manager.
+    `api` is then a `RecordedApi`. Usage records go to the file of `setup`, or to `statistics_file`;
+    with neither they are lost. A context manager.
 
     Errors: ProjectError when the project is not usable; OSError when the copy cannot be made.
     """
@@ -38,6 +49,7 @@ class Session:
         log: LogHandler,
         lod_names: str | None = None,
         setup: CheckSetup | None = None,
+        statistics_file: str | None = None,
     ) -> None:
         if project is not None and not project.checked.usable:
             raise ProjectError(f"{project.path}: the project is not usable")
@@ -45,13 +57,15 @@ class Session:
         self.log = log
         self.operator = GltfOperator(lod_names)
         if setup is None:
-            self._workplace = Workplace(project)
+            self._workplace = Workplace(project, statistics_file=statistics_file)
         else:
             self._workplace = Workplace(project, setup.settings, setup.statistics_file)
         try:
             self.api = self._make_api(setup is not None)
             self._reason = ""
             self._register_reasons()
+            self.operator.exports.flags = self.api.export.flags
+            self.operator.exports.next_version = self._next_version
             self._load()
         except BaseException:
             self._workplace.remove()
@@ -116,11 +130,25 @@ class Session:
         except SceneError as error:
             result.fail("save", str(error))
 
+    def watch(self, operation: Callable[[], Any]) -> tuple[str, str] | None:
+        """Run an operation of the core; returns why it did nothing, as the name of the core's
+        notification and in words, or none."""
+        self._reason = ""
+        operation()
+        return (self._reason, _REASONS[self._reason]) if self._reason else None
+
+    def _next_version(self, path: str) -> str:
+        """The file that the core would export to now, in place of one of an older version."""
+        folder, name = os.path.split(path)
+        stem, ending = os.path.splitext(name)
+        base = _VERSION.sub("", stem)
+        return str(self.api.export._create_path(folder, base, ending[1:], True))
+
     def _scan(self, result: SceneResult, append: bool) -> None:
         scene = self.api.scene
         roots = self.operator.get_selection_roots()
         before = list(scene.buffer.get()) if append else []
-        self.log.take_errors()
+        self.log.print_errors()
         self._reason = ""
         success = scene.scanner.upload_buffer(append)
         buckets = list(scene.buffer.get())
@@ -132,11 +160,22 @@ class Session:
                 result.fail("empty_scan_result", _REASONS["empty_scan_result"], UNMATCHED)
         elif self._reason:
             result.fail(self._reason, _REASONS[self._reason], UNMATCHED)
+            if self._reason == "empty_scan_result":
+                result.diagnosis = self._diagnose()
         else:
             errors = self.log.take_errors()
             result.fail("scan", "; ".join(errors) or "the scan failed without a reason")
         self._count_objects(result, roots, buckets)
         self._count_kept(result, before)
+
+    def _diagnose(self) -> Diagnosis | None:
+        """Why nothing matched; the verdict stands without it."""
+        try:
+            return diagnose(self.api)
+        except Exception as error:
+            text = f"why nothing matched could not be found out: {type(error).__name__}: {error}"
+            logging.getLogger(__name__).warning(text)
+            return None
 
     def _count_objects(self, result: SceneResult, roots: list[str], buckets: list[Any]) -> None:
         operator = self.operator
@@ -172,11 +211,11 @@ class Session:
         return Hierarchy(bucket.name, top[0])
 
     def _make_api(self, with_checks: bool) -> Any:
-        environment = self._workplace.environment
+        environment, formats = self._workplace.environment, export_formats()
         api: Any = (
-            RecordedApi(self.operator, environment, embedded_checks(), self.log)
+            RecordedApi(self.operator, environment, formats, embedded_checks(), self.log)
             if with_checks
-            else core.Api(self.operator, environment)
+            else core.Api(self.operator, environment, export_options=formats)
         )
         if api.env is not environment:
             raise ProjectError("the core did not accept the environment of this program")
@@ -202,7 +241,12 @@ class Session:
         return note
 
     def _missing_message(self, missing: list[str]) -> str:
-        known = self.operator.graph.roots
+        graph = self.operator.graph
+        named = ", ".join(f'"{path}"' for path in missing)
+        close = difflib.get_close_matches(missing[0], graph.parents, 1, _ALIKE)
+        if close:
+            return f"there is no object {named}; is {close[0]} meant?"
+        known = graph.roots
         listed = ", ".join(known[:5]) + (", ..." if len(known) > 5 else "")
-        there = f"the top objects are {listed}" if known else "it has none at all"
-        return f"no object at {', '.join(missing)}; {there}"
+        there = f"its top objects are {listed}" if known else "it has no objects at all"
+        return f"there is no object {named}; {there}"

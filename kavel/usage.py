@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import re
+from collections import Counter
 from collections.abc import Iterable, Mapping
 from dataclasses import dataclass, field
 from typing import Any
@@ -14,9 +15,11 @@ _SET_NUMBER = re.compile(r" \(Task \d{2,}\)$")
 
 @dataclass
 class CheckUsage:
-    """The runs of one check, by its long name. Seconds are of single runs."""
+    """The runs of one check. Records hold its name only; `check` is the id of the installed check
+    of that name, empty when there is none, or more than one. Seconds are of single runs."""
 
     name: str
+    check: str = ""
     counts: dict[str, int] = field(default_factory=lambda: dict.fromkeys(STATUSES, 0))
     seconds: float = 0.0
     worst: float = 0.0
@@ -36,6 +39,7 @@ class CheckUsage:
 
     def data(self) -> dict[str, Any]:
         return {
+            "check": self.check or None,
             "name": self.name,
             "runs": self.runs,
             "failures": self.failures,
@@ -45,9 +49,12 @@ class CheckUsage:
         }
 
 
-def check_usage(records: Iterable[Any]) -> list[CheckUsage]:
+def check_usage(records: Iterable[Any], names: Mapping[str, str]) -> list[CheckUsage]:
     """One entry for each check, the slowest in all first; records of no use are left out. The
-    parameter sets of a check count together."""
+    parameter sets of a check, which have a number at the end of their name, count together.
+    `names` are those of the installed checks by their ids."""
+    known = Counter(names.values())
+    ids = {name: class_id for class_id, name in names.items() if known[name] == 1}
     table: dict[str, CheckUsage] = {}
     for record in records:
         if not isinstance(record, Mapping):
@@ -58,7 +65,7 @@ def check_usage(records: Iterable[Any]) -> list[CheckUsage]:
         if isinstance(seconds, bool) or not isinstance(seconds, (int, float)) or seconds < 0:
             continue
         name = without_set_number(name)
-        usage = table.setdefault(name, CheckUsage(name))
+        usage = table.setdefault(name, CheckUsage(name, ids.get(name, "")))
         usage.counts[status] += 1
         usage.seconds += seconds
         usage.worst = max(usage.worst, seconds)

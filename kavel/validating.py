@@ -5,10 +5,15 @@ from __future__ import annotations
 import os
 from collections.abc import Iterable, Sequence
 from dataclasses import dataclass
+from typing import Any
 
 from rich.console import Console
 from rich.text import Text
 
+from kavel.configuration_printing import print_broken, print_misfits
+from kavel.configurations import Configurations
+from kavel.diagnosis.printing import print_diagnosis
+from kavel.document import Problem
 from kavel.errors import SceneError
 from kavel.findings import FAIL
 from kavel.logs import LogHandler
@@ -31,7 +36,8 @@ class Options:
     """What to do with each scene.
 
     `mode` is one of `kavel.validation.MODES`; `select` are the objects to work on, with what is
-    below them; `fail_on` is the least status that fails a scene.
+    below them; `fail_on` is the least status that fails a scene, and with `fail_on_unassigned` an
+    object that no rule took does.
     """
 
     mode: str = PROJECT
@@ -41,6 +47,7 @@ class Options:
     dry_run: bool = False
     save: bool = False
     fail_on: str = FAIL
+    fail_on_unassigned: bool = False
     strict: bool = False
     by_check: bool = True
     quiet: bool = False
@@ -105,13 +112,17 @@ class SceneValidator:
             strict=options.strict,
             broken=[found for found in report if found.broken],
             missing=missing_checks(self._wanted(), classes),
+            misfits=self._misfits(classes),
         )
+        print_broken(streams.errors, self.run.broken)
+        print_misfits(streams.errors, self.run.misfits)
         streams.report.begin(
             {
                 "project": session.project and session.project.data(),
                 "run": {
                     "mode": options.mode,
                     "fail_on": options.fail_on,
+                    "fail_on_unassigned": options.fail_on_unassigned,
                     "strict": options.strict,
                     "fix": "dry-run" if options.dry_run else "yes" if options.fix else "no",
                 },
@@ -119,13 +130,14 @@ class SceneValidator:
                     "loaded": loaded_checks(classes),
                     "broken": [found.data() for found in self.run.broken],
                     "missing": self.run.missing,
+                    "misfits": [problem.data() for problem in self.run.misfits],
                 },
             }
         )
 
     def validate(self, file: str) -> Outcome:
         """One scene, told on the streams; after an interrupt, what was found until then."""
-        outcome = Outcome(self._open(file), self._options.fail_on)
+        outcome = Outcome(self._open(file), self._options.fail_on, self._options.fail_on_unassigned)
         table = FindingsTable(self._options.by_check)
         fixes = FixesTable(self._options.dry_run)
         self._streams.report.begin_scene(file)
@@ -203,12 +215,19 @@ class SceneValidator:
         rules = self._session.project.rules if self._session.project else []
         return [class_id for rule in rules for class_id in enabled_ids(rule.get("checklist"))]
 
+    def _misfits(self, classes: Any) -> list[Problem]:
+        """What does not fit in the stored parameters of the checks that the run is to use."""
+        configurations = Configurations(classes, strict=self._options.strict)
+        if self._options.mode == SELECTION:
+            return configurations.of_checklist(self._session.api.settings.check.config.data)
+        return configurations.of_rules(self._session.project.rules if self._session.project else [])
+
     def _no_checks(self) -> str:
         if self.run.missing:
-            return "no check ran: those that are asked for are not installed"
+            return "no check ran: those that are asked for are not installed (see --checks)"
         if self._options.mode == SELECTION:
-            return "no check ran: none is enabled in your settings (see `kavel checks enable`)"
-        return "no check ran: the project asks for none"
+            return "no check ran: none is on; `kavel checks enable ID` switches one on"
+        return "no check ran: the project asks for none on what matched"
 
     def _print(self, outcome: Outcome, table: FindingsTable, fixes: FixesTable) -> None:
         streams = self._streams
@@ -217,7 +236,9 @@ class SceneValidator:
                 streams.table.print(Text(f"-- {printable(outcome.scene.file)}", "bold cyan"))
             fixes.print(streams.table)
             table.print(streams.table)
+            scene = outcome.scene
+            print_diagnosis(streams.table, scene.file, scene.diagnosis, self._options.verbose)
         console = streams.errors if outcome.status == ERROR else streams.table
         console.print(validation_verdict(outcome, self.run))
-        if self._options.verbose:
+        if self._options.verbose or outcome.has_strangers:
             print_unassigned(streams.table, outcome.scene)

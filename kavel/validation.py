@@ -12,6 +12,7 @@ from kavel.recording import RunRecorder
 from kavel.region import Region
 from kavel.report import SceneResult
 from kavel.session import Session
+from kavel.stored_values import load_errors
 
 _LONGEST = 2000  # characters of a message
 
@@ -151,7 +152,7 @@ class Validation:
     def _fix(self, place: int, path: str, result: Any) -> Fix:
         scene = self._session.operator.view
         before = scene.snapshot()
-        self._session.log.take_errors()
+        self._session.log.print_errors()
         self._again(place, result.fix_result)
         errors = self._session.log.take_errors()
         check = _class_of(result)
@@ -186,8 +187,7 @@ class Validation:
         status = str(result.status)
         check = _class_of(result)
         own_message = "" if status == PASS else str(result.result_message())
-        reason = self._recorder.errors.get(place, "") if status == ERROR else ""
-        message = reason or own_message
+        message = (self._reason(place, result) if status == ERROR else "") or own_message
         if len(message) > _LONGEST:
             message = message[:_LONGEST] + " ..."
         return Finding(
@@ -202,6 +202,13 @@ class Validation:
             seconds=self._recorder.seconds[place] if known else None,
             parameters=result._param.data,
         )
+
+    def _reason(self, place: int, result: Any) -> str:
+        """Why a run did not come to its end."""
+        misfits = load_errors(result._param)
+        if misfits:
+            return f"The stored parameters cannot be used: {'; '.join(misfits)}"
+        return self._recorder.errors.get(place, "")
 
 
 def _class_of(result: Any) -> Any:

@@ -2,20 +2,24 @@
 
 from __future__ import annotations
 
-from collections.abc import Iterator
+from collections.abc import Iterator, Sequence
 
 from rich.console import Console
 from rich.text import Text
 
-from kavel.columns import Cell, print_columns
+from kavel.columns import Row, fits, print_columns
 from kavel.findings import ERROR, FAIL, INFO, PASS, STATUSES, Entry, Finding, Fold, Section, Summary
 from kavel.outcome import FAILED, PASSED, Outcome, RunOutcome, listing
 from kavel.report import UNMATCHED
-from kavel.terminal import count, printable
+from kavel.terminal import check_title, count, printable
 from kavel.validation import Fix
 
 _STYLES = {PASS: "green", INFO: "blue", FAIL: "red", ERROR: "bold red"}
 _SCENE = "the scene"
+_MISFITTING = (
+    "check with stored parameters that do not fit",
+    "checks with stored parameters that do not fit",
+)
 _WORDS = {ERROR: "check error", FAIL: "failure", INFO: "note"}
 
 
@@ -34,15 +38,16 @@ class FindingsTable:
         place = finding.path or _SCENE
         message = finding.message or "no message"
         if self._by_check:
-            heading, text = f"{finding.name} ({finding.check})", message
+            heading, text = check_title(finding.name, finding.check), message
         else:
-            heading, text, place = place, f"{finding.name}: {message}", ""
+            title = check_title(finding.name, finding.check)
+            heading, text, place = place, f"{title}: {message}", ""
         self._fold.add(finding.status, heading, text, place, finding.fixable)
 
     def print(self, console: Console) -> None:
         for heading, sections in self._fold:
             console.print(Text(printable(heading), "bold"))
-            print_columns(console, self._rows(sections), indent="  ")
+            _print_rows(console, list(self._rows(sections)))
         things = "checks" if self._by_check else "objects"
         for status in reversed(STATUSES):
             more = self._fold.more.get(status, 0)
@@ -50,23 +55,17 @@ class FindingsTable:
                 counted = count(more, f"finding of {status}", f"findings of {status}")
                 console.print(f"and {counted} of further {things}", style=_STYLES[status])
 
-    def _rows(self, sections: list[tuple[str, Section]]) -> Iterator[list[str | Cell]]:
+    def _rows(self, sections: list[tuple[str, Section]]) -> Iterator[list[Text]]:
+        """A status, a text, a note and places each."""
         for status, section in sections:
+            word = Text(status, _STYLES[status])
             for text, entry in section.entries.items():
-                yield [
-                    (status, _STYLES[status]),
-                    printable(text),
-                    ("fixable" if entry.fixable else "", "cyan"),
-                    self._places(entry),
-                ]
+                note = Text("fixable" if entry.fixable else "", "cyan")
+                yield [word, Text(printable(text)), note, Text(self._places(entry))]
             if section.more:
                 what = "with other messages" if self._by_check else "more"
-                yield [
-                    (status, _STYLES[status]),
-                    f"{count(section.more, 'finding')} {what}",
-                    "",
-                    "",
-                ]
+                more = f"{count(section.more, 'finding')} {what}"
+                yield [word, Text(more), Text(), Text()]
 
     def _places(self, entry: Entry) -> str:
         if not self._by_check:
@@ -84,23 +83,25 @@ class FixesTable:
 
     def add(self, fix: Fix) -> None:
         self.count += 1
-        self._fold.add(fix.status, fix.name, self._text(fix), fix.path or _SCENE)
+        title = check_title(fix.name, fix.check)
+        self._fold.add(fix.status, title, self._text(fix), fix.path or _SCENE)
 
     def print(self, console: Console) -> None:
         if not self.count:
             return
         console.print(Text("Fixes that were tried" if self._dry_run else "Fixes", "bold"))
-        rows: list[list[str | Cell]] = []
+        rows: list[list[Text]] = []
         for heading, sections in self._fold:
             for status, section in sections:
                 word = ("fixable" if self._dry_run else "fixed") if status == PASS else status
+                state = Text(word, _STYLES[status])
                 for text, entry in section.entries.items():
-                    state: Cell = (word, _STYLES[status])
-                    rows.append([state, printable(heading), printable(text), _places(entry)])
+                    told = Text(printable(f"{heading}: {text}"))
+                    rows.append([state, told, Text(), Text(_places(entry))])
                 if section.more:
                     more = f"{count(section.more, 'object')} in other ways"
-                    rows.append([(word, _STYLES[status]), printable(heading), more, ""])
-        print_columns(console, rows, indent="  ")
+                    rows.append([state, Text(printable(f"{heading}: {more}")), Text(), Text()])
+        _print_rows(console, rows)
 
     def _text(self, fix: Fix) -> str:
         if fix.error:
@@ -130,13 +131,15 @@ def validation_verdict(outcome: Outcome, run: RunOutcome) -> Text:
     elif outcome.status == UNMATCHED:
         line.append(f"nothing matched: {scene.message}", "red")
     else:
-        line.append(f"error: {printable(scene.message)}", "red")
+        line.append(f"error: {printable(scene.told)}", "red")
     if outcome.summary.runs:
         line.append(f": {_found(outcome)}")
     if scene.objects:
-        left = len(scene.unassigned)
-        line.append(f", {count(left, 'object')} that no rule took", "yellow" if left else "")
-    _append_checks(line, run)
+        style = "red" if outcome.has_strangers else "yellow" if scene.unassigned else ""
+        line.append(f", {scene.strangers}", style)
+    checks = checks_verdict(run)
+    if checks:  # silence would read as a pass
+        line.append(f", {checks}", "red" if run.strict else "yellow")
     if outcome.would_leave is not None:
         line.append(f"; {_fixes(outcome)} would leave {_counts(outcome.would_leave)}")
     elif outcome.fixes:
@@ -153,14 +156,31 @@ def run_verdict(run: RunOutcome) -> Text:
     return line
 
 
-def _append_checks(line: Text, run: RunOutcome) -> None:
-    """What could not be used: silence would read as a pass."""
-    if run.broken:
-        names = [printable(found.name) for found in run.broken]
-        line.append(f", {count(len(names), 'broken check')}: {listing(names)}", "yellow")
-    if run.missing:
-        names = [printable(class_id) for class_id in run.missing]
-        line.append(f", {count(len(names), 'check')} not installed: {listing(names)}", "yellow")
+def checks_verdict(run: RunOutcome) -> str:
+    """The checks that could not be used as they were meant, or ""."""
+    parts = []
+    for ids, words in (
+        ([found.name for found in run.broken], ("broken check", "broken checks")),
+        (run.missing, ("check not installed", "checks not installed")),
+        (run.misfitting, _MISFITTING),
+    ):
+        if ids:
+            parts.append(f"{count(len(ids), *words)}: {listing(list(map(printable, ids)))}")
+    return ", ".join(parts)
+
+
+def _print_rows(console: Console, rows: Sequence[Sequence[Text]]) -> None:
+    """Rows of a status, a text, a note and places. On a narrow terminal the places stand below the
+    text: in a column of their own, paths would be broken."""
+    if fits(console, rows, "  "):
+        print_columns(console, rows, indent="  ")
+        return
+    table: list[Row] = []
+    for status, text, note, places in rows:
+        table.append([status, Text.assemble(text, "  ", note) if note else text])
+        if places:
+            table.append(["", places])
+    print_columns(console, table, indent="  ", hang=0)
 
 
 def _fixes(outcome: Outcome) -> str:

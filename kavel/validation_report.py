@@ -15,7 +15,7 @@ SCHEMA = "kavel.validation/1"
 EMPTY_HEAD: dict[str, Any] = {
     "project": None,
     "run": None,
-    "checks": {"loaded": [], "broken": [], "missing": []},
+    "checks": {"loaded": [], "broken": [], "missing": [], "misfits": []},
 }
 
 

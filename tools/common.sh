@@ -8,7 +8,6 @@ REQUIRED_PYTHON=3.11
 OTHER_PYTHONS="3.9 3.10 3.12 3.13"
 
 FAILED_STEPS=()
-FAILED_REPORTS=()
 NOT_RUN=()
 
 say() { printf '\n== %s\n' "$*"; }
@@ -27,16 +26,6 @@ step() {
   else
     echo "-- $name: FAILED with status $status after $((SECONDS - started)) s"
     FAILED_STEPS+=("$name")
-  fi
-}
-
-# report NAME COMMAND...: the same for what is not required yet; a failure is told, not counted.
-report() {
-  local before=${#FAILED_STEPS[@]}
-  step "$@"
-  if [ ${#FAILED_STEPS[@]} -gt "$before" ]; then
-    FAILED_REPORTS+=("$1")
-    unset 'FAILED_STEPS[before]'
   fi
 }
 
@@ -166,9 +155,6 @@ finish() {
   say "Summary"
   "$ENVIRONMENTS/$REQUIRED_PYTHON/bin/python" tools/summary.py "$REPORTS" || true
   for name in ${NOT_RUN[@]+"${NOT_RUN[@]}"}; do echo "not run: $name"; done
-  for name in ${FAILED_REPORTS[@]+"${FAILED_REPORTS[@]}"}; do
-    echo "failed, but not required yet: $name"
-  done
   if [ ${#FAILED_STEPS[@]} -eq 0 ]; then
     echo "All required steps passed in $((SECONDS / 60)) min $((SECONDS % 60)) s."
     return 0

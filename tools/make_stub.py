@@ -13,7 +13,16 @@ from collections.abc import MutableSequence
 from pathlib import Path
 from typing import Any
 
-from stub_types import ALIASES, ARGUMENTS, CLASSES, ELEMENTS, READ_ONLY, RESULTS, TYPES
+from stub_types import (
+    ALIASES,
+    ARGUMENTS,
+    CLASSES,
+    ELEMENTS,
+    PER_OBJECT,
+    READ_ONLY,
+    RESULTS,
+    TYPES,
+)
 
 STUB = Path(__file__).resolve().parents[1] / "host" / "core.pyi"
 HEADER = '''"""{doc}
@@ -85,7 +94,8 @@ class Stub:
             self.add(depth, "__hash__: ClassVar[None]  # type: ignore[assignment]")
         else:
             kind = TYPES.get(dotted, type(value).__name__)
-            self.add(depth, f"{name}: {f'ClassVar[{kind}]' if path else kind}")
+            plain = not path or dotted in PER_OBJECT
+            self.add(depth, f"{name}: {kind if plain else f'ClassVar[{kind}]'}")
 
     def class_(self, value: type, path: list[str], depth: int) -> None:
         dotted = ".".join(path)

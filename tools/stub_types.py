@@ -49,6 +49,13 @@ ELEMENTS = {
 # Properties that a host may set, but mostly overrides by ones that cannot be set.
 READ_ONLY = {"Environment.target", "Environment.scope", "Scene.Operator.type_mapping"}
 
+# Values of a class that each of its objects replaces by its own.
+PER_OBJECT = {
+    "Check.Base.result",
+    "Check.Base.could_be_fixed",
+    "Check.Base.could_be_selected",
+}
+
 # Arguments whose name says their type wherever the binding does not.
 ARGUMENTS = {
     "*paths": "str",

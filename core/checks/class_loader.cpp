@@ -140,6 +140,7 @@ std::vector<std::pair<std::string, Value>> ClassLoader::sorted() const {
            std::tuple(group(right.category), std::string_view(right.category), right.sort_index);
   });
   std::vector<std::pair<std::string, Value>> result;
+  result.reserve(classes.size());
   for (Accepted& entry : classes) {
     result.emplace_back(std::move(entry.class_id), std::move(entry.check_class));
   }

@@ -139,6 +139,7 @@ void Exporter::plan_project() {
 
 void Exporter::plan_selection() {
   for (std::string& root : port_->operator_port()->get_selection_roots()) {
+    if (root.empty()) continue;
     auto task = runtime::make<Task>(foundation::replace_all(root, "/", "_"));
     task->add(std::move(root));
     queue->add(std::move(task));

@@ -11,8 +11,13 @@
 namespace kavel::foundation {
 namespace {
 
-/// Files that are waited for at a time: at 10 ms for each to be written, 5 s.
-constexpr std::size_t kFilesAtOnce = 500;
+/// Files that are waited for at a time: as many as take `kBusySeconds` at the pace so far. A file
+/// takes 10 ms on a disk, but several hundred on a share that is far away. Not fewer than some, as
+/// those that others hold count, too.
+constexpr std::size_t kFilesAtFirst = 50;
+constexpr std::size_t kFilesAtLeast = 20;
+constexpr std::size_t kFilesAtMost = 500;
+constexpr double kBusySeconds = 10;
 constexpr double kNever = std::numeric_limits<double>::infinity();
 /// Sums of steps that mean the same moment differ by rounding.
 constexpr double kSameMoment = 1e-6;
@@ -28,7 +33,9 @@ class BulkTurns {
       start_more();
       while (!waiting_.empty()) {
         sleep_until_due();
+        const double start = runtime::services().system->monotonic();
         take_round();
+        set_pace(runtime::services().system->monotonic() - start);
         std::erase_if(waiting_, [](const Waiting& file) { return file.due == kNever; });
         start_more();
       }
@@ -55,7 +62,7 @@ class BulkTurns {
   }
 
   void start_more() {
-    for (; started_ < paths_.size() && waiting_.size() < kFilesAtOnce; ++started_) {
+    for (; started_ < paths_.size() && waiting_.size() < files_at_once_; ++started_) {
       attempt(started_, [this] {
         auto queue = runtime::make<AccessQueue>(paths_[started_]);
         queue->begin();
@@ -86,6 +93,17 @@ class BulkTurns {
     }
   }
 
+  /// Counts the seconds of a round, and how many files that pace allows.
+  void set_pace(double seconds) {
+    busy_ += seconds;
+    const auto done = static_cast<double>(started_ - waiting_.size()) +
+                      static_cast<double>(std::ranges::count(waiting_, kNever, &Waiting::due));
+    if (done == 0) return;
+    const double allowed = busy_ > 0 ? kBusySeconds * done / busy_ : kFilesAtMost;
+    files_at_once_ =
+        static_cast<std::size_t>(std::clamp<double>(allowed, kFilesAtLeast, kFilesAtMost));
+  }
+
   /// Whether the file's turn has come.
   bool advance(Waiting& file, FolderListing& listing) {
     std::optional<double> pause;
@@ -101,6 +119,9 @@ class BulkTurns {
   std::vector<Waiting> waiting_;
   /// Files that have been begun, from the first one on.
   std::size_t started_ = 0;
+  std::size_t files_at_once_ = kFilesAtFirst;
+  /// Seconds of work so far.
+  double busy_ = 0;
   /// Seconds slept so far.
   double now_ = 0;
 };

@@ -11,6 +11,8 @@ namespace kavel::foundation {
 namespace {
 
 constexpr std::size_t kMaximumLength = 200;
+/// In bytes: file systems take 255, and the queue's markers and copies need room behind a name.
+constexpr std::size_t kMaximumSize = 230;
 constexpr std::string_view kExtension = ".json";
 constexpr std::string_view kDevices[] = {"con", "prn", "aux", "nul", "conin$", "conout$", "clock$"};
 constexpr std::string_view kNumberedDevices[] = {"com", "lpt"};
@@ -53,7 +55,10 @@ bool is_device_name(std::string_view name) {
 }
 
 bool is_safe_filename(std::string_view name) {
-  if (name.size() <= kExtension.size() || !name.ends_with(kExtension)) return false;
+  if (name.size() > kMaximumSize || !name.ends_with(kExtension)) return false;
+  // With nothing but points before it, ".json" is no extension: such a file would not be loaded.
+  const std::string_view stem = name.substr(0, name.size() - kExtension.size());
+  if (stem.find_first_not_of('.') == std::string_view::npos) return false;
   std::size_t length = 0;
   for (std::size_t position = 0; position < name.size(); ++length) {
     if (is_forbidden_in_name(next_code_point(name, position))) return false;

@@ -8,7 +8,7 @@ namespace kavel::foundation {
 
 /// Whether a name from a foreign document may become the name of a JSON file in our folder: one
 /// component on every system, no control characters, no device of Windows, no marker of another
-/// file's access queue, ends with ".json", at most 200 characters.
+/// file's access queue, ends with ".json", at most 200 characters in 230 bytes.
 [[nodiscard]] bool is_safe_filename(std::string_view name);
 
 /// Whether no name of ours holds the character: a separator of paths or of a drive, a control

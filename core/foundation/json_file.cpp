@@ -141,7 +141,13 @@ void copy_aside(const std::string& path) { (void)copy_beside(path, kCorruptedFol
 
 std::string copy_beside(const std::string& path, const std::string& folder) {
   std::string place = place_beside(path, folder);
-  runtime::services().files->copy(path, place);
+  try {
+    runtime::services().files->copy(path, place);
+  } catch (...) {
+    // Half a copy on a full disk would be taken for a whole one.
+    remove_quietly(place);
+    throw;
+  }
   return place;
 }
 

@@ -1,5 +1,7 @@
 #include "core/foundation/json_writer.h"
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 
 #include "core/foundation/text.h"
@@ -34,6 +36,14 @@ char short_escape(char character) {
       return 0;
   }
 }
+
+/// Characters that are escaped or may begin one that is.
+constexpr std::array<bool, 256> kSpecial = [] {
+  std::array<bool, 256> special{};
+  std::fill_n(special.begin(), 0x20, true);
+  special['"'] = special['\\'] = special[0xED] = true;
+  return special;
+}();
 
 bool is_surrogate(std::string_view text, std::size_t position) {
   return static_cast<unsigned char>(text[position]) == 0xED && position + 2 < text.size() &&
@@ -79,8 +89,12 @@ void append_map(std::string& output, const Json::Map& map, int depth) {
 
 void append_json(std::string& output, std::string_view text) {
   output += '"';
+  std::size_t begin = 0;
   for (std::size_t position = 0; position < text.size(); ++position) {
     const char character = text[position];
+    if (!kSpecial[static_cast<unsigned char>(character)]) continue;
+    output.append(text, begin, position - begin);
+    begin = position;
     if (const char letter = short_escape(character); letter != 0) {
       output += '\\';
       output += letter;
@@ -90,9 +104,11 @@ void append_json(std::string& output, std::string_view text) {
       append_unit(output, next_code_point(text, position));
       --position;
     } else {
-      output += character;
+      continue;  // stands in the next piece
     }
+    begin = position + 1;
   }
+  output.append(text, begin);
   output += '"';
 }
 

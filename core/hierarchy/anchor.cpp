@@ -10,12 +10,16 @@ namespace {
 
 using foundation::contains;
 
-/// Splits leading global flags such as "(?i)" off: they must stay at the start of an expression.
+/// Splits leading global flags such as "(?i)(?s)" off: they must stay at an expression's start.
 std::pair<std::string_view, std::string_view> split_flags(std::string_view expression) {
-  if (!expression.starts_with("(?")) return {"", expression};
-  const std::size_t end = expression.find_first_not_of("aiLmsux", 2);
-  if (end == 2 || end == std::string_view::npos || expression[end] != ')') return {"", expression};
-  return {expression.substr(0, end + 1), expression.substr(end + 1)};
+  std::size_t behind = 0;
+  while (expression.substr(behind).starts_with("(?")) {
+    const std::size_t letters = behind + 2;
+    const std::size_t end = expression.find_first_not_of("aiLmsux", letters);
+    if (end == letters || end == std::string_view::npos || expression[end] != ')') break;
+    behind = end + 1;
+  }
+  return {expression.substr(0, behind), expression.substr(behind)};
 }
 
 std::string apply_one(std::string expression, const std::string& anchor, const std::string& part) {
@@ -46,16 +50,30 @@ std::string Vocabulary::apply_anchors(std::string expression) const {
   return expression;
 }
 
-const CompiledExpression& Vocabulary::compile(const std::string& text) {
+NameExpression::Plain Vocabulary::compile(const std::string& text) {
   if (const auto known = compiled_.find(text); known != compiled_.end()) return known->second;
-  CompiledExpression made{runtime::services().regex->compile(text), nullptr};
-  if (const auto tree = runtime::services().regex->parse(text)) {
-    made.automaton = NameAutomaton::make(*tree, 0);
-  }
+  auto made = std::make_shared<const PlainExpression>(text);
   return compiled_.emplace(text, std::move(made)).first->second;
 }
 
-NameExpression Vocabulary::part(std::string_view text, const std::vector<std::string>& usages,
+bool Vocabulary::can_bind(const std::string& expression,
+                          const std::vector<std::string>& usages) const {
+  // Sub-expressions come to stand beside the references, and in the parts around a definition
+  // beside less than in the whole.
+  const auto is_bindable = [&](std::string_view text) {
+    const std::string applied = apply_anchors(refer_back(std::string(text), usages));
+    return hierarchy::can_bind(restore_usages(applied, usages), usages);
+  };
+  if (!hierarchy::can_bind(expression, usages) || !is_bindable(expression)) return false;
+  return std::ranges::all_of(*keys_, [&](const AnchorKey& key) {
+    if (!contains(expression, key.definition)) return true;
+    const auto [before, after] = split_at_anchor(key.definition, expression);
+    return is_bindable(before) && is_bindable(after);
+  });
+}
+
+NameExpression Vocabulary::part(std::string_view outer_flags, std::string_view text,
+                                const std::vector<std::string>& usages,
                                 NameExpression::Place place) {
   const bool at_start = place == NameExpression::Place::start;
   const auto stands = [&](const std::string& usage) { return contains(text, usage); };
@@ -66,7 +84,7 @@ NameExpression Vocabulary::part(std::string_view text, const std::vector<std::st
         references, usages.size(),
         at_start ? BoundExpression::Use::match : BoundExpression::Use::find));
   }
-  const std::string applied = apply_anchors(std::string(text));
+  const std::string applied = std::string(outer_flags) + apply_anchors(std::string(text));
   const auto [flags, rest] = split_flags(applied);
   if (at_start) return NameExpression(compile(std::string(flags) + "^" + std::string(rest)), place);
   return NameExpression(compile(applied + "$"), place);
@@ -74,10 +92,14 @@ NameExpression Vocabulary::part(std::string_view text, const std::vector<std::st
 
 std::shared_ptr<Vocabulary::Prepared> Vocabulary::prepare(const std::string& expression,
                                                           const std::vector<std::string>& usages) {
-  std::string cache_key = expression;
+  // The number in front tells an expression apart that looks like another with its usages.
+  std::string cache_key = std::to_string(usages.size()) + '\0' + expression;
   for (const std::string& usage : usages) cache_key += '\0' + usage;
   if (const auto known = prepared_.find(cache_key); known != prepared_.end()) {
     return known->second;
+  }
+  if (!usages.empty() && !can_bind(expression, usages)) {
+    return prepared_.emplace(std::move(cache_key), nullptr).first->second;
   }
   const std::string applied = apply_anchors(refer_back(expression, usages));
   NameExpression compiled = usages.empty()
@@ -97,11 +119,11 @@ std::shared_ptr<const std::vector<Vocabulary::Definition>> Vocabulary::definitio
   std::vector<Definition> made;
   for (const std::uint32_t key : prepared.defined) {
     const auto [before, after] = split_at_anchor((*keys_)[key].definition, prepared.text);
-    const std::string head = apply_anchors(std::string(before));
+    const std::string head = apply_anchors(refer_back(std::string(before), prepared.usages));
     // Flags in front of the expression hold for the part after the definition as well.
-    const std::string tail = std::string(split_flags(head).first) + std::string(after);
-    made.push_back({key, part(before, prepared.usages, NameExpression::Place::start),
-                    part(tail, prepared.usages, NameExpression::Place::anywhere)});
+    const std::string_view flags = split_flags(head).first;
+    made.push_back({key, part("", before, prepared.usages, NameExpression::Place::start),
+                    part(flags, after, prepared.usages, NameExpression::Place::anywhere)});
   }
   return std::make_shared<const std::vector<Definition>>(std::move(made));
 }
@@ -120,22 +142,12 @@ std::vector<std::pair<std::uint32_t, std::string>> Vocabulary::cut(Prepared& pre
 }
 
 bool NameExpression::match(const std::string& texts, std::string_view name) const {
-  if (bound_ != nullptr) return bound_->match(texts, name);
-  if (plain_.automaton != nullptr) {
-    if (const auto matched = plain_.automaton->match(name)) return *matched;
-  }
-  return plain_.expression->match(name);
+  return bound_ != nullptr ? bound_->match(texts, name) : plain_->match(name);
 }
 
 std::string NameExpression::remove(const std::string& texts, std::string_view name) const {
   if (bound_ != nullptr) return bound_->remove(texts, name);
-  const bool at_start = place_ == Place::start;
-  if (plain_.automaton != nullptr) {
-    auto rest =
-        at_start ? plain_.automaton->remove_start(name) : plain_.automaton->remove_first(name);
-    if (rest) return *std::move(rest);
-  }
-  return at_start ? plain_.expression->remove_start(name) : plain_.expression->remove_first(name);
+  return place_ == Place::start ? plain_->remove_start(name) : plain_->remove_first(name);
 }
 
 Anchor::Anchor()
@@ -221,8 +233,7 @@ std::optional<bool> RuleMatcher::match_bound(std::string_view name, std::string_
     const std::string own_name(name);
     const std::string own_path(path);
     bound_for_ = bound_usages_;
-    bound_ =
-        can_bind(expression_, bound_for_) ? vocabulary_.prepare(expression_, bound_for_) : nullptr;
+    bound_ = vocabulary_.prepare(expression_, bound_for_);
     if (bound_ == nullptr) return std::nullopt;
     return match_prepared(bound_, texts, own_name, own_path);
   }

@@ -14,25 +14,18 @@
 #include <vector>
 
 #include "core/hierarchy/anchor_state.h"
-#include "core/hierarchy/automaton.h"
 #include "core/hierarchy/bound_expression.h"
-#include "core/runtime/regex.h"
+#include "core/hierarchy/plain_expression.h"
 
 namespace kavel::hierarchy {
-
-/// A compiled expression, and its automaton if there is one.
-struct CompiledExpression {
-  std::shared_ptr<const runtime::Expression> expression;
-  std::shared_ptr<NameAutomaton> automaton;
-};
 
 /// A compiled expression, with or without references to captured texts.
 class NameExpression {
  public:
+  using Plain = std::shared_ptr<const PlainExpression>;
   /// Where a plain expression is looked for.
   enum class Place { start, anywhere };
-  explicit NameExpression(CompiledExpression plain, Place place)
-      : plain_(std::move(plain)), place_(place) {}
+  explicit NameExpression(Plain plain, Place place) : plain_(std::move(plain)), place_(place) {}
   explicit NameExpression(std::shared_ptr<const BoundExpression> bound)
       : bound_(std::move(bound)) {}
 
@@ -41,7 +34,7 @@ class NameExpression {
   [[nodiscard]] std::string remove(const std::string& texts, std::string_view name) const;
 
  private:
-  CompiledExpression plain_;
+  Plain plain_;
   std::shared_ptr<const BoundExpression> bound_;
   Place place_ = Place::start;
 };
@@ -70,9 +63,9 @@ class Vocabulary {
     /// Compiled when the first capture needs them.
     std::shared_ptr<const std::vector<Definition>> definitions;
   };
-  /// `usages` become references to captured texts, in that order; they must be bindable. Throws the
-  /// interpreter's error for an expression that does not compile and a value error for a definition
-  /// that stands in it twice.
+  /// `usages` become references to captured texts, in that order; null when captured texts have to
+  /// be inserted. Throws the interpreter's error for an expression that does not compile and a
+  /// value error for a definition that stands in it twice.
   [[nodiscard]] std::shared_ptr<Prepared> prepare(const std::string& expression,
                                                   const std::vector<std::string>& usages = {});
   /// What the definitions in the expression capture of `name`, by key.
@@ -84,15 +77,20 @@ class Vocabulary {
   [[nodiscard]] std::string apply_anchors(std::string expression) const;
 
  private:
-  [[nodiscard]] const CompiledExpression& compile(const std::string& text);
-  [[nodiscard]] NameExpression part(std::string_view text, const std::vector<std::string>& usages,
+  /// Whether references may stand for `usages` in the expression with its other anchors applied,
+  /// and in the parts around its definitions.
+  [[nodiscard]] bool can_bind(const std::string& expression,
+                              const std::vector<std::string>& usages) const;
+  [[nodiscard]] NameExpression::Plain compile(const std::string& text);
+  [[nodiscard]] NameExpression part(std::string_view outer_flags, std::string_view text,
+                                    const std::vector<std::string>& usages,
                                     NameExpression::Place place);
   [[nodiscard]] std::shared_ptr<const std::vector<Definition>> definitions(
       const Prepared& prepared);
 
   std::shared_ptr<const AnchorState::Keys> keys_;
   std::unordered_map<std::string, std::shared_ptr<Prepared>> prepared_;
-  std::unordered_map<std::string, CompiledExpression> compiled_;
+  std::unordered_map<std::string, NameExpression::Plain> compiled_;
 };
 
 class Anchor final : public runtime::Object {

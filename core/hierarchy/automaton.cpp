@@ -158,9 +158,9 @@ class NameAutomaton::Segment {
     if (known == kUnknown) known = state(closure({begin_}, at_start, false), at_start);
     return known;
   }
-  [[nodiscard]] bool accepts(std::int32_t state) const { return states_[at(state)].accepts; }
+  [[nodiscard]] bool accepts(std::int32_t state) const { return (accepting_[at(state)] & 1) != 0; }
   [[nodiscard]] bool accepts_at_end(std::int32_t state) const {
-    return states_[at(state)].accepts_at_end;
+    return (accepting_[at(state)] & 2) != 0;
   }
   std::int32_t next(std::int32_t state, char character) {
     const std::size_t entry = at(state) * class_count_ + class_of_[at(character)];
@@ -174,11 +174,6 @@ class NameAutomaton::Segment {
  private:
   static constexpr std::int32_t kUnknown = -2;
   using Set = std::vector<std::uint16_t>;
-  struct State {
-    Set nodes;
-    bool accepts;
-    bool accepts_at_end;
-  };
 
   static std::size_t at(std::int32_t state) { return static_cast<std::size_t>(state); }
   static std::size_t at(char character) { return static_cast<unsigned char>(character); }
@@ -231,14 +226,15 @@ class NameAutomaton::Segment {
     if (states_.size() >= kMaxStates) return kLost;
     const auto accepts = [](const Set& set) { return !set.empty() && set.front() == 0; };
     const bool at_end = accepts(closure(nodes, at_start, true));
-    states_.push_back({nodes, accepts(nodes), at_end});
+    accepting_.push_back(static_cast<std::uint8_t>((accepts(nodes) ? 1 : 0) | (at_end ? 2 : 0)));
+    states_.push_back(std::move(nodes));
     table_.resize(states_.size() * class_count_, kUnknown);
     return numbers_.emplace(key, static_cast<std::int32_t>(states_.size() - 1)).first->second;
   }
 
   std::int32_t step(std::int32_t from, char character) {
     Set following;
-    for (const std::uint16_t index : states_[at(from)].nodes) {
+    for (const std::uint16_t index : states_[at(from)]) {
       const Nodes::Node& node = nodes_.nodes[index];
       if (node.step == Nodes::Step::character && nodes_.sets[node.set][at(character)]) {
         following.push_back(node.next);
@@ -251,7 +247,10 @@ class NameAutomaton::Segment {
   std::uint16_t begin_ = 0;
   std::array<std::uint8_t, 128> class_of_{};
   std::size_t class_count_ = 0;
-  std::vector<State> states_;
+  /// The nodes of each state.
+  std::vector<Set> states_;
+  /// For each state whether a match may end there, and whether it may at the end of the name.
+  std::vector<std::uint8_t> accepting_;
   std::vector<std::int32_t> table_;
   std::map<std::pair<bool, Set>, std::int32_t> numbers_;
   std::array<std::int32_t, 2> first_{kUnknown, kUnknown};

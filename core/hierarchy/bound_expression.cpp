@@ -29,6 +29,11 @@ std::size_t end_of_set(std::string_view expression, std::size_t begin) noexcept 
   return std::string_view::npos;
 }
 
+bool holds_any(std::string_view text, const std::vector<std::string>& usages) {
+  return std::ranges::any_of(
+      usages, [text](const std::string& usage) { return foundation::contains(text, usage); });
+}
+
 /// Whether it has only escapes and groups whose meaning depends neither on their neighbours nor on
 /// their number, and no start of text, which would be taken for the start of the captured texts.
 /// Its groups are closed: it will stand inside of one.
@@ -53,14 +58,14 @@ bool has_plain_syntax(std::string_view expression, const std::vector<std::string
       case '[': {
         const std::size_t end = end_of_set(expression, at);
         if (end == std::string_view::npos) return false;
-        const std::string_view set = expression.substr(at, end - at);
-        const auto holds = [set](const std::string& usage) {
-          return foundation::contains(set, usage);
-        };
-        if (std::ranges::any_of(usages, holds)) return false;
+        if (holds_any(expression.substr(at, end - at), usages)) return false;
         at = end - 1;
         break;
       }
+      case '{':
+        // A text between braces may make a count of what was none.
+        if (holds_any(rest.substr(0, rest.find('}')), usages)) return false;
+        break;
       case '^':
       case '\0':
         return false;
@@ -76,7 +81,12 @@ bool stands_alone(std::string_view before, std::string_view after) noexcept {
       !after.empty() && std::string_view("*+?{").find(after.front()) != std::string_view::npos;
   const bool inside =
       !before.empty() && std::string_view("\\{,").find(before.back()) != std::string_view::npos;
-  return !quantified && !inside;
+  // Between other brackets the text may make up the name of another anchor.
+  const std::size_t opened = before.rfind('<');
+  const bool nested = opened != std::string_view::npos &&
+                      before.find('>', opened) == std::string_view::npos &&
+                      foundation::contains(after, ">");
+  return !quantified && !inside && !nested;
 }
 
 /// What `bound_prefix` joined.
@@ -88,6 +98,17 @@ std::vector<std::string_view> split_prefix(std::string_view prefix) {
     prefix.remove_prefix(end + 1);
   }
   return texts;
+}
+
+PlainExpression compile(const std::string& references, std::size_t count,
+                        BoundExpression::Use use) {
+  std::string texts;
+  for (std::size_t index = 0; index < count; ++index) {
+    texts += "(?P<" + reference_name(index) + ">[^\\x00]*)\\x00";
+  }
+  const std::string hit = "(?P<" + std::string(kHit) + ">" + references + ")";
+  const char* gap = use == BoundExpression::Use::find ? "(?s:.*?)" : "";
+  return {texts + hit, count, texts + gap + hit};
 }
 
 }  // namespace
@@ -116,36 +137,34 @@ std::string refer_back(std::string expression, const std::vector<std::string>& u
   return expression;
 }
 
-BoundExpression::BoundExpression(const std::string& references, std::size_t count, Use use)
-    : use_(use) {
-  std::string texts;
-  for (std::size_t index = 0; index < count; ++index) {
-    texts += "(?P<" + reference_name(index) + ">[^\\x00]*)\\x00";
+std::string restore_usages(std::string references, const std::vector<std::string>& usages) {
+  for (std::size_t index = 0; index < usages.size(); ++index) {
+    references =
+        foundation::replace_all(references, "(?P=" + reference_name(index) + ")", usages[index]);
   }
-  const std::string hit = "(?P<" + std::string(kHit) + ">" + references + ")";
-  runtime::Regex& regex = *runtime::services().regex;
-  expression_ = regex.compile(texts + (use == Use::find ? "(?s:.*?)" : "") + hit);
-  if (const auto tree = regex.parse(texts + hit)) {
-    automaton_ = NameAutomaton::make(tree->children.back(), count);
-  }
+  return references;
 }
 
+BoundExpression::BoundExpression(const std::string& references, std::size_t count, Use use)
+    : use_(use), expression_(compile(references, count, use)) {}
+
 bool BoundExpression::match(const std::string& texts, std::string_view subject) const {
-  if (automaton_ != nullptr) {
-    if (const auto matched = automaton_->match(subject, split_prefix(texts))) return *matched;
+  if (NameAutomaton* automaton = expression_.automaton()) {
+    if (const auto matched = automaton->match(subject, split_prefix(texts))) return *matched;
   }
-  return expression_->match(texts + std::string(subject));
+  const std::string whole = texts + std::string(subject);
+  return expression_.law().match(whole);
 }
 
 std::string BoundExpression::remove(const std::string& texts, std::string_view subject) const {
-  if (automaton_ != nullptr) {
+  if (NameAutomaton* automaton = expression_.automaton()) {
     const auto captured = split_prefix(texts);
-    auto rest = use_ == Use::match ? automaton_->remove_start(subject, captured)
-                                   : automaton_->remove_first(subject, captured);
+    auto rest = use_ == Use::match ? automaton->remove_start(subject, captured)
+                                   : automaton->remove_first(subject, captured);
     if (rest) return *std::move(rest);
   }
-  const std::string rest = expression_->remove_group(texts + std::string(subject), kHit);
-  return rest.substr(texts.size());
+  const std::string whole = texts + std::string(subject);
+  return expression_.law().remove_group(whole, kHit).substr(texts.size());
 }
 
 std::string bound_prefix(const std::vector<const std::string*>& texts) {

@@ -12,8 +12,7 @@
 #include <string_view>
 #include <vector>
 
-#include "core/hierarchy/automaton.h"
-#include "core/runtime/regex.h"
+#include "core/hierarchy/plain_expression.h"
 
 namespace kavel::hierarchy {
 
@@ -21,12 +20,16 @@ namespace kavel::hierarchy {
 [[nodiscard]] bool is_plain_text(std::string_view text) noexcept;
 
 /// Whether every `usage` in `expression` stands where inserting a plain text and referring back to
-/// it mean the same.
+/// it mean the same. Other anchors in `expression` are taken as they stand.
 [[nodiscard]] bool can_bind(std::string_view expression, const std::vector<std::string>& usages);
 
 /// `expression` with the usages turned into references, in the order of `usages`.
 [[nodiscard]] std::string refer_back(std::string expression,
                                      const std::vector<std::string>& usages);
+
+/// `references` with the usages where `refer_back` put references.
+[[nodiscard]] std::string restore_usages(std::string references,
+                                         const std::vector<std::string>& usages);
 
 /// One expression with references to `count` captured texts, which precede the subject.
 class BoundExpression {
@@ -46,9 +49,8 @@ class BoundExpression {
   [[nodiscard]] std::string remove(const std::string& texts, std::string_view subject) const;
 
  private:
-  std::shared_ptr<const runtime::Expression> expression_;
-  std::shared_ptr<NameAutomaton> automaton_;
   Use use_;
+  PlainExpression expression_;
 };
 
 /// The captured texts in front of a subject.

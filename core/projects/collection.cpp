@@ -227,8 +227,9 @@ std::vector<FileChange> Collection::arrivals(const ServerContent& server) const 
     }
   }
   std::vector<FileChange> changes;
-  for (const auto& [filename, project] : newest) {
+  for (const auto& arrival : newest) {
     foundation::guarded([&] {
+      const auto& [filename, project] = arrival;
       auto document = runtime::make<Document>(links_.link(), directory, filename, *project);
       if (!is_approved(*document)) return;
       changes.push_back({.document = std::move(document), .filename = filename});

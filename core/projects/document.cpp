@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <exception>
+#include <limits>
 
 #include "core/foundation/file_name.h"
 #include "core/foundation/json_file.h"
@@ -218,9 +219,11 @@ void Document::save() {
 }
 
 void Document::mark_edited() {
-  // Of a time so far ahead that the step is lost in rounding, the next number.
-  const double later =
-      std::max(edit_timestamp + kEditStep, std::nextafter(edit_timestamp, HUGE_VAL));
+  // Of a time so far ahead that the step is lost in rounding, the next number. None follows the
+  // greatest: an endless one would count as no time when it is read.
+  constexpr double kGreatest = std::numeric_limits<double>::max();
+  const double later = std::min(
+      std::max(edit_timestamp + kEditStep, std::nextafter(edit_timestamp, kGreatest)), kGreatest);
   edit_timestamp = std::max(runtime::services().system->time(), later);
 }
 
@@ -258,8 +261,10 @@ bool Document::take_over(const foundation::Document& file) {
 
 void Document::adopt(const Json& file_data) {
   const std::string on_disk = filename_;
+  const EditToggle::View view = history_->edit_toggle()->view();
   apply(file_data);
   filename_ = on_disk;
+  history_->edit_toggle()->refresh(view);
   unread_ = false;
   size_ = size_on_disk(file_path());
 }

@@ -90,7 +90,8 @@ class Document final : public runtime::Object, public DocumentPort {
   bool write();
   /// Reads the file again if it exists; a failure is logged and changes nothing.
   void reload();
-  /// Takes over what somebody else wrote to the file, as `apply` does.
+  /// Takes over what somebody else wrote to the file, as `apply` does; a working copy that the user
+  /// edits stays.
   void adopt(const foundation::Json& file_data);
   /// Whether the file has grown since it was read or written here.
   [[nodiscard]] bool is_outdated() const;

@@ -46,6 +46,23 @@ void EditToggle::update() {
   std::swap(current_, newest);
 }
 
+EditToggle::View EditToggle::view() const {
+  const auto& items = records_->items;
+  const bool has_promise = !items.empty() && items.front()->is_promise();
+  return {.promise = has_promise ? items.front() : nullptr, .shown = current_};
+}
+
+void EditToggle::refresh(const View& before) {
+  update();
+  if (before.promise) records_->items.insert(records_->items.begin(), before.promise);
+  if (!before.shown) return;
+  Ref<Record> shown = before.shown->is_promise() ? before.shown : nullptr;
+  for (const Ref<Record>& record : records_->items) {
+    if (!shown && record->timestamp == before.shown->timestamp) shown = record;
+  }
+  if (shown) std::swap(current_, shown);
+}
+
 void EditToggle::set_promise(Ref<Record> promise) {
   update();
   records_->items.insert(records_->items.begin(), promise);

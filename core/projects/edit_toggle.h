@@ -12,6 +12,12 @@ class EditToggle final : public runtime::Object {
  public:
   using Records = runtime::List<runtime::Ref<Record>>;
 
+  /// What a user works at.
+  struct View {
+    runtime::Ref<Record> promise;
+    runtime::Ref<Record> shown;
+  };
+
   /// Filled from the history.
   explicit EditToggle(Uplink<HistoryPort> history);
 
@@ -26,12 +32,18 @@ class EditToggle final : public runtime::Object {
   /// The record shown for editing, or null.
   [[nodiscard]] const runtime::Ref<Record>& shown() const noexcept { return current_; }
 
+  /// The promise in front, or null, and the record shown, or null.
+  [[nodiscard]] View view() const;
+
   /// Makes the record at `index` current, dropping the edits of a promise that was. Nothing happens
   /// for an index outside the list.
   void switch_to(std::int64_t index);
   void clear() noexcept;
   /// Takes the history's records anew; the newest becomes current.
   void update();
+  /// The same after somebody else edited the project: a promise stays in front with its edits, and
+  /// what is shown stays so.
+  void refresh(const View& before);
   /// The same with `promise` in front and current.
   void set_promise(runtime::Ref<Record> promise);
 

@@ -79,8 +79,10 @@ bool stays(FileChange& change, const OnDisk& found, IsNewer is_newer) {
 bool has_own_content(const FileChange& change, const OnDisk& found) {
   if (!found.exists) return false;
   if (!found.content) return true;
-  return change.known != Document::edit_time_of(*found.content) &&
-         holds_more(*found.content, change.content);
+  // Edited by hand, a file may still bear the time of the edit before.
+  const bool is_known =
+      change.known == Document::edit_time_of(*found.content) && *found.content == change.before;
+  return !is_known && holds_more(*found.content, change.content);
 }
 
 void write_file(FileChange& change, const AccessQueue& turn) {
@@ -132,7 +134,9 @@ void log_change(const FileChange& change, std::string_view kept_message) {
   using foundation::format;
   switch (change.outcome) {
     case Outcome::done:
-      foundation::log_warning(format(kept_message, {change.document->name(), change.kept}));
+      // By the name that it had here: the new one may be unknown to the user.
+      foundation::log_warning(format(
+          kept_message, {change.before.text_or("name", change.document->name()), change.kept}));
       break;
     case Outcome::edited:
       foundation::log_info(format("\"{}\" was edited here meanwhile and stays", {change.filename}));

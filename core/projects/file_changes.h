@@ -36,7 +36,8 @@ struct FileChange {
   /// The state to be written, or the last one known of what is to be removed.
   runtime::Ref<Document> document;
   std::string filename;
-  /// The time of an edit that the server is known to have: such a file holds nothing of our own.
+  /// The time of an edit that the server is known to have: such a file holds nothing of our own,
+  /// unless it was changed behind the back of the collection.
   std::optional<double> known = std::nullopt;
   /// What the collection's own document held when the change was decided; empty without one.
   foundation::Json before = {};

@@ -55,6 +55,7 @@ class HostQuery final : public scene::QueryPort {
     const auto type = location.attr("type").cast<std::optional<std::string>>().value_or("");
     const std::vector<std::string> paths = texts(location.attr("children"));
     std::vector<Id> children;
+    children.reserve(paths.size());
     for (const std::string& child : paths) children.push_back(table_.intern(child));
     const Id id = table_.intern(path);
     table_.store(id, name, type, scene::kNoId, children);

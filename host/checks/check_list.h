@@ -6,9 +6,9 @@
 namespace kavel::host {
 
 /// `_Classes` with its report, in the class `Check`.
-void bind_check_classes(py::handle check);
+void bind_check_classes(py::handle scope);
 /// `_List` and its parts, in the class `Check`.
-void bind_check_list(py::handle check);
+void bind_check_list(py::handle scope);
 // The parts, in the class `_List`.
 void bind_control(py::handle list);
 void bind_category(py::handle list);

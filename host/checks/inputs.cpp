@@ -79,10 +79,10 @@ InputTexts input_texts(py::handle attr, py::handle label, py::handle help_text) 
 }
 
 Ref<Input> to_input(py::handle object) {
-  static const DerivedInput derived;
+  static const DerivedInput kDerived;
   if (!py::isinstance<Input>(object)) return nullptr;
   auto input = object.cast<Ref<Input>>();
-  if (Py_TYPE(object.ptr()) != own_class(*input)->type) input->set_overrides(&derived);
+  if (Py_TYPE(object.ptr()) != own_class(*input)->type) input->set_overrides(&kDerived);
   return input;
 }
 

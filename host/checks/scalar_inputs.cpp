@@ -6,7 +6,6 @@ namespace {
 
 using checks::FloatRange;
 using checks::IntRange;
-using checks::RangeArguments;
 using checks::RegEx;
 using checks::Switch;
 

@@ -12,7 +12,7 @@ using facade::Part;
 
 /// The class of each part below the module; looked up when it is made.
 const char* class_of(Part part) {
-  static const std::map<Part, const char*> names = {
+  static const std::map<Part, const char*> kNames = {
       {Part::environment, "_LocalEnv"},
       {Part::settings, "_Settings"},
       {Part::statistics, "_Statistics"},
@@ -26,7 +26,7 @@ const char* class_of(Part part) {
       {Part::scene, "Api._Scene"},
       {Part::http, "Api._Http"},
   };
-  return names.at(part);
+  return kNames.at(part);
 }
 
 py::object find(const char* dotted_name) {

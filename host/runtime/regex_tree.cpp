@@ -15,12 +15,12 @@ constexpr int kUnicodeFlag = 32;
 
 std::optional<RegexNode> read_sequence(py::handle items, int depth);
 
-bool holds(const std::string& characters, std::size_t character) {
-  return characters.find(static_cast<char>(character)) != std::string::npos;
+bool holds(std::string_view characters, std::size_t character) {
+  return characters.find(static_cast<char>(character)) != std::string_view::npos;
 }
 
 AsciiSet category(const std::string& name) {
-  static const std::string spaces = " \t\n\r\f\v\x1c\x1d\x1e\x1f";
+  constexpr std::string_view kSpaces = " \t\n\r\f\v\x1c\x1d\x1e\x1f";
   AsciiSet set;
   for (std::size_t character = 0; character < set.size(); ++character) {
     const bool digit = character >= '0' && character <= '9';
@@ -28,7 +28,7 @@ AsciiSet category(const std::string& name) {
     const bool word = digit || character == '_' || (lower >= 'a' && lower <= 'z');
     if (name.ends_with("_DIGIT")) set[character] = digit;
     if (name.ends_with("_WORD")) set[character] = word;
-    if (name.ends_with("_SPACE")) set[character] = holds(spaces, character);
+    if (name.ends_with("_SPACE")) set[character] = holds(kSpaces, character);
   }
   return name.starts_with("CATEGORY_NOT_") ? ~set : set;
 }

@@ -6,10 +6,11 @@ from dataclasses import dataclass, field
 
 import numpy as np
 
-import core
 from kavel.checking.geometry.editing import transformed
 from kavel.checking.geometry.transforms import taken_apart
+from kavel.checking.reading import shows_faces
 from kavel.checking.reporting import edit_conflict
+from kavel.errors import SceneError
 from kavel.view import Mesh, Scene, Transform
 
 
@@ -72,7 +73,16 @@ def frozen(scene: Scene, path: str, parts: Parts) -> Frozen:
     conflict = _objection(scene, path, old, parts.of(old))
     if conflict:
         return Frozen(words, conflict)
+    try:
+        return _planned(scene, path, parts, words)
+    except SceneError as error:
+        return Frozen(words, f"a mesh cannot be read: {error.message}")
+
+
+def _planned(scene: Scene, path: str, parts: Parts, words: list[str]) -> Frozen:
+    """Errors: SceneError for a mesh that cannot be read."""
     plan = Frozen(words)
+    old = scene.transform(path)
     stack = [(path, old)]  # what is to be frozen, and the transform that it would have otherwise
     while stack:
         item, stands = stack.pop()
@@ -105,19 +115,9 @@ def _objection(scene: Scene, path: str, old: Transform, new: Transform) -> str:
     for child in scene.children(path):
         if scene.is_deformed(child):
             return f"a skin, a blend shape or an animation depends on {scene.name(child)}"
-    if not _shows_a_mesh(scene, path):
+    if not shows_faces(scene, path):
         return "there is no mesh to take it over; the placement is all that the object holds"
     return ""
-
-
-def _shows_a_mesh(scene: Scene, path: str) -> bool:
-    stack = [path]
-    while stack:
-        item = stack.pop()
-        if scene.type(item) == core.Constants.Scene.Type.Mesh or scene.mesh(item) is not None:
-            return True
-        stack.extend(scene.children(item))
-    return False
 
 
 def _words(old: Transform, parts: Parts) -> list[str]:

@@ -7,7 +7,8 @@ from typing import Any
 
 import core
 from kavel.checking.geometry.bounds import below
-from kavel.view import Scene
+from kavel.checking.reading import shows_faces
+from kavel.view import Mesh, Scene
 
 
 def level_input() -> Any:
@@ -49,7 +50,7 @@ def top_step(scene: Scene, path: str, level: re.Pattern[str]) -> dict[int, list[
         return {}
     tops = [top for top in scene.paths() if scene.parent(top) is None]
     asset = [top for top in tops if _stem(scene, top, level) == stem]
-    found = _by_number(scene, [top for top in asset if triangle_count(scene, top)], level)
+    found = _by_number(scene, [top for top in asset if shows_faces(scene, top)], level)
     own = [number for number, paths in found.items() if path in paths]
     if not own or len(found) == 1:
         return {}
@@ -98,14 +99,14 @@ def _number(match: re.Match[str]) -> int:
 
 def shown_children(scene: Scene, path: str) -> list[str]:
     """The children that have faces, themselves or below."""
-    return [child for child in scene.children(path) if triangle_count(scene, child)]
+    return [child for child in scene.children(path) if shows_faces(scene, child)]
 
 
 def triangle_count(scene: Scene, path: str) -> int:
     """The triangles of an object and all below it."""
-    return sum(own_triangles(scene, item) for item in below(scene, path))
+    meshes = (scene.mesh(item) for item in below(scene, path))
+    return sum(triangles_of(mesh) for mesh in meshes if mesh is not None)
 
 
-def own_triangles(scene: Scene, path: str) -> int:
-    mesh = scene.mesh(path)
-    return 0 if mesh is None else len(mesh.corners) - 2 * mesh.face_count
+def triangles_of(mesh: Mesh) -> int:
+    return len(mesh.corners) - 2 * mesh.face_count

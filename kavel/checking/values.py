@@ -67,3 +67,11 @@ def combo(attr: str, items: Mapping[str, str], selected: str, label: str, help_t
     kinds = core.Parameters
     entries = [kinds.ComboBox.Item(key, text, key == selected) for key, text in items.items()]
     return kinds.ComboBox(attr, entries, label=label, help_text=help_text)
+
+
+def default_names_input(expressions: Iterable[str]) -> Any:
+    """The parameter "names": regular expressions for the names that an application gives by
+    itself. See `matches_any`."""
+    items = [core.Parameters.TextMatch(text) for text in expressions]
+    help_text = "Regular expressions for default names."
+    return core.Parameters.TextMatchList("names", items, help_text=help_text)

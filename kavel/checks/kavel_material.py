@@ -8,6 +8,7 @@ import numpy as np
 
 import core
 from kavel.checking import MeshCheck, Values, combo, counted, listing, matches_any
+from kavel.checking.values import default_names_input
 from kavel.view import Image, Mesh
 from kavel.view.mesh import Indices
 
@@ -99,14 +100,7 @@ class DefaultMaterial(MeshCheck):
 
     @staticmethod
     def parameters() -> Any:
-        items = [core.Parameters.TextMatch(text) for text in _DEFAULT_NAMES]
-        return core.Parameters.Block(
-            [
-                core.Parameters.TextMatchList(
-                    "names", items, help_text="Regular expressions for default names."
-                )
-            ]
-        )
+        return core.Parameters.Block([default_names_input(_DEFAULT_NAMES)])
 
     def find(self, mesh: Mesh, values: Values) -> None:
         expressions = values.names

@@ -11,6 +11,7 @@ import core
 from kavel.checking import ObjectCheck, SceneCheck, Values, combo, matches_any
 from kavel.checking.freezing import Frozen, Parts, frozen
 from kavel.checking.geometry.bounds import below, world_bounds
+from kavel.checking.values import default_names_input
 from kavel.view import Scene
 
 _DEFAULT_NAMES = (
@@ -71,14 +72,7 @@ class DefaultNames(ObjectCheck):
 
     @staticmethod
     def parameters() -> Any:
-        items = [core.Parameters.TextMatch(text) for text in _DEFAULT_NAMES]
-        return core.Parameters.Block(
-            [
-                core.Parameters.TextMatchList(
-                    "names", items, help_text="Regular expressions for default names."
-                )
-            ]
-        )
+        return core.Parameters.Block([default_names_input(_DEFAULT_NAMES)])
 
     def find(self, scene: Scene, path: str, values: Values) -> None:
         name = scene.name(path)
@@ -97,7 +91,8 @@ class FrozenTransforms(ObjectCheck):
         "asked for. The fix puts that into the points of the mesh and keeps everything below in "
         "its place; freezing the position takes the object's own pivot away. Not fixed is what is "
         "skinned, animated or shares its mesh, and what has no mesh or more than faces: locators, "
-        "cameras, lights, lines."
+        "cameras, lights, lines. Joints are not looked at, nor are skinned meshes, which their "
+        "joints place."
     )
     category = core.Constants.Check.Category.Object
     sort_index = 30
@@ -129,6 +124,8 @@ class FrozenTransforms(ObjectCheck):
         )
 
     def find(self, scene: Scene, path: str, values: Values) -> None:
+        if scene.skin_role(path) == "joint" or _places_nothing(scene, path):
+            return
         plan = _plan(scene, path, values)
         self._objection = plan.conflict
         if plan.words:
@@ -144,6 +141,11 @@ class FrozenTransforms(ObjectCheck):
         _plan(scene, path, values).apply(scene)
 
 
+def _places_nothing(scene: Scene, path: str) -> bool:
+    """Whether the transform of an object moves nothing: a skin places its mesh."""
+    return scene.skin_role(path) == "mesh" and not scene.children(path)
+
+
 def _plan(scene: Scene, path: str, values: Values) -> Frozen:
     parts = (values.translation, values.rotation, values.scale)
     return frozen(scene, path, Parts(*parts, values.tolerance))
@@ -155,7 +157,9 @@ class BadScale(ObjectCheck):
     long_name = "Negative or Uneven Scale"
     description = (
         "Finds objects with a scale that is zero, negative (which turns faces inside out) or not "
-        "the same along all axes (which distorts what is rotated below it)."
+        "the same along all axes (which distorts what is rotated below it). The scale of a skinned "
+        "mesh is not looked at, since its joints place it; theirs may be negative, which the skin "
+        "undoes."
     )
     category = core.Constants.Check.Category.Object
     sort_index = 40
@@ -183,12 +187,14 @@ class BadScale(ObjectCheck):
         )
 
     def find(self, scene: Scene, path: str, values: Values) -> None:
+        if _places_nothing(scene, path):
+            return
         transform = scene.transform(path)
         scale, sizes = transform.scale, np.abs(transform.scale)
         words = []
         if not np.isfinite(scale).all() or sizes.min() == 0:
             words.append("zero or no number")
-        if values.negative and scale.min() < 0:
+        if values.negative and scale.min() < 0 and scene.skin_role(path) != "joint":
             words.append("negative")
         if values.uneven and sizes.max() - sizes.min() > values.tolerance * sizes.max():
             words.append("uneven")
@@ -258,7 +264,8 @@ class PivotPlace(ObjectCheck):
     long_name = "Misplaced Pivot"
     description = (
         "Finds objects whose pivot is not where the project wants it: at the world's origin, or at "
-        "a place of the box around all that the object shows."
+        "a place of the box around all that the object shows. Joints and skinned meshes are not "
+        "looked at."
     )
     category = core.Constants.Check.Category.Object
     sort_index = 60
@@ -289,6 +296,8 @@ class PivotPlace(ObjectCheck):
         )
 
     def find(self, scene: Scene, path: str, values: Values) -> None:
+        if scene.skin_role(path):
+            return
         pivot = scene.world_matrix(path)[:3, 3]
         if values.place == "origin":
             wanted, where = np.zeros(3), "the origin"

@@ -8,8 +8,9 @@ from typing import Any
 import core
 from kavel.checking import ObjectCheck, SceneCheck, Values, counted, listing
 from kavel.checking.geometry.bounds import world_bounds
-from kavel.checking.levels import own_triangles
-from kavel.view import Image, Scene
+from kavel.checking.levels import triangles_of
+from kavel.checking.reading import Readable
+from kavel.view import Scene
 
 
 class TriangleBudget(SceneCheck):
@@ -35,7 +36,8 @@ class TriangleBudget(SceneCheck):
         )
 
     def find(self, scene: Scene, values: Values) -> None:
-        counts = {path: own_triangles(scene, path) for path in scene.paths()}
+        readable = Readable(scene)
+        counts = {path: triangles_of(mesh) for path, mesh in readable.meshes.items()}
         total, most = sum(counts.values()), values.object
         over = [path for path, count in counts.items() if count > most]
         over.sort(key=lambda path: -counts[path])
@@ -46,6 +48,7 @@ class TriangleBudget(SceneCheck):
             self.report(f"with more than {most:,} triangles{also}", objects=over)
         if too_many:
             self.report(text[0].upper() + text[1:], items=[scene.file])
+        readable.require_all()
 
 
 class TextureBudget(SceneCheck):
@@ -81,7 +84,10 @@ class TextureBudget(SceneCheck):
         )
 
     def find(self, scene: Scene, values: Values) -> None:
-        images = sorted(_images(scene), key=lambda image: -image.width * image.height)
+        readable = Readable(scene)
+        slots = (slot for mesh in readable.meshes.values() for slot in mesh.slots)
+        used = {image for slot in slots if slot is not None for image in slot.images.values()}
+        images = sorted(used, key=lambda image: -image.width * image.height)
         pixels = sum(image.width * image.height for image in images)
         problems = []
         if len(images) > values.count:
@@ -93,12 +99,7 @@ class TextureBudget(SceneCheck):
         if problems:
             names = [image.name for image in images]
             self.report(f"{', and '.join(problems)}. Largest: {listing(names)}", items=names)
-
-
-def _images(scene: Scene) -> set[Image]:
-    meshes = (scene.mesh(path) for path in scene.paths())
-    slots = (slot for mesh in meshes if mesh is not None for slot in mesh.slots)
-    return {image for slot in slots if slot is not None for image in slot.images.values()}
+        readable.require_all()
 
 
 class ForbiddenNames(ObjectCheck):

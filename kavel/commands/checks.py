@@ -3,78 +3,123 @@
 from __future__ import annotations
 
 import argparse
-from collections.abc import Sequence
+import difflib
+from collections.abc import Mapping
 from typing import Any
 
-from rich.console import Console
 from rich.text import Text
 
-from kavel.columns import Cell, print_columns
-from kavel.commands.options import add_check_folders, add_json
+from kavel.columns import Row, print_columns
+from kavel.commands.options import add_check_folders, add_json, check_folders
+from kavel.errors import KavelError
 from kavel.json_output import write_json
 from kavel.native import require_core
 from kavel.terminal import count, make_console, printable
 from kavel.versions import versions
 
 SCHEMA = "kavel.checks/1"
-_LONGEST = 60  # characters of a list of default values
-_STYLES = {"loaded": "green", "denied": "red", "failed": "red", "duplicate": "yellow"}
 
 
 def add_parser(subparsers: Any) -> None:
     parser = subparsers.add_parser(
         "checks",
         help="list checks, and choose your own",
-        description="List the checks that are installed with their parameters, and every file and "
-        "class that was found, usable or not. What you enable here runs in "
-        "`kavel validate --mode selection`.",
+        description="List the checks that are installed by category, with what could not be "
+        "loaded. What is on runs in `kavel validate --mode selection`.",
     )
     add_check_folders(parser)
     parser.add_argument(
-        "--trace", action="store_true", help="print the traceback of what could not be loaded"
+        "--category",
+        action="append",
+        default=[],
+        metavar="NAME",
+        help="show the checks of this category in full, with their parameters; may be given "
+        "several times",
+    )
+    parser.add_argument(
+        "--trace",
+        action="store_true",
+        help="tell what became of every file and class, with the traceback of what could not be "
+        "loaded",
     )
     add_json(parser, in_place_of="the list")
     parser.set_defaults(run=run_list)
-    actions = parser.add_subparsers(metavar="ACTION")
+    _add_actions(parser.add_subparsers(metavar="ACTION"))
+
+
+def _add_actions(actions: Any) -> None:
+    show = actions.add_parser("show", help="show checks in full, with their parameters")
+    _add_ids(show)
+    add_json(show, in_place_of="the text", of_action=True)
+    show.set_defaults(run=run_show)
     for name, enabled in (("enable", True), ("disable", False)):
-        action = actions.add_parser(name, help=f"{name} checks in your configuration")
-        action.add_argument("ids", nargs="+", metavar="ID")
+        action = actions.add_parser(name, help=f"switch checks {'on' if enabled else 'off'}")
+        _add_ids(action)
         action.set_defaults(run=run_enable, enabled=enabled)
-    preset = actions.add_parser("preset", help="keep and take back configurations")
+    preset = actions.add_parser("preset", help="keep and take back which checks are on")
     presets = preset.add_subparsers(required=True, metavar="ACTION")
-    presets.add_parser("list", help="list your presets").set_defaults(run=run_presets)
-    for name, what in _PRESET_ACTIONS.items():
+    listing = presets.add_parser("list", help="list your presets")
+    add_check_folders(listing, of_action=True)
+    listing.set_defaults(run=run_presets)
+    for name, (what, run) in _PRESET_ACTIONS.items():
         action = presets.add_parser(name, help=what)
         action.add_argument("name", metavar="NAME")
-        action.set_defaults(run=run_preset, action=name)
+        add_check_folders(action, of_action=True)
+        action.set_defaults(run=run)
 
 
-_PRESET_ACTIONS = {
-    "create": "keep the present configuration under a name",
-    "apply": "take a preset for your configuration",
-    "erase": "forget a preset",
-}
+def _add_ids(parser: argparse.ArgumentParser) -> None:
+    parser.add_argument("ids", nargs="+", metavar="ID", help="as `kavel checks` lists them")
+    add_check_folders(parser, of_action=True)
 
 
 def run_list(arguments: argparse.Namespace) -> int:
     own = _own(arguments)
+    from kavel.check_listing import check_data, print_check_list, print_found
     from kavel.registry import read_report
 
+    chosen = _of_categories(own, arguments.category)
     found = read_report(own.classes)
+    checks = [check_data(control) for control in chosen]
     if arguments.json:
-        checks = [_check_data(control) for control in own.list]
         notes = [note.data() for note in found]
-        report = {"schema": SCHEMA, "checks": checks, "found": notes, "versions": versions()}
-        write_json(arguments.json, report)
+        _write(arguments, {"checks": checks, "found": notes})
+    if arguments.json == "-":
+        return 0
+    output = make_console()
+    if arguments.category:
+        _print_details(checks)
+    else:
+        print_check_list(output, checks)
+    print_found(output, found, arguments.trace)
+    on = sum(data["enabled"] for data in checks)
+    make_console(stderr=True).print(
+        f"{count(len(checks), 'check')}, {on} on; `kavel checks show ID` tells more of one"
+    )
+    return 0
+
+
+def run_show(arguments: argparse.Namespace) -> int:
+    own = _own(arguments)
+    from kavel.check_listing import check_data
+
+    known = {str(control.check.class_id): control for control in own.list}
+    unknown = [class_id for class_id in arguments.ids if class_id not in known]
+    if unknown:
+        raise KavelError(own.no_such_check(unknown[0]))
+    checks = [check_data(known[class_id]) for class_id in dict.fromkeys(arguments.ids)]
+    if arguments.json:
+        _write(arguments, {"checks": checks})
     if arguments.json != "-":
-        output = make_console()
-        _print_checks(output, own.list)
-        _print_found(output, found, arguments.trace)
+        _print_details(checks)
     return 0
 
 
 def run_enable(arguments: argparse.Namespace) -> int:
-    _own(arguments).enable(arguments.ids, arguments.enabled)
+    own = _own(arguments)
+    before = own.configuration
+    own.enable(arguments.ids, arguments.enabled)
+    _print_changes(own, before)
     return 0
 
 
@@ -82,18 +127,42 @@ def run_presets(arguments: argparse.Namespace) -> int:
     own, output = _own(arguments), make_console()
     for name in own.preset_names:
         output.print(printable(name) + (" (in use)" if own.applied(name) else ""))
+    if not own.preset_names:
+        make_console(stderr=True).print(
+            "you have no presets; `kavel checks preset create NAME` keeps which checks are on"
+        )
     return 0
 
 
-def run_preset(arguments: argparse.Namespace) -> int:
+def run_create(arguments: argparse.Namespace) -> int:
     own = _own(arguments)
-    actions = {
-        "create": own.create_preset,
-        "apply": own.apply_preset,
-        "erase": own.erase_preset,
-    }
-    actions[arguments.action](arguments.name)
+    own.create_preset(arguments.name)
+    on = sum(entry["enabled"] is True for entry in own.configuration.values())
+    kept = count(on, "check that is on", "checks that are on")
+    make_console().print(f'the preset "{printable(arguments.name)}" keeps {kept}')
     return 0
+
+
+def run_apply(arguments: argparse.Namespace) -> int:
+    own = _own(arguments)
+    before = own.configuration
+    own.apply_preset(arguments.name)
+    _print_changes(own, before)
+    return 0
+
+
+def run_erase(arguments: argparse.Namespace) -> int:
+    _own(arguments).erase_preset(arguments.name)
+    name = printable(arguments.name)
+    make_console().print(f'the preset "{name}" is gone; what is on stays as it is')
+    return 0
+
+
+_PRESET_ACTIONS = {
+    "create": ("keep which checks are on, and their parameters, under a name", run_create),
+    "apply": ("switch to what a preset keeps", run_apply),
+    "erase": ("forget a preset", run_erase),
+}
 
 
 def _own(arguments: argparse.Namespace) -> Any:
@@ -104,88 +173,54 @@ def _own(arguments: argparse.Namespace) -> Any:
 
     # What could not be loaded is listed: the log would only say it twice.
     with LogHandler(make_console(stderr=True)):
-        return OwnChecks(arguments.home, check_setup(arguments.home, arguments.checks))
+        return OwnChecks(arguments.home, check_setup(arguments.home, check_folders(arguments)))
 
 
-def _check_data(control: Any) -> dict[str, Any]:
-    check = control.check
-    return {
-        "id": str(check.class_id),
-        "name": str(control.name),
-        "category": str(check.category),
-        "description": str(control.description),
-        "scene_wide": bool(check.scene_oriented),
-        "enabled": bool(control.enabled),
-        "parameters": [
-            {
-                "attr": str(item.attr),
-                "type": type(item).__name__,
-                "label": str(item.label),
-                "help": str(item.help_text),
-                "units": str(getattr(item, "units", "")),
-                "default": item.data,
-            }
-            for item in control.parameters.inputs
-        ],
-    }
+def _of_categories(own: Any, wanted: list[str]) -> list[Any]:
+    """The controls of these categories, of all when there are none. Errors: KavelError for a
+    category that no check is in."""
+    groups = {str(category.name): list(category) for category in own.list.categories}
+    for name in wanted:
+        if name not in groups:
+            close = difflib.get_close_matches(name, groups, 1)
+            listed = ", ".join(f'"{known}"' for known in groups)
+            hint = f'; is "{close[0]}" meant?' if close else f"; there are {listed}"
+            raise KavelError(f'no check is in the category "{name}"{hint}')
+    return [control for name in (wanted or groups) for control in groups[name]]
 
 
-def _print_checks(output: Console, checklist: Any) -> None:
-    for category in checklist.categories:
-        output.print(Text(printable(str(category.name)), "bold"))
-        for control in category:
-            _print_check(output, _check_data(control))
+def _write(arguments: argparse.Namespace, content: Mapping[str, Any]) -> None:
+    write_json(arguments.json, {"schema": SCHEMA, **content, "versions": versions()})
 
 
-def _print_check(output: Console, data: dict[str, Any]) -> None:
-    enabled = data["enabled"]
-    mark = ("  on   ", "green") if enabled else ("  off  ", "dim")
-    name, class_id = printable(data["name"]), printable(data["id"])
-    output.print(Text.assemble(mark, (class_id, "cyan"), "  ", (name, "bold")))
-    output.print(Text(f"       {printable(data['description'])}"))
-    rows: list[list[str | Cell]] = []
-    for item in data["parameters"]:
-        value = f"{shown_value(item['default'])} {item['units']}".rstrip()
-        cells = (item["attr"], item["type"], value, item["label"])
-        rows.append([printable(cell) for cell in cells])
-    print_columns(output, rows, " " * 9)
+def _print_details(checks: list[dict[str, Any]]) -> None:
+    from kavel.check_listing import print_check_details
+
+    output = make_console()
+    for number, data in enumerate(checks):
+        if number:
+            output.print("")
+        print_check_details(output, data)
 
 
-def shown_value(data: Any) -> str:
-    """A stored value as a reader thinks of it: 3, "UVMap", off, [1 to 2]."""
-    if isinstance(data, list):
-        shown = ", ".join(shown_value(item) for item in data)
-        return (
-            f"[{shown}]" if len(shown) < _LONGEST else f"[{count(len(data), 'entry', 'entries')}]"
-        )
-    if not isinstance(data, dict):
-        return "on" if data is True else "off" if data is False else str(data)
-    if set(data) == {"start", "stop"}:
-        return f"{shown_value(data['start'])} to {shown_value(data['stop'])}"
-    parts = [
-        shown_value(value) for key, value in data.items() if key != "enabled" or len(data) == 1
-    ]
-    return ", ".join(parts) + (" (off)" if len(data) > 1 and data.get("enabled") is False else "")
-
-
-def _print_found(output: Console, found: Sequence[Any], trace: bool) -> None:
-    output.print(Text("found", "bold"))
-    rows: list[list[str | Cell]] = [
-        [
-            ("  " + note.outcome, _STYLES.get(note.outcome, "dim")),
-            printable(note.class_name or note.module or "(folder)"),
-            printable(note.class_id),
-            printable(note.reason or note.file),
-        ]
-        for note in found
-    ]
+def _print_changes(own: Any, before: Mapping[str, Any]) -> None:
+    """What an action changed, and how many checks are on now."""
+    output = make_console()
+    names = own.names
+    rows: list[Row] = []
+    after = own.configuration
+    for class_id in {**before, **after}:
+        old, new = before.get(class_id, {}), after.get(class_id, {})
+        was, is_on = old.get("enabled") is True, new.get("enabled") is True
+        if was != is_on:
+            word = ("on", "green") if is_on else ("off", "yellow")
+        elif is_on and old.get("parameters") != new.get("parameters"):
+            word = ("other parameters", "green")
+        else:
+            continue
+        name = names.get(class_id, "(not installed)")
+        rows.append([word, (printable(class_id), "cyan"), printable(name)])
     print_columns(output, rows)
-    if trace:
-        for note in found:
-            if note.traceback:
-                output.print(Text(f"{printable(note.name)}:", "bold"))
-                for line in note.traceback.splitlines():
-                    output.print(f"  {printable(line)}")
-    broken = [note for note in found if note.broken]
-    if broken and not trace:
-        output.print(f"{count(len(broken), 'broken entry', 'broken entries')}; --trace tells more")
+    on = sum(entry["enabled"] is True for entry in after.values())
+    changed = count(len(rows), "check") if rows else "nothing"
+    output.print(Text(f"{changed} changed; {count(on, 'check is', 'checks are')} on"))

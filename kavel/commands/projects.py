@@ -3,25 +3,38 @@
 from __future__ import annotations
 
 import argparse
+import os
 from typing import Any
 
+from rich.console import Console
+
 from kavel.columns import print_columns
+from kavel.commands import projects_editing, projects_history
+from kavel.commands.options import add_check_folders
 from kavel.document.structure import VERSION
-from kavel.home import kavel_home
+from kavel.errors import KavelError
+from kavel.home import kavel_home, target_directory
+from kavel.logs import LogHandler
+from kavel.native import require_core
 from kavel.outline import outline
 from kavel.printing import print_problems
-from kavel.projects import ProjectFile, find_project, user_projects
+from kavel.projects import ProjectFile, find_project, read_project, user_projects
 from kavel.terminal import count, make_console, printable
 
 
 def add_parser(subparsers: Any) -> None:
-    parser = subparsers.add_parser("projects", help="list or show projects")
+    parser = subparsers.add_parser("projects", help="list, edit and compare projects")
     actions = parser.add_subparsers(required=True, metavar="ACTION")
     listing = actions.add_parser("list", help="list your projects of all targets")
+    listing.add_argument("--deleted", action="store_true", help="those that you deleted")
     listing.set_defaults(run=run_list)
     show = actions.add_parser("show", help="show a project's rule tree")
     show.add_argument("project", metavar="FILE|NAME")
+    add_check_folders(show)
+    show.add_argument("--record", metavar="RECORD", help=projects_editing.RECORD_HELP)
     show.set_defaults(run=run_show)
+    projects_editing.add_actions(actions)
+    projects_history.add_actions(actions)
 
 
 def run_list(arguments: argparse.Namespace) -> int:
@@ -31,18 +44,27 @@ def run_list(arguments: argparse.Namespace) -> int:
         (printable(project.name) or "-", printable(project.target) or "-", _state(project),
          printable(project.path))
         for project in user_projects(home)
-        if not project.deleted
+        if project.deleted == arguments.deleted
     ]  # fmt: skip
     print_columns(output, rows)
-    errors.print(f"{count(len(rows), 'project')} in {printable(home)}")
+    what = "deleted project" if arguments.deleted else "project"
+    errors.print(f"{count(len(rows), what)} in {printable(home)}")
+    if not rows and not arguments.deleted:
+        folder = os.path.join(target_directory(home, "standalone"), "projects")
+        errors.print(f"a project file in {printable(folder)} is known by its name")
     return 0
 
 
 def run_show(arguments: argparse.Namespace) -> int:
     output, errors = make_console(), make_console(stderr=True)
     project = find_project(arguments.project, kavel_home(arguments.home))
+    if arguments.record is not None:
+        project = read_project(project.path, projects_history.record_of(arguments))
     checked = project.checked
     print_problems(errors, project.path, checked.problems)
+    if not checked.document:
+        return 2
+    _print_misfits(project, arguments, errors)
     title = printable(project.name) or "(no name)"
     target = printable(project.target) or "(none)"
     output.print(f"{title}: target {target}, record {checked.timestamp or '(none)'}")
@@ -56,6 +78,25 @@ def run_show(arguments: argparse.Namespace) -> int:
         ]
         print_columns(output, lines)
     return 0 if checked.usable else 2
+
+
+def _print_misfits(project: ProjectFile, arguments: argparse.Namespace, errors: Console) -> None:
+    """What does not fit between the project and the checks that are installed."""
+    try:
+        require_core()
+    except KavelError as error:
+        errors.print(f"warning: the parameters of checks were not compared: {error}")
+        return
+    from kavel.configuration_printing import print_misfits
+    from kavel.configurations import Configurations
+    from kavel.own_checks import OwnChecks
+    from kavel.registry import check_setup
+
+    with LogHandler(errors):
+        own = OwnChecks(arguments.home, check_setup(arguments.home, arguments.checks))
+    configurations = Configurations(own.classes)
+    print_misfits(errors, configurations.missing(project.rules))
+    print_misfits(errors, configurations.of_rules(project.rules, disabled=True))
 
 
 def _state(project: ProjectFile) -> str:

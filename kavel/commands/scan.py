@@ -8,8 +8,9 @@ from typing import Any
 
 from rich.console import Console
 
-from kavel.commands.options import add_json, add_project, add_scenes
-from kavel.errors import KavelError
+from kavel.commands.options import add_fail_on_unassigned, add_json, add_project, add_scenes
+from kavel.diagnosis.printing import print_diagnosis
+from kavel.errors import KavelError, told
 from kavel.home import kavel_home
 from kavel.json_output import STDOUT, write_json
 from kavel.logs import LogHandler
@@ -17,7 +18,7 @@ from kavel.native import require_core
 from kavel.printing import print_hierarchy, print_unassigned, require_usable, verdict
 from kavel.progress import LateProgress
 from kavel.projects import ProjectFile, find_project
-from kavel.report import ERROR, SCHEMA, SceneResult, exit_code
+from kavel.report import ERROR, MATCHED, SCHEMA, UNASSIGNED, SceneResult, exit_code
 from kavel.terminal import make_console
 from kavel.versions import versions
 
@@ -27,8 +28,9 @@ def add_parser(subparsers: Any) -> None:
         "scan",
         help="scan glTF scenes with a project",
         description="Scan glTF scenes and print the hierarchies that follow the project.",
-        epilog="Exit status: 0 every scene matched; 1 in some scene nothing matched; 2 a scene or "
-        "the project could not be used; 130 interrupted.",
+        epilog="Exit status: 0 every scene matched; 1 in some scene nothing matched, or with "
+        "--fail-on-unassigned no rule took an object; 2 a scene or the project could not be used; "
+        "130 interrupted.",
     )
     add_scenes(parser, selected="objects to scan")
     add_project(parser, required=True)
@@ -38,6 +40,7 @@ def add_parser(subparsers: Any) -> None:
         help="add to the hierarchies that a scene file holds instead of replacing them",
     )
     parser.add_argument("--save", action="store_true", help="store what matched in the scene files")
+    add_fail_on_unassigned(parser)
     add_json(parser, in_place_of="the trees")
     parser.add_argument("-q", "--quiet", action="store_true", help="no trees, only the verdicts")
     parser.add_argument(
@@ -60,13 +63,15 @@ def run(arguments: argparse.Namespace) -> int:
     except BrokenPipeError:  # nobody reads stdout any more: no fault of the scan
         raise
     except (KavelError, OSError) as error:
-        failure = str(error)
+        failure = told(error)
     status = 2 if failure else exit_code(results)
     if arguments.json:
         try:
-            write_json(arguments.json, _report(project, results, status, failure))
+            report = _report(project, results, status, failure)
+            report["fail_on_unassigned"] = arguments.fail_on_unassigned
+            write_json(arguments.json, report)
         except KavelError as error:
-            failure = failure or str(error)
+            failure = failure or told(error)
     if failure:
         raise KavelError(failure)
     return status
@@ -85,6 +90,8 @@ def scan_scenes(
         for scene in arguments.scenes:
             bar.step(os.path.basename(scene))
             result = session.scan(scene, arguments.select, arguments.append, arguments.save)
+            if arguments.fail_on_unassigned and result.status == MATCHED and result.unassigned:
+                result.reason, result.message = UNASSIGNED, result.strangers
             results.append(result)
             bar.advance()
             with bar.hidden():
@@ -98,8 +105,9 @@ def _print(
     if output is not errors and not arguments.quiet:
         for hierarchy in result.hierarchies:
             print_hierarchy(output, hierarchy)
+        print_diagnosis(output, result.file, result.diagnosis, arguments.verbose)
     (errors if result.status == ERROR else output).print(verdict(result))
-    if arguments.verbose:
+    if arguments.verbose or result.reason == UNASSIGNED:
         print_unassigned(output, result)
 
 

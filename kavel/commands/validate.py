@@ -6,8 +6,14 @@ import argparse
 import contextlib
 from typing import Any
 
-from kavel.commands.options import add_check_folders, add_json, add_project, add_scenes
-from kavel.errors import KavelError
+from kavel.commands.options import (
+    add_check_folders,
+    add_fail_on_unassigned,
+    add_json,
+    add_project,
+    add_scenes,
+)
+from kavel.errors import KavelError, told
 from kavel.home import kavel_home
 from kavel.json_output import STDOUT, open_output
 from kavel.logs import LogHandler
@@ -18,8 +24,9 @@ from kavel.terminal import make_console
 from kavel.versions import versions
 
 _EPILOG = """Exit status: 0 every scene passed; 1 in some scene there are findings at or above
---fail-on, or nothing matched; 2 a scene or the project could not be used, or no check ran; 3 with
---strict: a check is broken, or one that is asked for is not installed; 130 interrupted."""
+--fail-on, or nothing matched, or with --fail-on-unassigned no rule took an object; 2 a scene or the
+project could not be used, or no check ran; 3 with --strict: a check is broken or one that is asked
+for is not installed, or stored parameters do not fit their check; 130 interrupted."""
 
 
 def add_parser(subparsers: Any) -> None:
@@ -48,8 +55,11 @@ def add_parser(subparsers: Any) -> None:
         default="fail",
         help="the least status that fails a scene (default: fail)",
     )
+    add_fail_on_unassigned(parser)
     parser.add_argument(
-        "--strict", action="store_true", help="broken and missing checks fail the run"
+        "--strict",
+        action="store_true",
+        help="broken and missing checks fail the run, and stored parameters that do not fit",
     )
     parser.add_argument(
         "--group",
@@ -95,7 +105,7 @@ def run(arguments: argparse.Namespace) -> int:
         except BrokenPipeError:  # nobody reads stdout any more
             raise
         except (KavelError, OSError) as error:
-            failure = str(error)
+            failure = told(error)
         report.end({**outcome.data(), "error": failure, "versions": versions()})
     if failure:
         raise KavelError(failure)
@@ -105,9 +115,10 @@ def run(arguments: argparse.Namespace) -> int:
 
 
 def _validate(arguments: argparse.Namespace, report: Any) -> Any:
+    from kavel.outcome import STRICT
     from kavel.registry import check_setup
     from kavel.validating import Options, Streams, validate_scenes
-    from kavel.validation_printing import run_verdict
+    from kavel.validation_printing import checks_verdict, run_verdict
 
     errors = make_console(stderr=True)
     table = errors if arguments.json == STDOUT else make_console()
@@ -120,6 +131,7 @@ def _validate(arguments: argparse.Namespace, report: Any) -> Any:
         dry_run=arguments.dry_run,
         save=arguments.save,
         fail_on=arguments.fail_on,
+        fail_on_unassigned=arguments.fail_on_unassigned,
         strict=arguments.strict,
         by_check=arguments.group == "check",
         quiet=arguments.quiet,
@@ -131,6 +143,8 @@ def _validate(arguments: argparse.Namespace, report: Any) -> Any:
     outcome = validate_scenes(arguments.scenes, project, setup, options, streams)
     if len(outcome.statuses) > 1:
         table.print(run_verdict(outcome))
+    if outcome.exit_status == STRICT:
+        errors.print(f"kavel: --strict fails the run: {checks_verdict(outcome)}")
     return outcome
 
 
@@ -146,6 +160,8 @@ def _require_sense(arguments: argparse.Namespace) -> None:
     """Errors: KavelError for options that contradict each other."""
     if arguments.project is None and arguments.mode == "project":
         raise KavelError("--project is needed, unless --mode selection runs your own checks")
+    if arguments.fail_on_unassigned and arguments.project is None:
+        raise KavelError("--fail-on-unassigned is about the rules of a project: give --project")
     if (arguments.dry_run or arguments.save) and not arguments.fix:
         raise KavelError("--dry-run and --save say what becomes of fixes: give --fix as well")
     if arguments.dry_run and arguments.save:

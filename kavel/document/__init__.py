@@ -40,18 +40,21 @@ class Checked:
         return value if isinstance(value, str) else ""
 
 
-def check_file(path: str) -> Checked:
+def check_file(path: str, record: int | None = None) -> Checked:
     """Check the document in a file. Errors: OSError when it cannot be read."""
     with open(path, "rb") as stream:
-        return check_bytes(stream.read())
+        return check_bytes(stream.read(), record)
 
 
-def check_bytes(raw: bytes) -> Checked:
-    """Check a document given as the bytes of its file."""
+def check_bytes(raw: bytes, record: int | None = None) -> Checked:
+    """Check a document given as the bytes of its file. The pattern that is checked is that of the
+    record saved at `record`, else of the one that the document selects."""
     findings = Findings()
     document = read_object(raw, findings)
     if document is None:
         return Checked(problems=findings.problems)
+    if record is not None:
+        document["selected_record"] = record
     selected = check_structure(document, findings)
     if selected is None:
         return Checked(document, problems=findings.problems)

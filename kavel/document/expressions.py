@@ -19,6 +19,7 @@ from kavel.document.shapes import (
 )
 
 _FLAGS = re.compile(r"\A\(\?[aiLmsux]+\)")
+_DOLLAR = re.compile(r"(?<!\\)(?:\\\\)*\$\Z")  # at the end, and not escaped
 _GROUP_SYNTAX = re.compile(r"\(\?P?\Z")
 
 
@@ -133,9 +134,29 @@ def _check_definition(
             "meaning where the anchor is used"
         )
         findings.warning(message, position=piece.start, **place)
-    if not regex.endswith("$"):
+    _check_sub_expression(piece, regex, place, findings)
+    if not _DOLLAR.search(regex):
         message = "defines an anchor without ending in $: the capture takes the rest of the name"
         findings.warning(message, **place)
+
+
+def _check_sub_expression(
+    piece: Piece, regex: str, place: dict[str, Any], findings: Findings
+) -> None:
+    """What means something else inside a definition than it does alone."""
+    if _FLAGS.match(piece.expression):
+        message = (
+            f"the flags of {piece.text} hold for the match, not for the capture; put them at the "
+            "start of the whole expression"
+        )
+        findings.warning(message, position=piece.start, **place)
+    followed = piece.end < len(regex)
+    if followed and piece.expression.endswith("$") and not _DOLLAR.search(piece.expression):
+        message = (
+            f'{piece.text} ends in an escaped "$", which is taken away before further text, where '
+            'the backslash stays; write "[$]"'
+        )
+        findings.warning(message, position=piece.start, **place)
 
 
 def _compiles(

@@ -16,7 +16,9 @@ class Problem:
 
     `path` leads through the JSON document ("records.1700000000.rules[3].range"); `rule` and `stamp`
     name the rule, `field` its key, `position` the character in an expression, counted from 0;
-    `line` and `column`, counted from 1, are given when the text is not JSON.
+    `line` and `column`, counted from 1, are given when the text is not JSON. Of a check that is
+    asked for, `check` is the id, `set` the number of the set of values, counted from 1, `parameter`
+    the attribute; `found` and `allowed` say why its value does not fit, `effect` what follows.
     """
 
     severity: str
@@ -28,18 +30,34 @@ class Problem:
     position: int | None = None
     line: int | None = None
     column: int | None = None
+    check: str | None = None
+    set: int | None = None
+    parameter: str | None = None
+    found: str | None = None
+    allowed: str | None = None
+    effect: str | None = None
 
     @property
     def place(self) -> str:
         if self.line is not None:
             return f"line {self.line}, column {self.column}"
-        if self.rule is None:
+        if self.rule is None and self.check is None:
             return self.path or ""
-        parts = [f'rule "{self.rule}"' + (f" [{self.stamp}]" if self.stamp else "")]
+        parts = []
+        if self.rule is not None:
+            parts.append(f'rule "{self.rule}"' + (f" [{self.stamp}]" if self.stamp else ""))
         if self.field:
             at = "" if self.position is None else f" at {self.position}"
             parts.append(self.field + at)
-        return ", ".join(parts)
+        return ", ".join(parts + self._place_in_check())
+
+    def _place_in_check(self) -> list[str]:
+        parts = {
+            "check": self.check,
+            "set": self.set,
+            "parameter": None if self.parameter is None else f'"{self.parameter}"',
+        }
+        return [f"{word} {part}" for word, part in parts.items() if part is not None]
 
     def __str__(self) -> str:
         place = self.place

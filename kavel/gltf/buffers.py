@@ -98,20 +98,25 @@ class Buffers:
         offset = look.integer(view, "byteOffset", place, 0)
         length = look.integer(view, "byteLength", place, low=1)
         stride = look.integer(view, "byteStride", place, 0)
-        number = view.get("buffer")
+        return View(self.part(view.get("buffer"), offset, length, place), stride)
+
+    def part(self, number: Any, offset: int, length: int, place: str) -> bytes:
+        """`length` bytes of a buffer from `offset`; `place` is what refers to the buffer."""
+        look = self._lookup
         buffer = look.entry("buffers", number, f"{place}.buffer")
         size = look.integer(buffer, "byteLength", f"buffers[{number}]", low=1)
         if offset + length > size:
             message = f"ends at byte {offset + length} of a buffer of {size} bytes"
             raise look.error(place, message)
-        data = self._read_buffer(number, buffer, offset, length)
+        data = self.read_buffer(number, buffer, offset, length)
         if len(data) < length:
             raise look.error(
                 f"buffers[{number}]", f"is shorter than the {size} bytes that it states"
             )
-        return View(data, stride)
+        return data
 
-    def _read_buffer(self, number: Any, buffer: dict[str, Any], at: int, size: int) -> bytes:
+    def read_buffer(self, number: int, buffer: dict[str, Any], at: int, size: int) -> bytes:
+        """At most `size` bytes of `buffer`, the document's buffer `number`; fewer at its end."""
         place = f"buffers[{number}].uri"
         uri = buffer.get("uri")
         if uri is None and number == 0:

@@ -15,7 +15,7 @@ import struct
 import tempfile
 from typing import Any, BinaryIO
 
-from kavel.errors import SceneError
+from kavel.errors import SceneError, reason_of
 
 _MAGIC = b"glTF"
 _JSON_CHUNK = 0x4E4F534A
@@ -43,7 +43,7 @@ class SceneFile:
                 self._state = file_state(os.fstat(stream.fileno()))
                 raw = self._read_json_bytes(stream)
         except OSError as error:
-            raise SceneError(path, f"cannot be read: {error.strerror or error}") from error
+            raise SceneError(path, f"cannot be read: {reason_of(error)}") from error
         self.document = self._parse(raw)
 
     @property
@@ -63,7 +63,7 @@ class SceneFile:
                 stream.seek(self._rest + _CHUNK.size + offset)
                 return stream.read(length)
         except OSError as error:
-            raise SceneError(self.path, f"cannot be read: {error.strerror or error}") from error
+            raise SceneError(self.path, f"cannot be read: {reason_of(error)}") from error
 
     def save(self, document: dict[str, Any] | None = None, appended: bytes = b"") -> None:
         """Write the document back in one step: a reader sees the old file or the new one.
@@ -96,7 +96,7 @@ class SceneFile:
             self.document = document
             self._state = file_state(os.stat(target))
         except OSError as error:
-            raise SceneError(self.path, f"cannot be saved: {error.strerror or error}") from error
+            raise SceneError(self.path, f"cannot be saved: {reason_of(error)}") from error
 
     def _replace(self, target: str, payload: bytes, appended: bytes) -> None:
         folder, name = os.path.split(target)
@@ -140,6 +140,8 @@ class SceneFile:
 
     def _read_json_bytes(self, stream: BinaryIO) -> bytes:
         start = stream.read(_HEADER.size)
+        if not start:
+            raise SceneError(self.path, "is empty: there is nothing in the file")
         if not start.startswith(_MAGIC):
             return start + stream.read()
         if len(start) < _HEADER.size:
@@ -149,7 +151,9 @@ class SceneFile:
         if version != 2:
             raise SceneError(self.path, f"is binary glTF version {version}; only 2 is supported")
         if length > size:
-            raise SceneError(self.path, f"is cut off: {size} of {length} bytes are there")
+            raise SceneError(
+                self.path, f"is cut off: {size} of {length} bytes are there; export it again"
+            )
         if kind != _JSON_CHUNK:
             raise SceneError(self.path, "the first chunk is not JSON", "byte 16")
         if _HEADER.size + chunk > length:
@@ -174,6 +178,9 @@ class SceneFile:
             place = f"byte {error.start}"
             raise SceneError(self.path, "the JSON text is not UTF-8", place) from None
         except json.JSONDecodeError as error:
+            if not self.binary and not text.lstrip().startswith("{"):
+                message = "is not a glTF file: it holds neither binary glTF nor JSON"
+                raise SceneError(self.path, message) from None
             place = f"line {error.lineno}, column {error.colno}"
             raise SceneError(self.path, f"is not JSON: {error.msg}", place) from None
         except (ValueError, RecursionError) as error:
@@ -189,7 +196,8 @@ class SceneFile:
         asset = document.get("asset") if isinstance(document, dict) else None
         version = asset.get("version") if isinstance(asset, dict) else None
         if not isinstance(version, str):
-            raise SceneError(self.path, "is not a glTF file: it names no version", "asset.version")
+            message = "is not a glTF file: it has no glTF version"
+            raise SceneError(self.path, message, "asset.version")
         if version.partition(".")[0] != "2":
             message = f"is glTF version {version}; only version 2 is supported"
             raise SceneError(self.path, message, "asset.version")

@@ -22,6 +22,7 @@ class Deformation:
     def __init__(self, lookup: Lookup) -> None:
         self._lookup = lookup
         self._concerned: set[int] | None = None
+        self._known_joints: frozenset[int] | None = None
         self._users: dict[Any, int] | None = None
 
     def concerns(self, node: int) -> bool:
@@ -29,6 +30,10 @@ class Deformation:
         if self._concerned is None:
             self._concerned = self._collect()
         return node in self._concerned
+
+    def is_joint(self, node: int) -> bool:
+        """Whether a skin places points by a node."""
+        return node in self._joints()
 
     def users(self, mesh: int) -> int:
         """How many nodes show a mesh."""
@@ -91,7 +96,12 @@ class Deformation:
                 return []
         return list(range(count))
 
-    def _joints(self) -> list[int]:
+    def _joints(self) -> frozenset[int]:
+        if self._known_joints is None:
+            self._known_joints = frozenset(self._read_joints())
+        return self._known_joints
+
+    def _read_joints(self) -> list[int]:
         look, found = self._lookup, []
         for number, skin in enumerate(look.entries(look.document, "skins", "")):
             joints = skin.get("joints")

@@ -46,6 +46,8 @@ class Draft:
         for key in ("accessors", "bufferViews", "buffers", "meshes", "nodes"):
             if key in document:
                 self.document[key] = list(document[key])
+        #: The document's buffer that `data` belongs to; there from `finish` on.
+        self.buffer = 0 if self._in_chunk else len(self.document.get("buffers", []))
 
     def replace(self, kind: str, index: int) -> dict[str, Any]:
         """A copy of an entry, put in its place, to be changed."""
@@ -110,7 +112,7 @@ class Draft:
         rows = np.zeros((len(values), stride), np.uint8)
         rows[:, :size] = np.ascontiguousarray(values).view(np.uint8).reshape(len(values), size)
         view: dict[str, Any] = {
-            "buffer": 0 if self._in_chunk else len(self.document.get("buffers", [])),
+            "buffer": self.buffer,
             "byteOffset": self._start + len(self.data),
             "byteLength": rows.size,
         }

@@ -154,18 +154,7 @@ class Meshes:
         mode = primitive.get("mode", TRIANGLES)
         if len(order) % 3 and mode == TRIANGLES or len(order) < 3:
             raise self._lookup.error(place, f"{len(order)} corners do not make up triangles")
-        if mode == TRIANGLES:
-            return order.reshape(-1, 3)
-        first = np.arange(len(order) - 2)
-        if mode == FAN:
-            corners = np.stack([first + 1, first + 2, np.zeros_like(first)], axis=1)
-        else:  # every second triangle of a strip runs the other way round
-            odd = first % 2
-            corners = np.stack([first, first + 1 + odd, first + 2 - odd], axis=1)
-        faces: Indices = order[corners]
-        a, b, c = faces.T
-        solid: Indices = faces[(a != b) & (b != c) & (c != a)]
-        return solid
+        return triangle_list(order, mode)
 
     def _shapes(self, primitive: dict[str, Any], count: int, place: str) -> dict[str, Reals]:
         found = {}
@@ -209,6 +198,23 @@ class Meshes:
             slots=[self._materials.material(material, place) for material in used],
             handles=Handles(parts, faces, vertices, list(used)),
         ).checked()
+
+
+def triangle_list(order: Indices, mode: int) -> Indices:
+    """(F, 3) the triangles of (N,) vertices in the order of a list, a strip or a fan. Those of a
+    strip or fan in which a vertex stands twice only continue it, and are left out."""
+    if mode == TRIANGLES:
+        return order.reshape(-1, 3)
+    first = np.arange(len(order) - 2)
+    if mode == FAN:
+        corners = np.stack([first + 1, first + 2, np.zeros_like(first)], axis=1)
+    else:  # every second triangle of a strip runs the other way round
+        odd = first % 2
+        corners = np.stack([first, first + 1 + odd, first + 2 - odd], axis=1)
+    faces: Indices = order[corners]
+    a, b, c = faces.T
+    solid: Indices = faces[(a != b) & (b != c) & (c != a)]
+    return solid
 
 
 def has_faces(primitive: dict[str, Any]) -> bool:

@@ -12,6 +12,7 @@ from typing import TYPE_CHECKING, Any, ClassVar
 import core
 from kavel.errors import SceneError
 from kavel.gltf.container import SceneFile
+from kavel.gltf.exports import Exports
 from kavel.gltf.graph import SceneGraph, build_graph
 from kavel.gltf.paths import name_of
 
@@ -61,7 +62,8 @@ class GltfOperator(core.Scene.Operator):
         """Errors: re.error when `lod_names` is not a regular expression."""
         super().__init__()
         self._lod_names = re.compile(lod_names) if lod_names else None
-        self._directory_answer = directory_answer
+        #: What the directory dialog answers.
+        self.directory_answer = directory_answer
         self._file_answer = file_answer
         self._file: SceneFile | None = None
         self._graph = SceneGraph()
@@ -75,6 +77,8 @@ class GltfOperator(core.Scene.Operator):
         self._shutdown: list[Callable[[], Any]] = []
         #: The joints of the last scans by path, as the core announced them.
         self.joints: dict[str, Any] = {}
+        #: What was exported, and how files are replaced.
+        self.exports = Exports()
         #: Why the data embedded in the open file could not be read; "" when it could.
         self.filedata_problem = ""
 
@@ -88,6 +92,7 @@ class GltfOperator(core.Scene.Operator):
         file = SceneFile(path)
         graph = build_graph(file.document, path, self._lod_names)
         self._file, self._graph = file, graph
+        self.exports.open(file, graph)
         self._types = {path: self.TYPE_MAPPING[kind] for path, kind in graph.kinds.items()}
         self._selection, self.selections = [], []
         self._view = None
@@ -201,7 +206,7 @@ class GltfOperator(core.Scene.Operator):
     # Dialogs and export
 
     def directory_dialog(self, starting: str = "~", caption: str = "") -> str | None:
-        return self._directory_answer
+        return self.directory_answer
 
     def file_dialog(
         self, starting: str = "~", caption: str = "", file_filter: str = ""
@@ -218,7 +223,17 @@ class GltfOperator(core.Scene.Operator):
         triangulate: bool = False,
         reset_xforms: bool = False,
     ) -> Any:
-        raise NotImplementedError("kavel cannot export from glTF files yet")
+        """Write `roots` with all that is below them, and what they use, as "glb" or "gltf".
+
+        `args` are values of that format's options (`kavel.gltf.exporting.settings`). What it came
+        to is told in `exports`. Errors: SceneError with the reason; every file is then as it was.
+        """
+        # Numerics are loaded where they are needed; a scan needs none.
+        from kavel.gltf.exporting.exporter import Geometry
+
+        geometry = Geometry(automatic_uv, triangulate, reset_xforms)
+        self.exports.export(list(roots), file_path, type, args, geometry, self._view)
+        return core.Constants.Plugin.Status.Success
 
     # Embedded data
 

@@ -5,13 +5,13 @@ from __future__ import annotations
 import os
 from collections.abc import Sequence
 from dataclasses import dataclass, field
-from typing import TYPE_CHECKING, Any
+from typing import TYPE_CHECKING, Any, Literal
 
 import numpy as np
 
 from kavel.errors import SceneError
 from kavel.gltf.accessors import Accessors
-from kavel.gltf.attached import attached
+from kavel.gltf.attached import Attachments
 from kavel.gltf.buffers import Buffers
 from kavel.gltf.container import SceneFile
 from kavel.gltf.deformation import Deformation
@@ -82,6 +82,7 @@ class GltfScene:
         self._materials = Materials(self._lookup, buffers)
         self._reader = Meshes(self._lookup, self._accessors, self._materials)
         self._deformation = Deformation(self._lookup)
+        self._attachments = Attachments(self._lookup)
         self._meshes: dict[int, Mesh] = {}
         self._transforms: dict[int, Transform] = {}
         self._worlds: dict[str, Reals] = {}
@@ -173,10 +174,16 @@ class GltfScene:
         with an animated parent can be changed freely."""
         return self._deformation.concerns(self._nodes[path])
 
+    def skin_role(self, path: str) -> Literal["", "mesh", "joint"]:
+        node = self._node(path)
+        if self._deformation.is_joint(self._nodes[path]):
+            return "joint"
+        return "mesh" if "skin" in node and "mesh" in node else ""
+
     def attached(self, path: str) -> str:
-        """Cameras, lights, extensions of the node that this program does not know, and primitives
-        that are no faces."""
-        return attached(self._lookup, self._nodes[path])
+        """Cameras, lights, extensions of the node that this program does not know, primitives that
+        are no faces, and extensions elsewhere in the file that refer to the node."""
+        return self._attachments.of(self._nodes[path])
 
     def shares_mesh(self, path: str) -> bool:
         """Nodes that are in none of the shown scenes count too."""
@@ -264,16 +271,20 @@ class GltfScene:
             self._file.save()
             return
         draft = self._draft()
-        for index, transform in self._edits.transforms.items():
-            node = draft.replace("nodes", index)
-            write_transform(node, self._stored_transform(index), transform)
-        for index, mesh in self._edits.meshes.items():
-            encode_mesh(draft, self._accessors, index, self._meshes[index], mesh)
+        self.apply(draft)
         appended = draft.finish()
         self._file.save(draft.document, appended)
         self._saves += 1
         self._edits = Edits(self._saves)
         self._read()
+
+    def apply(self, draft: Draft) -> None:
+        """Put what was changed since the file was read or saved into a draft of its document."""
+        for index, transform in self._edits.transforms.items():
+            node = draft.replace("nodes", index)
+            write_transform(node, self._stored_transform(index), transform)
+        for index, mesh in self._edits.meshes.items():
+            encode_mesh(draft, self._accessors, index, self._meshes[index], mesh)
 
     def _draft(self) -> Draft:
         document = self._file.document

@@ -4,7 +4,7 @@ from __future__ import annotations
 
 from collections.abc import Sequence
 from dataclasses import dataclass, replace
-from typing import Any
+from typing import Any, Literal
 
 import numpy as np
 
@@ -29,6 +29,7 @@ class _Object:
     transform: Transform
     deformed: bool
     attached: str
+    skin: Literal["", "mesh", "joint"]
     mesh: int | None  # key in the table of meshes; objects with the same key share the mesh
 
 
@@ -100,6 +101,7 @@ class MemoryScene(MemoryOperator):
         sheared: bool = False,
         deformed: bool = False,
         attached: str = "",
+        skin: Literal["", "mesh", "joint"] = "",
         **parts: Any,
     ) -> MemoryScene:
         """Add an object and return the scene.
@@ -109,7 +111,8 @@ class MemoryScene(MemoryOperator):
         the shown name where it is not the last part of the path, as with siblings of one name.
         `type` is a unified type; without it, a mesh makes "mesh", children "transform", and neither
         "locator". `rotation` is a quaternion x, y, z, w. `deformed`: a skin or an animation depends
-        on the object. `attached`: what else it carries, as in "a camera".
+        on the object. `attached`: what else it carries, as in "a camera". `skin`: what the object
+        is to a skin (`skin_role`); the points of its "mesh" are shown where they are in the world.
 
         Errors: ValueError for a path that is taken or malformed, an unknown type, a mesh given
         twice, or parts that do not fit together; KeyError when `mesh_of` is not there; TypeError
@@ -126,7 +129,7 @@ class MemoryScene(MemoryOperator):
         if parent and parent not in self._objects:
             self.add(parent)
         shown = last if name is None else name
-        item = _Object(shown, type, parent or None, placed, deformed, attached, key)
+        item = _Object(shown, type, parent or None, placed, deformed, attached, skin, key)
         self._objects[path] = item
         self._opened = None
         return self
@@ -213,14 +216,18 @@ class MemoryScene(MemoryOperator):
         return matrix
 
     def shown_matrix(self, path: str) -> Reals:
-        return self.world_matrix(path)
+        return np.eye(4) if self.skin_role(path) == "mesh" else self.world_matrix(path)
 
     def mesh(self, path: str) -> Mesh | None:
         key = self._object(path).mesh
         return None if key is None else self._meshes[key]
 
     def is_deformed(self, path: str) -> bool:
-        return self._object(path).deformed
+        item = self._object(path)
+        return item.deformed or item.skin != ""
+
+    def skin_role(self, path: str) -> Literal["", "mesh", "joint"]:
+        return self._object(path).skin
 
     def attached(self, path: str) -> str:
         return self._object(path).attached

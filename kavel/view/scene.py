@@ -102,10 +102,15 @@ class Scene(Protocol):
         """Whether a skin, a blend shape or an animation depends on the object's points or
         placement, so that neither may be changed by a fix."""
 
+    def skin_role(self, path: str) -> Literal["", "mesh", "joint"]:
+        """What an object is to a skin. "mesh": the skin's joints place the points of its mesh, and
+        its own transform does not. "joint": it places points of others, and the skin undoes what
+        its transform is at rest. "": neither."""
+
     def attached(self, path: str) -> str:
         """What else than faces and children stands where the object's transform puts it, as in
-        "a camera" or "lines"; "" for nothing. It would be left behind by a fix that moves the
-        transform into points."""
+        "a camera" or "lines", or refers to the object; "" for nothing. It would be left behind by a
+        fix that moves the transform into points."""
 
     def shares_mesh(self, path: str) -> bool:
         """Whether other objects show the same mesh, so that changing its points changes them."""

@@ -12,6 +12,8 @@ from typing import Any
 
 import pytest
 from check_tools import check, module
+from lifetimes import collected
+from project_tools import finish_log
 
 import core
 
@@ -86,8 +88,7 @@ def test_controls_stand_for_classes_in_their_order(caplog: pytest.LogCaptureFixt
     assert next(iter(made._categories[0])) is first
     assert (made.is_empty(), made.config, made.preset) == (False, None, None)
     assert core.Check._List([]).is_empty()
-    for thread in list(core._log_threads):
-        thread.join()
+    finish_log()
     assert "ValueError: no parameters" in caplog.text
     with pytest.raises(ValueError, match="no parameters"):
         core.Check._List.Control(Broken)
@@ -275,8 +276,7 @@ def test_a_control_that_cannot_be_loaded_harms_no_other(caplog: pytest.LogCaptur
     assert config.data == before
     made.load(config)
     assert made._controls[0].enabled
-    for thread in list(core._log_threads):
-        thread.join()
+    finish_log()
     assert "SystemExit: 3" in caplog.text
 
 
@@ -372,7 +372,8 @@ def test_what_a_rule_has_to_check_has_three_states() -> None:
     assert not without.is_verifiable("enabled")
 
 
-def test_lists_are_collected_with_what_they_hold() -> None:
+@collected
+def test_lists_are_collected_with_what_they_hold() -> Any:
     class Local(Limit):
         class_id = "local"
 
@@ -380,7 +381,4 @@ def test_lists_are_collected_with_what_they_hold() -> None:
     made = core.Check._List([Local], Presets(), config)
     Local.listed = made  # type: ignore[attr-defined]
     made.editor = made.preset
-    watched = weakref.ref(made), weakref.ref(Local)
-    del made, Local
-    gc.collect()
-    assert [found() for found in watched] == [None, None]
+    return made, Local

@@ -1,4 +1,4 @@
-"""Parameter inputs, the blocks that check classes describe, and option trees."""
+"""Parameter inputs, the blocks that check classes describe."""
 
 from __future__ import annotations
 
@@ -8,7 +8,7 @@ from collections.abc import Callable
 from typing import Any
 
 import pytest
-from project_tools import logged
+from lifetimes import collected
 
 import core
 
@@ -388,81 +388,11 @@ def test_copies_of_a_task_share_nothing_that_can_change() -> None:
         late["b"]
 
 
-def tree(**values: Any) -> Any:
-    options = P.Options(
-        "fbx",
-        "FBX",
-        contents=[
-            P.Switch("smooth", True),
-            P.Group("Units", [P.IntRange("unit"), P.Group("", [P.FloatRange("scale")])], "smooth"),
-            combo("x", "y"),
-            P.RegEx("not_part_of_it"),
-        ],
-    )
-    options.load(values)
-    return options
-
-
-def test_options_store_what_differs_from_the_defaults() -> None:
-    options = tree()
-    assert list(options._parameters) == ["smooth", "unit", "scale", "choice", "not_part_of_it"]
-    assert options._defaults == {"smooth": True, "unit": 50, "scale": 0.5, "choice": "X"}
-    assert options.data == {}
-    options._parameters["smooth"].enabled = False
-    options._parameters["choice"].set_selected("Y")
-    assert options.data == {"smooth": False, "choice": "Y"}
-    copy = options.clone()
-    options._parameters["smooth"].enabled = True
-    options.reset()
-    assert (options.data, copy.data) == ({}, {"smooth": False, "choice": "Y"})
-    copy.load({"scale": 2, "unit": 1})
-    assert copy.data == {"scale": 2.0, "unit": 1}
-
-
-def test_options_keep_what_they_cannot_read_out(caplog: Any) -> None:
-    options = tree(smooth="yes", unit=1.5, scale=None, choice="unknown", gone=1, not_part_of_it="x")
-    assert options.data == {}
-    assert sum("cannot take the stored value" in entry for entry in logged(caplog)) == 5
-    options.load("no map")
-    assert options.data == {}
-    with pytest.raises(core.Error.ParameterInputType):
-        P.Options("a", contents=["x"])
-    with pytest.raises(core.Error.ParameterInputType):
-        P.Group("a", [None])
-
-
-def test_nodes_of_a_tree_are_told_apart() -> None:
-    nodes = [P.Group(), P.Switch("a"), P.IntRange("a"), P.FloatRange("a"), combo("x"), Seconds("a")]
-    tests = ["is_group", "is_input", "is_switch", "is_integer", "is_float", "is_combobox"]
-    answers = [[name for name in tests if getattr(P.Options, name)(node)] for node in nodes]
-    assert answers == [
-        ["is_group"],
-        ["is_input", "is_switch"],
-        ["is_input", "is_integer"],
-        ["is_input", "is_float"],
-        ["is_input", "is_combobox"],
-        ["is_input", "is_integer"],
-    ]
-    assert not any(getattr(P.Options, name)(object()) for name in tests)
-
-
-def test_deep_groups_are_refused() -> None:
-    group = P.Group("", [P.Switch("a")])
-    for _ in range(1_000):
-        group = P.Group("", [group])
-    with pytest.raises(RecursionError):
-        P.Options("a", contents=[group])
-    with pytest.raises(RecursionError):
-        group.clone()
-
-
-def test_an_input_that_knows_its_block_is_collected() -> None:
+@collected
+def test_an_input_that_knows_its_block_is_collected() -> Any:
     block = P.Block([P.Switch("a"), Seconds("b")])
     block.load([])
     copies = [next(iter(block)).clone() for _ in range(2)]
     for owner in (*block.inputs, next(iter(block))["b"], next(iter(block)), *copies):
         owner.block = block
-    seen = weakref.ref(block)
-    del block, owner, copies
-    gc.collect()
-    assert seen() is None
+    return [block]

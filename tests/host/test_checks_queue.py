@@ -2,16 +2,15 @@
 
 from __future__ import annotations
 
-import gc
 import logging
 import threading
 import time
-import weakref
 from collections.abc import Iterator
 from contextlib import contextmanager
 from typing import Any
 
 import pytest
+from lifetimes import collected
 from project_tools import logged
 
 import core
@@ -325,7 +324,8 @@ def test_fixing_everything_goes_over_a_snapshot() -> None:
             queue.add(wrong)
 
 
-def test_cycles_through_a_check_are_collected() -> None:
+@collected
+def test_cycles_through_a_check_are_collected() -> Any:
     class Keeping(Plain):
         def check(self, path: str, parameters: Any) -> None:
             self.parameters_seen = parameters
@@ -338,7 +338,4 @@ def test_cycles_through_a_check_are_collected() -> None:
     result._check.queue = queue
     result._op.queue = queue
     result._check.clone = result._param.clone()
-    seen = [weakref.ref(kept) for kept in (queue, task, result, result._check, result._op)]
-    del result, queue, task
-    gc.collect()
-    assert [reference() for reference in seen] == [None] * 5
+    return queue, task, result, result._check, result._op

@@ -3,13 +3,13 @@
 from __future__ import annotations
 
 import gc
-import weakref
 from collections.abc import Iterator
 from contextlib import contextmanager
 from types import SimpleNamespace
 from typing import Any
 
 import pytest
+from lifetimes import collected
 from project_tools import StandIn, logged
 from scene_host import MemoryHost, Stage, Tree, item
 
@@ -293,13 +293,11 @@ def test_a_store_that_fails_disturbs_nothing(caplog: Any) -> None:
     assert any("TypeError" in entry for entry in logged(caplog))
 
 
-def test_a_dropped_validator_is_collected() -> None:
+@collected
+def test_a_dropped_validator_is_collected() -> Any:
     scene = Scene([FACES, SIZES], car=config(faces=[], sizes=[]))
     scene.start()
     (_, task) = scene.validator.queue
     task.results[0]._check.validator = scene.validator
     scene.api.validator = scene.host.validator = scene.validator
-    seen = [weakref.ref(kept) for kept in (scene.validator, scene.api, scene.validator.queue)]
-    del scene, task, _
-    gc.collect()
-    assert [reference() for reference in seen] == [None] * 3
+    return scene.validator, scene.api, scene.validator.queue

@@ -169,6 +169,10 @@ def test_the_selection_goes_out_root_by_root(tmp_path: Path) -> None:
     desk.host.selection = []
     desk.export.selected(tmp_path)
     assert (desk.outcome(), desk.stage.events) == ([], ["export_success", "empty_export_selection"])
+    # To some exporters a root without a path is the whole scene.
+    desk.host.get_selection_roots = lambda: [""]  # type: ignore[method-assign]
+    desk.export.selected(tmp_path)
+    assert desk.stage.events[-1] == "empty_export_selection"
     desk.settings.check.mode = 7
     desk.export.start()
     assert (len(desk.written()), desk.store.written) == (2, 1)

@@ -2,12 +2,11 @@
 
 from __future__ import annotations
 
-import gc
 import json
 import time
-import weakref
 
 import pytest
+from lifetimes import collected
 from project_tools import Pattern, StandIn, finish_log, logged, make_api, project, store
 
 import core
@@ -31,11 +30,6 @@ def component_of(folder, current: object = "", **projects) -> Component:
 def loaded(component) -> list[str]:
     """Comments of the records that were handed to the pattern."""
     return [record.comment for record in component._hierarchy.pattern.records]
-
-
-def test_names():
-    assert core.Api._Project is Component
-    assert core._LoadPointer is Component._LoadPointer
 
 
 def test_without_files_the_empty_project_is_current_and_nothing_is_loaded(tmp_path):
@@ -222,15 +216,12 @@ def test_load_pointer_compares_file_and_time_of_any_document():
     assert (pointer.filename, pointer.timestamp) == ("a.json", 1.5)
 
 
+@collected
 def test_components_are_collected_with_what_they_load(tmp_path):
     component = component_of(tmp_path, hero=project())
     api, hierarchy = component._api, component._hierarchy
     api.project = hierarchy.project = component
     component.load("hero.json")
     component.collection.note = component
-    objects = [component, api, hierarchy, component.collection, component.get_current()]
-    objects.append(hierarchy.pattern.records[0])
-    ends = [weakref.ref(item) for item in objects]
-    del component, api, hierarchy, objects
-    gc.collect()
-    assert [end() for end in ends] == [None] * len(ends)
+    loaded = [component.collection, component.get_current(), hierarchy.pattern.records[0]]
+    return [component, api, hierarchy, *loaded]

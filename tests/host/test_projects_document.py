@@ -6,6 +6,7 @@ import gc
 import json
 import os
 import re
+import sys
 import time
 import weakref
 
@@ -179,6 +180,10 @@ def test_an_edit_is_later_than_the_one_before_whatever_the_clock_says(tmp_path, 
         monkeypatch.setattr(time, "time", lambda now=now: now)
         settings.mark_edited()
         assert settings.edit_timestamp == pytest.approx(expected)
+    # An endless time would count as none when it is read.
+    settings.edit_timestamp = sys.float_info.max
+    settings.mark_edited()
+    assert settings.edit_timestamp == sys.float_info.max
 
 
 @pytest.mark.parametrize(
@@ -228,6 +233,9 @@ def test_the_name_on_the_disk_wins_over_the_one_in_the_file(tmp_path):
         ("nul.json", False),
         ("other.txt", False),
         ("x" * 300 + ".json", False),
+        ("字" * 80 + ".json", False),
+        ("..json", False),
+        ("..x.json", True),
         ("", False),
         (5, False),
     ],

@@ -139,6 +139,19 @@ def test_only_an_array_of_projects_is_accepted(tmp_path, caplog, response, accep
         assert os.listdir(tmp_path) == ["hero.json"]
 
 
+def test_a_project_that_is_nested_too_deeply_keeps_no_other_out(tmp_path):
+    deep: list = []
+    for _ in range(600):
+        deep = [deep]
+    collection = collection_of(tmp_path, deep=project("Ours"))
+    collection.create_http_request()
+    answer = [served("a.json", "A"), served("deep.json", version=9, novel=deep, edit_timestamp=9)]
+    assert collection.accept_http_response(reply(answer)) is True
+    # The server has it, so ours is not erased.
+    assert collection.names == ["A", "Ours"]
+    assert Response(reply([answer[1]])).accepted is False
+
+
 def test_answers_with_the_same_projects_are_equal():
     answer = Response(reply([served("a.json")]))
     assert answer == Response(reply([dict(reversed(served("a.json").items()))]))
@@ -363,6 +376,38 @@ def test_what_the_server_had_before_is_not_kept(tmp_path):
     assert (collection.names, kept(tmp_path)) == (["Name 3"], [])
 
 
+def test_what_was_edited_by_hand_is_kept_though_its_time_is_known(tmp_path, caplog):
+    collection = collection_of(tmp_path, hero=project())
+    collection.get("hero.json").write()
+    known = list(collection.create_http_request())
+    collection.accept_http_response(reply(known))
+    store(tmp_path, "hero.json", {**on_disk(tmp_path, "hero.json"), "description": "by hand"})
+    theirs = {**known[0], "name": "Theirs", "edit_timestamp": 9}
+    collection.accept_http_response(reply([theirs]))
+    assert [data["description"] for data in kept(tmp_path)] == ["by hand"]
+    # Told by the name that it had here.
+    assert any(entry.startswith('"Hero" was replaced') for entry in logged(caplog))
+
+
+def test_a_working_copy_outlives_their_edit(tmp_path):
+    collection = collection_of(tmp_path, hero=project())
+    settings = collection.get("hero.json")
+    toggle = settings.history.edit_toggle
+    promise = settings.get_record_promise()
+    toggle.set_promise(promise)
+    promise.comment = "at work"
+    theirs = served("hero.json", edit_timestamp=9)
+    theirs["records"]["300"] = record("theirs")
+    collection.accept_http_response(reply([theirs]))
+    assert toggle.current is promise
+    assert [each.comment for each in toggle] == ["at work", "theirs", "at 200", "at 100"]
+    # What was chosen to be shown stays so, too.
+    toggle.switch(3)
+    collection.accept_http_response(reply([{**theirs, "edit_timestamp": 10}]))
+    assert toggle.current.timestamp == 100
+    assert list(toggle)[0] is promise
+
+
 def test_an_edit_that_cannot_be_kept_is_not_replaced(tmp_path, caplog):
     (tmp_path / ".replaced").write_text("in the way")
     collection = collection_of(tmp_path, a=project("Ours"), b=project("Ours"))
@@ -374,6 +419,21 @@ def test_an_edit_that_cannot_be_kept_is_not_replaced(tmp_path, caplog):
     assert collection.get("a.json").edit_timestamp == 1.5
     assert collection.get("b.json").edit_timestamp == 9
     assert any("a.json" in entry for entry in logged(caplog))
+
+
+def test_half_a_copy_is_not_left_behind(tmp_path, monkeypatch):
+    collection = collection_of(tmp_path, hero=project("Ours"))
+
+    def fill_the_disk(source, target):
+        with open(target, "w", encoding="utf-8") as file:
+            file.write('{"name": "Ou')
+        raise OSError("no space left")
+
+    monkeypatch.setattr("shutil.copyfile", fill_the_disk)
+    answer = reply([served("hero.json", "Theirs", edit_timestamp=9)])
+    assert collection.accept_http_response(answer) is False
+    assert on_disk(tmp_path, "hero.json")["name"] == "Ours"
+    assert os.listdir(tmp_path / ".replaced") == []
 
 
 def test_what_another_program_edited_meanwhile_stays(tmp_path):

@@ -9,6 +9,7 @@ import weakref
 from typing import Any
 
 import pytest
+from lifetimes import collected
 from project_tools import logged
 from scene_host import MemoryHost, Stage, item, record_of
 
@@ -374,9 +375,11 @@ def test_a_joint_that_stands_twice_is_kept_twice() -> None:
     assert [len(child["children"]) for child in encoded["joint"]["children"]] == [1, 1]
 
 
-def stage_that_no_longer_fits(*looked_at: str) -> Any:
-    """A weak reference to the buffer of a stage that its own joints lead back to."""
+@pytest.mark.parametrize("looked_at", [(), ("get",), ("get", "incompatibles")])
+@collected
+def test_incompatible_buckets_are_collected(looked_at: tuple[str, ...]) -> Any:
     made: Any = stage()
+    # The joints lead back to the stage.
     made.host.postscript_scan_append = lambda each: setattr(each, "stage", made)
     assert made.scan("/Car")
     for name in looked_at:
@@ -385,23 +388,14 @@ def stage_that_no_longer_fits(*looked_at: str) -> Any:
     made.hierarchy.pattern.set(record_of(item("other", "Other")))
     made.hierarchy.pattern.kept = made.hierarchy.pattern.get()
     made.buffer.validate()
-    return weakref.ref(made.buffer)
+    return [made.buffer]
 
 
-@pytest.mark.parametrize("looked_at", [(), ("get",), ("get", "incompatibles")])
-def test_incompatible_buckets_are_collected(looked_at: tuple[str, ...]) -> None:
-    gone = stage_that_no_longer_fits(*looked_at)
-    gc.collect()
-    assert gone() is None
-
-
-def test_buffer_and_host_are_collected_together() -> None:
+@collected
+def test_buffer_and_host_are_collected_together() -> Any:
     made: Any = stage()
     made.scan("/Car")
     # Through an attribute of a joint, the list of the buffer and the buffer back to the host.
     made.buffer.get()[0].joint.owner = made.host
     made.host.stage = made
-    gone = [weakref.ref(made.host), weakref.ref(made.buffer.get()[0].joint)]
-    del made
-    gc.collect()
-    assert [each() for each in gone] == [None, None]
+    return made.host, made.buffer.get()[0].joint

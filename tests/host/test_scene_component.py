@@ -8,6 +8,7 @@ from types import SimpleNamespace
 from typing import Any
 
 import pytest
+from lifetimes import collected
 from scene_host import MemoryHost, Stage, item
 
 import core
@@ -119,10 +120,8 @@ def test_a_failing_start_leaves_nothing_behind() -> None:
     assert gone() is None
 
 
-def test_host_handler_and_component_are_collected_together() -> None:
+@collected
+def test_host_handler_and_component_are_collected_together() -> Any:
     component, stage, api = make()
     api.scene = component
-    gone = [weakref.ref(each) for each in (component, stage.host, stage.buffer)]
-    del component, stage, api
-    gc.collect()
-    assert [each() for each in gone] == [None] * 3
+    return component, stage.host, stage.buffer

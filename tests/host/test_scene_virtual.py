@@ -2,13 +2,12 @@
 
 from __future__ import annotations
 
-import gc
 import threading
-import weakref
 from collections.abc import Mapping
 from typing import Any
 
 import pytest
+from lifetimes import collected
 from scene_host import MemoryHost
 
 import core
@@ -242,13 +241,11 @@ def test_other_threads_ask_during_an_upload() -> None:
     assert set(seen) <= {"", "transform"}
 
 
-def test_scene_and_host_are_collected_together() -> None:
+@collected
+def test_scene_and_host_are_collected_together() -> Any:
     host: Any = MemoryHost(TREE)
     host.scene = core.Scene._Virtual(host)
     host.scene.upload(["/A"])
     assert isinstance(host.scene, core.Scene._QueryOp)
     assert host.scene._operator is host
-    gone = weakref.ref(host)
-    del host
-    gc.collect()
-    assert gone() is None
+    return [host]

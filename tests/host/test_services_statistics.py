@@ -13,6 +13,7 @@ from types import SimpleNamespace
 from typing import Any
 
 import pytest
+from project_tools import finish_log
 
 import core
 
@@ -105,11 +106,6 @@ def test_added_records_are_bounded_and_typed(
     assert len(caplog.records) == 3
     assert made._data["checks"][-1] == {"odd": [1, None, "\ud800"]}
     assert [entry["project"] for entry in made._data["validate"]] == ["Hero"]
-
-
-def finish_log() -> None:
-    for thread in list(core._log_threads):
-        thread.join()
 
 
 def test_two_stores_of_one_file_lose_and_double_nothing(tmp_path: Path) -> None:

@@ -86,6 +86,17 @@ def project(rules: list[Any], shape: dict[str, Any] | None = None, **fields: Any
     }
 
 
+@pytest.fixture(autouse=True)
+def wide(monkeypatch: pytest.MonkeyPatch) -> None:
+    """Texts on one line, unless a test is about the width of a terminal."""
+    monkeypatch.setenv("COLUMNS", "1000")
+
+
+@pytest.fixture(autouse=True)
+def not_the_own_home(monkeypatch: pytest.MonkeyPatch, tmp_path: Path) -> None:
+    monkeypatch.setenv("KAVEL_HOME", str(tmp_path / "home"))
+
+
 @pytest.fixture
 def write(tmp_path: Path) -> Callable[[str, Any], str]:
     """Writes bytes, or an object as JSON (binary glTF for a .glb), to a file of a fresh folder."""

@@ -4,11 +4,18 @@ from __future__ import annotations
 
 import base64
 import json
+from dataclasses import replace
 from typing import Any
 
 import numpy as np
 from conftest import glb
 
+from kavel.gltf.accessors import Accessors
+from kavel.gltf.buffers import Buffers
+from kavel.gltf.container import SceneFile
+from kavel.gltf.lookup import Lookup
+from kavel.gltf.operator import GltfOperator
+from kavel.gltf.view import GltfScene
 from kavel.view import Mesh
 
 CODES = {"i1": 5120, "u1": 5121, "i2": 5122, "u2": 5123, "u4": 5125, "f4": 5126}
@@ -104,3 +111,51 @@ def outward(mesh: Mesh) -> bool:
     assert mesh.normals is not None
     normals = mesh.normals.reshape(-1, 3, 3).sum(axis=1)
     return bool(((faced * middle).sum(1) > 0).all() and ((normals * middle).sum(1) > 0).all())
+
+
+def view_of(file: str) -> GltfScene:
+    operator = GltfOperator()
+    operator.open(file)
+    return operator.view
+
+
+def mesh_of(view: GltfScene, path: str = "/body") -> Mesh:
+    mesh = view.mesh(path)
+    assert mesh is not None
+    return mesh
+
+
+def corners_of(mesh: Mesh, faces: Any) -> Any:
+    return (np.asarray(faces)[:, None] * 3 + np.arange(3)).ravel()
+
+
+def taken(mesh: Mesh, faces: Any, turned: Any = ()) -> Mesh:
+    """Some faces of a mesh in this order, those in `turned` the other way round."""
+    faces = np.asarray(faces, int)
+    corners = corners_of(mesh, faces).reshape(-1, 3)
+    rows = [position for position, face in enumerate(faces) if face in turned]
+    corners[rows] = corners[rows, ::-1]
+    chosen = corners.ravel()
+    return replace(
+        mesh,
+        corners=mesh.corners[chosen],
+        offsets=np.arange(0, len(chosen) + 1, 3),
+        normals=None if mesh.normals is None else mesh.normals[chosen],
+        uv_sets={name: values[chosen] for name, values in mesh.uv_sets.items()},
+        materials=None if mesh.materials is None else mesh.materials[faces],
+    )
+
+
+def reachable(file: str) -> dict[str, list[Any]]:
+    """Every attribute of each corner that the file draws, by the corner's place in the mesh."""
+    scene = SceneFile(file)
+    look = Lookup(scene.document, file)
+    read = Accessors(look, Buffers(scene, look))
+    result: dict[str, list[Any]] = {}
+    for primitive in scene.document["meshes"][0]["primitives"]:
+        if "mode" in primitive:
+            continue
+        order = read.raw(primitive["indices"], "")[:, 0]
+        for name, index in primitive["attributes"].items():
+            result.setdefault(name, []).extend(read.raw(index, "")[order].tolist())
+    return result

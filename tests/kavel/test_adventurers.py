@@ -6,7 +6,6 @@ into a tree in memory behind an operator of its own; each one is then scanned th
 
 from __future__ import annotations
 
-import contextlib
 import copy
 import json
 import os
@@ -19,9 +18,11 @@ from typing import Any
 import pytest
 
 import core
+from kavel.diagnosis import diagnose
+from kavel.environment import StandaloneEnvironment
+from kavel.testing import MemoryScene
 
 PROJECT = Path(__file__).resolve().parents[2] / "samples" / "adventurers.json"
-TYPES = ("mesh", "transform", "locator")
 HAND_SLOTS = ("handslot.l", "handslot.r")
 OTHER_SIDE = {".l": ".r", ".r": ".l"}
 
@@ -80,107 +81,28 @@ def characters() -> dict[str, Node]:
 # The host: a scene in memory, and a scan of all of it
 
 
-class TreeOperator(core.Scene.Operator):
-    """All of one tree is selected; what is embedded stays in memory."""
-
-    TYPE_MAPPING = {name: name for name in TYPES}
+class TreeOperator(MemoryScene):
+    """Holds one tree at a time, all of it selected."""
 
     def __init__(self) -> None:
         super().__init__()
-        self.embedded: list[Any] = []
         self.nodes: dict[str, Node] = {}
-        self.parents: dict[str, str | None] = {}
-        self.children: dict[str, list[str]] = {}
 
     def open(self, root: Node) -> None:
-        self.nodes, self.parents, self.children = {}, {}, {}
-        self._add(root, "", None)
+        for top in list(self.nodes)[:1]:
+            self.remove(top)
+        self.nodes = {}
+        self._pour(root, "")
+        self.select(next(iter(self.nodes)))
 
-    def _add(self, node: Node, above: str, parent: str | None) -> str:
-        path = f"{above}/{node.name}"
+    def _pour(self, node: Node, above: str) -> None:
+        path = f"{above}/{node.name}" if above else node.name
         while path in self.nodes:  # equal names of siblings
             path += "#"
-        self.nodes[path], self.parents[path] = node, parent
-        self.children[path] = [self._add(child, path, path) for child in node.children]
-        return path
-
-    def object_exists(self, path: str) -> bool:
-        return path in self.nodes
-
-    def get_type(self, path: str) -> str:
-        return self.nodes[path].type
-
-    def get_parent(self, path: str) -> str | None:
-        return self.parents[path]
-
-    def get_children(self, path: str) -> list[str]:
-        return self.children[path]
-
-    def name_from_path(self, path: str) -> str:
-        return self.nodes[path].name
-
-    def get_selection(self) -> list[str]:
-        return [path for path, parent in self.parents.items() if parent is None]
-
-    def get_selection_roots(self) -> list[str]:
-        return self.get_selection()
-
-    def select(self, *paths: str) -> None:
-        pass
-
-    def selection_manager(self) -> Any:
-        return contextlib.nullcontext()
-
-    def register_scene_opened_callback(self, function: Callable[[], None]) -> None:
-        pass
-
-    def register_shutdown_callback(self, function: Callable[[], None]) -> None:
-        pass
-
-    def delete_callbacks(self) -> None:
-        pass
-
-    def get_current_file(self) -> str:
-        return ""
-
-    def query_filedata(self) -> list[Any]:
-        return self.embedded
-
-    def embed_filedata(self, data: list[Any]) -> None:
-        self.embedded = data
-
-    def erase_filedata(self) -> None:
-        self.embedded = []
-
-    def postscript_scan_append(self, joint: Any) -> None:
-        pass
-
-    def postscript_scan_remove(self, joint: Any) -> None:
-        pass
-
-
-class FolderEnvironment(core.Environment):
-    """Everything in one folder, with the projects in a folder below it."""
-
-    target = "standalone"
-    scope = "test"
-
-    def __init__(self, folder: Path) -> None:
-        self.folder = folder
-        (folder / "projects").mkdir()
-        super().__init__()
-
-    def get_settings_file(self) -> str:
-        return str(self.folder / "settings.json")
-
-    def get_settings_directory(self) -> str:
-        return str(self.folder)
-
-    def get_projects_directory(self) -> str:
-        return str(self.folder / "projects")
-
-    def get_statistics_file(self) -> str:
-        return str(self.folder / "statistics.json")
+        self.nodes[path] = node
+        self.add(path, name=node.name, type=node.type)
+        for child in node.children:
+            self._pour(child, path)
 
 
 class Host:
@@ -188,7 +110,7 @@ class Host:
 
     def __init__(self, folder: Path) -> None:
         self.operator = TreeOperator()
-        environment = FolderEnvironment(folder)
+        environment = StandaloneEnvironment(str(folder))
         copied = Path(environment.get_projects_directory()) / PROJECT.name
         copied.write_bytes(PROJECT.read_bytes())
         self.api = core.Api(self.operator, environment)
@@ -230,6 +152,8 @@ def host(tmp_path_factory: pytest.TempPathFactory) -> Iterator[Host]:
 
 
 # Faults: each is a label and the tree with it
+
+Faults = Callable[[Node], Iterator[tuple[str, Node]]]
 
 
 def rename_bones(root: Node) -> Iterator[tuple[str, Node]]:
@@ -287,7 +211,7 @@ def add_strays(root: Node) -> Iterator[tuple[str, Node]]:
 
 
 # Every kind of fault, and how many of it each character must give at least.
-FEWEST = {
+FEWEST: dict[Faults, int] = {
     rename_bones: 100,
     swap_sides: 18,
     lose_children: 20,
@@ -300,13 +224,38 @@ FEWEST = {
 def test_every_fault_is_rejected(
     host: Host,
     characters: dict[str, Node],
-    faults: Callable[[Node], Iterator[tuple[str, Node]]],
+    faults: Faults,
 ) -> None:
     for name, root in characters.items():
         tried = {label: host.matched(changed) for label, changed in faults(root)}
         assert len(tried) >= FEWEST[faults], f"{name}: only {len(tried)} faults were made"
         accepted = [label for label, count in tried.items() if count]
         assert not accepted, f"{name}: accepted with {accepted}"
+
+
+def paths(root: Node) -> set[str]:
+    operator = TreeOperator()
+    operator.open(root)
+    return set(operator.nodes)
+
+
+# Exchanged siblings are left out: their paths are the same afterwards.
+@pytest.mark.parametrize("faults", [rename_bones, lose_children, remove_body_meshes, add_strays])
+def test_every_fault_is_located(
+    host: Host,
+    characters: dict[str, Node],
+    faults: Callable[[Node], Iterator[tuple[str, Node]]],
+) -> None:
+    """What is told first is about the children of the parent of the first path that changed; where
+    an object's type changed with its children, one level further up."""
+    for name, root in characters.items():
+        before = paths(root)
+        for label, changed in faults(root):
+            assert not host.matched(changed)
+            (first, *_) = diagnose(host.api).departures
+            top = min(before ^ paths(changed), key=lambda path: path.count("/"))
+            places = [top.rpartition("/")[0], top.rpartition("/")[0].rpartition("/")[0]]
+            assert first.place in places and first.certain, f"{name}, {label}: {first}"
 
 
 # What belongs to the family

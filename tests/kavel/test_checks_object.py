@@ -6,6 +6,7 @@ from typing import Any
 
 import numpy as np
 import pytest
+from verdicts import expect
 
 from kavel.checks.kavel_object import (
     BadScale,
@@ -26,7 +27,7 @@ from kavel.testing import (
     run,
 )
 
-ALL = {"translation": True}
+ALL: Any = {"translation": True}
 TURN = (0.0, 0.0, np.sin(0.3), np.cos(0.3))
 
 
@@ -55,11 +56,7 @@ def names() -> MemoryScene:
     ],
 )
 def test_names(check: Any, path: Any, values: Any, items: Any) -> None:
-    options = {"scene": names(), "parameters": values}
-    if items is None:
-        assert_passes(check, path, **options)
-    else:
-        assert_finds(check, path, **options, items=items)
+    expect(check, path, scene=names(), values=values, items=items)
 
 
 @pytest.mark.parametrize(
@@ -78,10 +75,7 @@ def test_names(check: Any, path: Any, values: Any, items: Any) -> None:
 )
 def test_scale(placed: Any, values: Any, message: str) -> None:
     scene = MemoryScene().add("a", box(), **placed)
-    if message:
-        assert_finds(BadScale, scene=scene, parameters=values, items=["a"], message=message)
-    else:
-        assert_passes(BadScale, scene=scene, parameters=values)
+    expect(BadScale, scene=scene, values=values, message=message)
 
 
 def test_empty_groups() -> None:
@@ -116,10 +110,7 @@ def test_empty_groups() -> None:
 )
 def test_pivot(place: str, centre: Any, moved: Any, up: str, off: str) -> None:
     scene = MemoryScene(up_axis=up).add("a", box(centre=centre), translation=moved)
-    if off:
-        assert_finds(PivotPlace, scene=scene, place=place, items=["a"], message=off)
-    else:
-        assert_passes(PivotPlace, scene=scene, place=place)
+    expect(PivotPlace, scene=scene, values={"place": place}, message=off)
 
 
 def test_a_pivot_without_a_box_passes() -> None:
@@ -128,7 +119,7 @@ def test_a_pivot_without_a_box_passes() -> None:
 
 
 def placed_family(**placed: Any) -> MemoryScene:
-    child = {"translation": (1, 2, 3), "rotation": TURN, "scale": (2, 2, 2)}
+    child: Any = {"translation": (1, 2, 3), "rotation": TURN, "scale": (2, 2, 2)}
     scene = MemoryScene().add("top", translation=(7, 7, 7)).add("top/a", box(), **placed)
     return scene.add("top/a/child", box(), **child).add("top/a/child/leaf", translation=(1, 0, 0))
 

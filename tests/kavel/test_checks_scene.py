@@ -7,6 +7,7 @@ from typing import Any
 
 import numpy as np
 import pytest
+from verdicts import expect
 
 from kavel.checks.kavel_lod import LodNames, LodNumbering, LodTriangles
 from kavel.checks.kavel_material import DefaultMaterial, TooManyMaterials
@@ -39,11 +40,7 @@ FILE = "/project/scene.mem"
     ],
 )
 def test_scene(check: Any, scene: Any, values: Any, message: str) -> None:
-    options = {"scene": MemoryScene(**scene), "parameters": values}
-    if message:
-        assert_finds(check, **options, count=1, message=message)
-    else:
-        assert_passes(check, **options)
+    expect(check, scene=MemoryScene(**scene), values=values, message=message)
 
 
 def lods(*sides: int, pattern: str = "{name}_LOD{level}") -> MemoryScene:
@@ -128,11 +125,7 @@ def assets(**sides: int) -> MemoryScene:
     ],
 )
 def test_levels_of_detail(check: Any, scene: Any, values: Any, items: Any) -> None:
-    options = {"scene": scene, "parameters": values}
-    if items is None:
-        assert_passes(check, scene.paths()[0], **options)
-    else:
-        assert_finds(check, scene.paths()[0], **options, items=items)
+    expect(check, scene.paths()[0], scene=scene, values=values, items=items)
 
 
 @pytest.mark.parametrize("level", ["lod", "lod(.+)$", "lod(\\d+"])
@@ -176,11 +169,7 @@ def crowd() -> MemoryScene:
     ],
 )
 def test_project(check: Any, path: Any, values: Any, items: Any, message: str) -> None:
-    options = {"scene": crowd(), "parameters": values}
-    if items is None:
-        assert_passes(check, path, **options)
-    else:
-        assert_finds(check, path, **options, items=items, message=message)
+    expect(check, path, scene=crowd(), values=values, items=items, message=message)
 
 
 @pytest.mark.parametrize(
@@ -198,10 +187,8 @@ def test_project(check: Any, path: Any, values: Any, items: Any, message: str) -
 )
 def test_forbidden_names_are_whole_words(name: str, found: list[str]) -> None:
     scene = MemoryScene().add(name)
-    if found:
-        assert_finds(ForbiddenNames, scene=scene, items=found)
-    else:
-        assert_passes(ForbiddenNames, scene=scene)
+    expect(ForbiddenNames, scene=scene, items=found or None)
+    if not found:
         whole = {"parts": ["temp", "test"], "whole_words": False}
         assert_finds(ForbiddenNames, scene=scene, parameters=whole)
 

@@ -54,66 +54,66 @@ def test_texts_that_are_no_project(raw: bytes, problem: str) -> None:
     assert not check_bytes(raw).usable
 
 
-@pytest.mark.parametrize(
-    ("fields", "problem"),
-    [
-        ({"name": 5}, "error: name: must be a text, not a number"),
-        ({"description": 5}, "error: description: must be a text or null, not a number"),
-        ({"records": []}, "error: records: must be an object, not an array"),
-        ({"deleted": 1}, "error: deleted: must be true or false, not a number"),
-        ({"deleted": True}, "error: deleted: the project is marked as deleted"),
-        ({"version": "3"}, "error: version: must be an integer, not a text"),
-        ({"version": 2}, "error: version: is 2; this build reads version 3"),
-        ({"filename": {}}, "warning: filename: must be a text, not an object"),
-        ({"target": 1}, "error: target: must be a text, not a number"),
-        ({"target": "ma\nya"}, "error: target: holds characters"),
-        ({"target": "\ud800"}, "warning: target: the text holds a lone surrogate"),
-        ({"target": "nuke"}, 'warning: target: "nuke" is not one of'),
-        ({"edit_timestamp": float("nan")}, "warning: edit_timestamp: nan is no JSON number"),
-        ({"edit_timestamp": "x"}, "warning: edit_timestamp: is no time"),
-        ({"selected_record": 5}, "warning: selected_record: names no record; the newest, 17"),
-        ({"records": {"x": {}, "1": {}}}, "warning: records.x: the key is no time"),
-        ({"records": {"inf": {}, "1": {}}}, "warning: records.inf: the key is no time"),
-        ({"records": {"1": {}, "1.5": {}}}, "warning: records.1.5: replaces records.1"),
-        ({"records": {"1": 5}}, "error: records.1: must be an object, not a number"),
-        ({"records": {"1": {"rules": {}}}}, "error: records.1.rules: must be an array"),
-        ({"records": {"1": {"rules": [5]}}}, "error: records.1.rules[0]: a rule must be an object"),
-        ({"records": {"1": {"pattern": {}}}}, "error: records.1.pattern: must be an array"),
-        ({"records": {"1": {"author": 1}}}, "error: records.1.author: must be a text"),
-        ({"records": {"1": {"export": {"flags": []}}}}, "error: records.1.export.flags: must be"),
-        ({"records": {"1": {}}}, "error: records.1.pattern: the rule tree names no rule"),
-        ({"recrods": {}}, "warning: recrods: is no known key; it is lost on saving"),
-    ],
-)
+DOCUMENT_FIELDS: list[tuple[dict[str, Any], str]] = [
+    ({"name": 5}, "error: name: must be a text, not a number"),
+    ({"description": 5}, "error: description: must be a text or null, not a number"),
+    ({"records": []}, "error: records: must be an object, not an array"),
+    ({"deleted": 1}, "error: deleted: must be true or false, not a number"),
+    ({"deleted": True}, "error: deleted: the project is marked as deleted"),
+    ({"version": "3"}, "error: version: must be an integer, not a text"),
+    ({"version": 2}, "error: version: is 2; this build reads version 3"),
+    ({"filename": {}}, "warning: filename: must be a text, not an object"),
+    ({"target": 1}, "error: target: must be a text, not a number"),
+    ({"target": "ma\nya"}, "error: target: holds characters"),
+    ({"target": "\ud800"}, "warning: target: the text holds a lone surrogate"),
+    ({"target": "nuke"}, 'warning: target: "nuke" is not one of'),
+    ({"edit_timestamp": float("nan")}, "warning: edit_timestamp: nan is no JSON number"),
+    ({"edit_timestamp": "x"}, "warning: edit_timestamp: is no time"),
+    ({"selected_record": 5}, "warning: selected_record: names no record; the newest, 17"),
+    ({"records": {"x": {}, "1": {}}}, "warning: records.x: the key is no time"),
+    ({"records": {"inf": {}, "1": {}}}, "warning: records.inf: the key is no time"),
+    ({"records": {"1": {}, "1.5": {}}}, "warning: records.1.5: replaces records.1"),
+    ({"records": {"1": 5}}, "error: records.1: must be an object, not a number"),
+    ({"records": {"1": {"rules": {}}}}, "error: records.1.rules: must be an array"),
+    ({"records": {"1": {"rules": [5]}}}, "error: records.1.rules[0]: a rule must be an object"),
+    ({"records": {"1": {"pattern": {}}}}, "error: records.1.pattern: must be an array"),
+    ({"records": {"1": {"author": 1}}}, "error: records.1.author: must be a text"),
+    ({"records": {"1": {"export": {"flags": []}}}}, "error: records.1.export.flags: must be"),
+    ({"records": {"1": {}}}, "error: records.1.pattern: the rule tree names no rule"),
+    ({"recrods": {}}, "warning: recrods: is no known key; it is lost on saving"),
+]
+
+
+@pytest.mark.parametrize(("fields", "problem"), DOCUMENT_FIELDS)
 def test_fields_of_the_document(fields: dict[str, Any], problem: str) -> None:
     found = check({**project([A]), **fields})
     assert [line for line in found if line.startswith(problem)], found
 
 
-@pytest.mark.parametrize(
-    ("change", "problem"),
-    [
-        ({"stamp": 7}, 'error: rule "a", stamp: must be a text, not a number'),
-        ({"name": 7}, 'error: rule "7" [a], name: must be a text'),
-        ({"regex": None}, 'error: rule "a" [a], regex: must be a text, not null'),
-        ({"types": "mesh"}, 'error: rule "a" [a], types: must be an array, not a text'),
-        ({"types": [1]}, 'error: rule "a" [a], types: a type must be a text, not a number'),
-        ({"types": ["Mesh"]}, 'warning: rule "a" [a], types: "Mesh" is not one of'),
-        ({"range": [0, 1, 2]}, 'error: rule "a" [a], range: must have two numbers'),
-        ({"range": 1}, 'error: rule "a" [a], range: must be an array, not a number'),
-        ({"range": [1, 1.5]}, 'error: rule "a" [a], range: minimum and maximum must be integers'),
-        ({"range": [0, True]}, 'error: rule "a" [a], range: minimum and maximum must be integers'),
-        ({"range": [2, 1]}, 'warning: rule "a" [a], range: the minimum 2 is above the maximum 1'),
-        ({"range": [-3, -1]}, 'warning: rule "a" [a], range: no number of objects is -1 or less'),
-        ({"checklist": []}, 'error: rule "a" [a], checklist: must be an object'),
-        ({"checklist": {"x": 1}}, 'warning: rule "a" [a], checklist: must be an object'),
-        ({"checklist": {"x": {"enabled": 1}}}, 'warning: rule "a" [a], enabled: must be true or f'),
-        ({"color": 7}, 'error: rule "a" [a], color: must be a text or null'),
-        ({"color": "red"}, 'warning: rule "a" [a], color: "red" is no colour'),
-        ({"regexp": "x"}, 'warning: rule "a" [a], regexp: is no known key'),
-        ({"name": "Ghost"}, 'warning: rule "Ghost" [a], name: only the exact name "ghost"'),
-    ],
-)
+RULE_FIELDS: list[tuple[dict[str, Any], str]] = [
+    ({"stamp": 7}, 'error: rule "a", stamp: must be a text, not a number'),
+    ({"name": 7}, 'error: rule "7" [a], name: must be a text'),
+    ({"regex": None}, 'error: rule "a" [a], regex: must be a text, not null'),
+    ({"types": "mesh"}, 'error: rule "a" [a], types: must be an array, not a text'),
+    ({"types": [1]}, 'error: rule "a" [a], types: a type must be a text, not a number'),
+    ({"types": ["Mesh"]}, 'warning: rule "a" [a], types: "Mesh" is not one of'),
+    ({"range": [0, 1, 2]}, 'error: rule "a" [a], range: must have two numbers'),
+    ({"range": 1}, 'error: rule "a" [a], range: must be an array, not a number'),
+    ({"range": [1, 1.5]}, 'error: rule "a" [a], range: minimum and maximum must be integers'),
+    ({"range": [0, True]}, 'error: rule "a" [a], range: minimum and maximum must be integers'),
+    ({"range": [2, 1]}, 'warning: rule "a" [a], range: the minimum 2 is above the maximum 1'),
+    ({"range": [-3, -1]}, 'warning: rule "a" [a], range: no number of objects is -1 or less'),
+    ({"checklist": []}, 'error: rule "a" [a], checklist: must be an object'),
+    ({"checklist": {"x": 1}}, 'warning: rule "a" [a], checklist: must be an object'),
+    ({"checklist": {"x": {"enabled": 1}}}, 'warning: rule "a" [a], enabled: must be true or f'),
+    ({"color": 7}, 'error: rule "a" [a], color: must be a text or null'),
+    ({"color": "red"}, 'warning: rule "a" [a], color: "red" is no colour'),
+    ({"regexp": "x"}, 'warning: rule "a" [a], regexp: is no known key'),
+    ({"name": "Ghost"}, 'warning: rule "Ghost" [a], name: only the exact name "ghost"'),
+]
+
+
+@pytest.mark.parametrize(("change", "problem"), RULE_FIELDS)
 def test_fields_of_a_rule(change: dict[str, Any], problem: str) -> None:
     found = check(project([{**A, **change}], {"a": {}}))
     assert [line for line in found if line.startswith(problem)], found
@@ -178,6 +178,9 @@ def test_a_rule_twice_on_a_level() -> None:
         (r"<up:L|R>_arm$", 0, "warning", "the alternatives of <up:L|R> need a group"),
         (r"<up:.+>_a$", 0, "warning", "can capture punctuation such as $"),
         (r"<up:\d+>_mesh", None, "warning", "defines an anchor without ending in $"),
+        (r"<up:\d+>_mesh\$", None, "warning", "defines an anchor without ending in $"),
+        (r"<up:x\$>_y$", 0, "warning", 'ends in an escaped "$"'),
+        ("<up:(?i)[a-z]>$", 0, "warning", "the flags of <up:(?i)[a-z]> hold for the match, not"),
         (r"<side:x>$", 0, "warning", "another rule defines the anchor <side> as <side:(l|r)>"),
         (r"x(a+)+$", 1, "warning", "an unbounded repeat inside an unbounded repeat"),
         (r"<up:\d>_(\w+_)*$", 8, "warning", "an unbounded repeat inside an unbounded repeat"),

@@ -30,7 +30,8 @@ FOREIGN = (0x12345678, b"keep me!")
 @pytest.mark.parametrize(
     ("name", "content", "message"),
     [
-        ("a.glb", b"", "not JSON"),
+        ("a.glb", b"", "is empty"),
+        ("a.glb", b"hello", "is not a glTF file: it holds neither binary glTF nor JSON"),
         ("a.glb", b"glTF\x02\x00", "cut off inside its header"),
         ("a.glb", glb(gltf())[:-8], "cut off: "),
         ("a.glb", glb(gltf()).replace(b"\x02\0\0\0", b"\x01\0\0\0", 1), "version 1"),

@@ -1,11 +1,14 @@
-"""Finding, listing and showing projects; none of it needs the extension module."""
+"""Finding, listing and showing projects; it also works without the extension module."""
 
 from __future__ import annotations
 
+import sys
+import types
 from pathlib import Path
 from typing import Any, Callable
 
 import pytest
+from check_modules import sound_checks
 from conftest import project, rule
 
 from kavel.cli import main
@@ -74,7 +77,8 @@ def test_list(home: str, capsys: pytest.CaptureFixture[str]) -> None:
 
 def test_list_of_no_home(tmp_path: Path, capsys: pytest.CaptureFixture[str]) -> None:
     assert main(["--home", str(tmp_path / "none"), "projects", "list"]) == 0
-    assert capsys.readouterr().out == ""
+    out, err = capsys.readouterr()
+    assert out == "" and str(tmp_path / "none/standalone/projects") in err
 
 
 def test_show(write: Writer, capsys: pytest.CaptureFixture[str]) -> None:
@@ -103,3 +107,27 @@ def test_show_of_an_unusable_project(write: Writer, capsys: pytest.CaptureFixtur
     out, err = capsys.readouterr()
     assert "a  (  any type  1" in out
     assert f'{path}: error: rule "a" [a], regex at 0: does not compile' in err
+
+
+def test_show_compares_parameters_with_the_checks(
+    write: Writer, tmp_path: Path, capsys: pytest.CaptureFixture[str]
+) -> None:
+    entry = {"enabled": False, "parameters": [{"state": {"wanted": {"value": "1"}}}]}
+    path = write("p.json", project([rule("a", checklist={"test.size": entry})]))
+    assert main(["projects", "show", path]) == 0
+    err = capsys.readouterr().err
+    assert 'warning: check test.size, in rule "a"\n    is not installed' in err
+    folder = sound_checks(tmp_path / "checks")
+    assert main(["projects", "show", path, "--checks", folder]) == 0
+    err = capsys.readouterr().err
+    assert 'warning: check test.size, parameter "wanted", in rule "a"\n' in err
+    assert 'found    {"value": "1"}\n' in err and "not installed" not in err
+
+
+def test_show_without_the_extension_module(
+    write: Writer, capsys: pytest.CaptureFixture[str], monkeypatch: pytest.MonkeyPatch
+) -> None:
+    monkeypatch.setitem(sys.modules, "core", types.ModuleType("core"))
+    assert main(["projects", "show", write("p.json", project([rule("a")]))]) == 0
+    out, err = capsys.readouterr()
+    assert "a$" in out and "the parameters of checks were not compared" in err

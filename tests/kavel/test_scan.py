@@ -26,7 +26,7 @@ RULES = [
     rule("Body", r"<asset>_Body$", ["mesh"]),
     rule("Socket", r"socket_\d$", ["locator"], [0, 2]),
 ]
-SHAPE = {"Asset": {"Body": {}, "Socket": {}}}
+SHAPE: dict[str, Any] = {"Asset": {"Body": {}, "Socket": {}}}
 PROJECT = project(RULES, SHAPE, name="Assets", target="maya")
 
 
@@ -87,7 +87,9 @@ def test_what_an_optional_rule_hides_is_counted(write: Writer, file: str, capsys
 @pytest.mark.parametrize(
     ("content", "reason"),
     [
-        (None, "cannot be read: No such file"),
+        (None, "cannot be read: there is no such file"),
+        (b"", "is empty"),
+        (b"hello", "is not a glTF file: it holds neither binary glTF nor JSON"),
         (b"glTF\2\0\0\0", "is cut off"),
         (gltf(node("a", children=[0])), r"nodes\[0\].children\[0\]: node 0 is its own ancestor"),
     ],
@@ -135,7 +137,31 @@ def test_select(good: str, file: str, capsys: Captured) -> None:
     result = json.loads(capsys.readouterr().out)["scenes"][0]
     assert [item["name"] for item in result["hierarchies"]] == ["Table"]
     assert main(["scan", good, "--project", file, "--select", "/Tabel"]) == 2
-    assert "no object at /Tabel; the top objects are /Chair, /Table" in capsys.readouterr().err
+    assert 'there is no object "/Tabel"; is /Table meant?' in capsys.readouterr().err
+    assert main(["scan", good, "--project", file, "--select", "/nothing"]) == 2
+    assert "its top objects are /Chair, /Table" in capsys.readouterr().err
+
+
+def test_a_selected_path_takes_nothing_from_the_scenes(good: str, file: str) -> None:
+    assert main(["scan", "--project", file, "--select", "/Table", good]) == 0
+
+
+def test_objects_that_no_rule_took_can_fail(write: Writer, file: str, capsys: Captured) -> None:
+    """The scene matches: an optional rule lets strangers pass."""
+    lenient = write("s.glb", gltf(node("Chair", node("whatever"), mesh("else"))))
+    full = write("full.glb", gltf(asset("Chair")))
+    arguments = ["scan", lenient, full, "--project", file, "-q"]
+    assert main(arguments) == 0
+    assert main([*arguments, "--fail-on-unassigned", "--json", "-"]) == 1
+    report = json.loads(capsys.readouterr().out.partition("\n{")[2].join("{ "))
+    first, second = report["scenes"]
+    assert (report["fail_on_unassigned"], report["exit_status"]) == (True, 1)
+    assert (first["status"], first["reason"]) == ("matched", "unassigned")
+    assert second["reason"] == ""
+    main([*arguments, "--fail-on-unassigned"])
+    out = capsys.readouterr().out
+    assert f"{lenient}: failed: 1 hierarchy matched, 1 joint, 2 objects that no rule took" in out
+    assert "no rule took /Chair/else (mesh)" in out
 
 
 def test_json(good: str, bad: str, file: str, tmp_path: Path, capsys: Captured) -> None:
@@ -144,7 +170,7 @@ def test_json(good: str, bad: str, file: str, tmp_path: Path, capsys: Captured) 
     report = json.loads(out)
     assert "nothing matched" in err
     assert set(report) == {
-        "schema", "exit_status", "error", "project", "scenes", "versions"
+        "schema", "exit_status", "fail_on_unassigned", "error", "project", "scenes", "versions"
     }  # fmt: skip
     assert report["schema"] == "kavel.scan/1" and report["exit_status"] == 1
     assert report["project"] == {
@@ -176,6 +202,9 @@ def test_json(good: str, bad: str, file: str, tmp_path: Path, capsys: Captured) 
         },
     }
     assert (second["status"], second["reason"]) == ("unmatched", "empty_scan_result")
+    (departure,) = second["diagnosis"]["departures"]
+    assert (departure["kind"], departure["nearest"]["object"]) == ("missing", "/chair")
+    assert first["diagnosis"] is None
     assert set(report["versions"]) == {"kavel", "core", "python"}
     target = tmp_path / "report.json"
     assert main(["scan", good, bad, "--project", file, "--json", str(target)]) == 1
@@ -298,12 +327,43 @@ def test_a_reader_that_leaves_early_is_no_fault_of_the_scan(good: str, file: str
     assert (done.returncode, done.stderr) == (2, b"")
 
 
-@pytest.mark.parametrize("argv", [[], ["scan"], ["scan", "x.glb"], ["projects"], ["nothing"]])
-def test_wrong_arguments(argv: list[str], capsys: Captured) -> None:
+@pytest.mark.parametrize(
+    ("argv", "message"),
+    [
+        ([], "kavel: the following arguments are required: COMMAND"),
+        (["scna"], 'kavel: there is no command "scna"; is scan meant?'),
+        (["--hoem", "x", "scan"], "kavel: there is no option --hoem; is --home meant?"),
+        (["checks", "--home", "x"], "kavel checks: --home stands before the command"),
+        (["scan"], "kavel scan: the following arguments are required: SCENE, --project"),
+        (["scan", "a", "--project", "b", "--slect", "c"], "no option --slect; is --select meant?"),
+        (["scan", "a", "--project", "b", "--select", "c", "-q", "e"], "nothing was expected at: e"),
+        (["validate", "a", "--mode", "x"], 'kavel validate: --mode: there is no "x"; there are '),
+        (["projects"], "kavel projects: the following arguments are required: ACTION"),
+        (["checks", "--bogus", "enable", "x"], "kavel checks: there is no option --bogus"),
+        (["checks", "enable", "x", "--bogus"], "kavel checks enable: there is no option --bogus"),
+        (["checks", "preset", "crate"], 'no action "crate"; is create meant?'),
+    ],
+)
+def test_wrong_arguments(argv: list[str], message: str, capsys: Captured) -> None:
+    """Told with the usage of the command that was given."""
     with pytest.raises(SystemExit) as info:
         main(argv)
     assert info.value.code == 2
-    assert capsys.readouterr().out == ""
+    out, err = capsys.readouterr()
+    assert out == "" and re.search(message, err)
+    command = err.splitlines()[-1].partition(" --help")[0].strip("`")
+    assert err.startswith(f"usage: {command} [")
+
+
+def test_what_can_be_said_of_a_home_that_is_a_file(
+    write: Writer, good: str, file: str, capsys: Captured
+) -> None:
+    home = write("home", b"")
+    for command in (["checks"], ["stats"], ["validate", good, "--project", file]):
+        assert main(["--home", home, *command]) == 2
+        err = capsys.readouterr().err
+        assert err.startswith(f"kavel: {home}: cannot hold your settings, projects and usage")
+        assert "Errno" not in err and "--home" in err
 
 
 def test_version(capsys: Captured) -> None:

@@ -11,7 +11,8 @@ from xml.etree import ElementTree
 import pytest
 
 from kavel.cli import main
-from kavel.usage import check_usage
+from kavel.stats_picture import COLOURS, stats_picture
+from kavel.usage import CheckUsage, check_usage
 
 SAMPLES = Path(__file__).resolve().parents[2] / "samples"
 Captured = pytest.CaptureFixture[str]
@@ -44,9 +45,10 @@ def test_every_run_leaves_its_records(capsys: Captured, tmp_path: Path) -> None:
     assert runs(capsys) == {name: 2 * number for name, number in once.items()}
     picture = tmp_path / "stats.svg"
     assert main(["stats", "--picture", str(picture), "--clear"]) == 0
-    assert "failures" in capsys.readouterr().out
-    drawn = "".join(ElementTree.parse(picture).getroot().itertext()).replace("\xa0", " ")
-    assert all(name in drawn for name in once)
+    out = capsys.readouterr().out
+    assert "failures" in out and "Missing or Zero Normals (kavel.mesh.normals)" in out
+    drawn = "".join(ElementTree.parse(picture).getroot().itertext())
+    assert all(name in drawn for name in once) and "kavel.mesh.normals" in drawn
     assert runs(capsys) == {}
 
 
@@ -80,6 +82,47 @@ def test_usage() -> None:
     ]
     told = [
         (usage.name, usage.runs, usage.failures, usage.mean, usage.worst)
-        for usage in check_usage(records)
+        for usage in check_usage(records, {})
     ]
     assert told == [("Size", 2, 1, 1.0, 1.5), ("Names", 2, 1, 0.5, 0.75)]
+
+
+def test_the_ids_of_records() -> None:
+    """Records hold names; two checks of one name cannot be told apart."""
+    records = [
+        {"name": name, "result": "pass", "timestamp": 1.0, "speed": 1.0}
+        for name in ("Size (Task 01)", "Names", "Gone")
+    ]
+    names = {"a.size": "Size", "a.names": "Names", "b.names": "Names"}
+    usages = check_usage(records, names)
+    assert {usage.name: usage.data()["check"] for usage in usages} == {
+        "Size": "a.size",
+        "Names": None,
+        "Gone": None,
+    }
+
+
+def rectangles(picture: str, colour: str) -> list[float]:
+    """The widths of what is drawn in a colour."""
+    root = ElementTree.fromstring(picture)
+    found = [item for item in root.iter() if item.tag.endswith("rect")]
+    return [float(item.attrib["width"]) for item in found if item.get("fill") == colour]
+
+
+def test_the_picture_has_scales_and_a_legend() -> None:
+    def usage(name: str, fails: int, passes: int, worst: float) -> CheckUsage:
+        counts = {"pass": passes, "info": 0, "fail": fails, "error": 0}
+        return CheckUsage(name, f"id.{name}", counts, worst, worst)
+
+    picture = stats_picture(
+        [usage("a<b>\x1b", 1, 999, 2.0), usage("c", 250, 250, 0.0), usage("d", 0, 0, 1e-9)]
+    )
+    texts = [item.text for item in ElementTree.fromstring(picture).iter() if item.text]
+    for words in ("error: did not run to its end", "fail", "info", "pass", "the mean of all runs"):
+        assert words in texts
+    assert {"0", "500", "1000", "1 s", "10 s", "a<b>\\x1b", "id.c"} <= set(texts)
+    *passed, swatch = rectangles(picture, COLOURS["pass"])
+    assert passed == pytest.approx([passed[0], passed[0] * 250 / 999], rel=0.01)
+    *failed, swatch = rectangles(picture, COLOURS["fail"])
+    assert failed[0] == 2.0 and failed[1] == passed[1], "one failure of a thousand is seen"
+    assert stats_picture([]).count("<rect") == 1 and "no check has run yet" in stats_picture([])

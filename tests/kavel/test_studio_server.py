@@ -228,7 +228,8 @@ def test_records_count_once_for_each_user(server: Server) -> None:
     assert take("ann", first, first) == {"received": 2, "new": 1}  # two that are equal are two
     page = server.ask("GET", "/").body.decode()
     assert ">Size</td><td class=\"number\">4</td>" in page
-    for contents in ([], {"checks": {}}, {"checks": [1]}, {"checks": None}):
+    wrong: list[Any] = [[], {"checks": {}}, {"checks": [1]}, {"checks": None}]
+    for contents in wrong:
         reply = server.ask("POST", "/statistics", {"username": "x", "contents": contents})
         assert reply.status == 422
 

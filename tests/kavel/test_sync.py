@@ -343,6 +343,7 @@ def test_nobody_there(tmp_path: Path) -> None:
     ],
 )
 def test_versions(tmp_path: Path, latest: Any, status: int, message: str) -> None:
+    odd: OddServer
     with OddServer(tmp_path, latest or (lambda _: odd.wait())) as odd:
         ann = Seat(tmp_path / "ann", odd.url, odd.files["authority"])
         ended, out, err = ann.run("version", "--latest", "--from", odd.url, "--timeout", "1")

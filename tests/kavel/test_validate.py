@@ -11,7 +11,7 @@ from collections import Counter
 from pathlib import Path
 from typing import Any, Callable
 
-import jsonschema
+import jsonschema  # type: ignore[import-untyped]
 import pytest
 from check_modules import RUNS, asked, broken_checks, sound_checks
 from conftest import gltf, node, project, rule
@@ -112,6 +112,8 @@ def test_nothing_matched_and_unreadable_scenes(
     stray = write("stray.glb", gltf(node("stray")))
     status, report = validate(good, stray)
     assert (status, [scene["status"] for scene in report["scenes"]]) == (1, ["passed", "unmatched"])
+    passed, unmatched = (scene["diagnosis"] for scene in report["scenes"])
+    assert passed is None and unmatched["departures"][0]["item"]["rule"] == "Top"
     assert "1 of 2 scenes passed: no findings in 1 check" in capsys.readouterr().out
     status, report = validate(str(tmp_path / "none.glb"), good)
     assert (status, [scene["status"] for scene in report["scenes"]]) == (2, ["error", "passed"])
@@ -130,6 +132,83 @@ def test_broken_checks_are_named_and_disturb_nothing(
     assert "nothing_of_that_name" in reasons["unimportable"]
     assert validate(scene_of(write, SMALL), *broken, "--strict")[0] == 3
     assert validate(scene_of(write, LARGE), *broken, "--strict")[0] == 3
+
+
+MISFITS: dict[str, Any] = {
+    "test.size": {
+        "enabled": True,
+        "parameters": [{"state": {"wanted": {"valeu": 2}}}, {"state": {"wnated": {"value": 1}}}],
+    }
+}
+
+
+def test_stored_parameters_that_do_not_fit(write: Writer, validate: Any, capsys: Captured) -> None:
+    """The first set silently runs with the default, the second cannot run at all."""
+    status, report = validate(scene_of(write, SMALL), checklist=MISFITS)
+    out, err = capsys.readouterr()
+    assert status == 1
+    first, second = report["checks"]["misfits"]
+    assert (first["rule"], first["check"], first["set"]) == ("Part", "test.size", 1)
+    assert (first["severity"], first["parameter"]) == ("warning", "wanted")
+    assert first["found"] == '{"valeu": 2}' and "from 0 to 100" in first["allowed"]
+    assert first["effect"] == "the default counts: 1"
+    assert second["parameter"] == "wnated" and 'is "wanted" meant?' in second["effect"]
+    assert 'warning: check test.size, set 1, parameter "wanted", in rule "Part"\n' in err
+    assert re.search(r'found +{"valeu": 2}\n', err)
+    assert "1 check with stored parameters that do not fit: test.size" in out
+    rows = {row["status"]: row["message"] for row in report["scenes"][0]["results"]}
+    assert rows["error"] == (
+        'The stored parameters cannot be used: the check has no parameter "wnated" (it has: wanted)'
+    )
+    assert "KeyError" not in out + err
+
+
+def test_misfits_fail_a_strict_run(write: Writer, validate: Any, capsys: Captured) -> None:
+    only_default = {"test.size": {**MISFITS["test.size"]}}
+    only_default["test.size"]["parameters"] = MISFITS["test.size"]["parameters"][:1]
+    scene = scene_of(write, SMALL)
+    status, report = validate(scene, checklist=only_default)
+    assert status == 0 and report["scenes"][0]["status"] == "passed"
+    status, report = validate(scene, "--strict", checklist=only_default)
+    assert status == 3 and report["checks"]["misfits"][0]["severity"] == "error"
+    told = "--strict fails the run: 1 check with stored parameters that do not fit: test.size"
+    assert told in capsys.readouterr().err
+
+
+def test_misfits_of_the_own_settings(
+    write: Writer, home: Path, tmp_path: Path, capsys: Captured
+) -> None:
+    folder = ["--checks", sound_checks(tmp_path / "checks")]
+    assert main(["checks", "enable", "test.size", *folder]) == 0
+    file = home / "standalone/settings.json"
+    settings = json.loads(file.read_text())
+    settings["check"]["list"]["test.size"]["parameters"] = [{"state": {"wanted": {"value": 500}}}]
+    file.write_text(json.dumps(settings))
+    arguments = ["validate", scene_of(write, SMALL), "--mode", "selection", *folder]
+    assert main(arguments) == 1
+    assert 'check test.size, parameter "wanted", in your settings' in capsys.readouterr().err
+
+
+def test_objects_that_no_rule_took_can_fail(write: Writer, validate: Any, capsys: Captured) -> None:
+    scene = scene_of(write, SMALL, node("stranger"))
+    strict, checklist = ["--fail-on-unassigned"], asked("test.whole")
+    status, report = validate(scene, *strict, checklist=checklist)
+    assert status == 0 and report["run"]["fail_on_unassigned"] is True
+    # An optional rule lets strangers pass.
+    rules = [rule("Top", "top$", checklist=checklist), rule("Part", "other", limits=(0, 9))]
+    file = write("lenient.json", project(rules, {"Top": {"Part": {}}}))
+    told = write("told.json", {})
+    folder = str(Path(file).parent / "checks")
+    arguments = ["validate", scene, "--project", file, "--checks", folder, "--json", told]
+    assert main(arguments) == 0
+    assert main([*arguments, *strict]) == 1
+    out = capsys.readouterr().out
+    assert "failed: no findings in 1 check of 0 objects, 2 objects that no rule took" in out
+    assert "no rule took /top/small (locator)" in out
+    (found,) = checked_report(Path(told))["scenes"]
+    assert (found["status"], found["reason"]) == ("failed", "unassigned")
+    assert found["message"] == "2 objects that no rule took"
+    assert [item["path"] for item in found["unassigned"]] == ["/top/small", "/top/stranger"]
 
 
 def test_a_report_tells_each_run(write: Writer, validate: Any) -> None:
@@ -166,7 +245,7 @@ def test_grouping(write: Writer, validate: Any, capsys: Captured) -> None:
     validate(scene, "--group", "object")
     assert capsys.readouterr().out.splitlines()[1:3] == [
         "/top/large0",
-        "  fail  Size: The size is wrong  fixable",
+        "  fail  Size (test.size): The size is wrong  fixable",
     ]
 
 
@@ -178,7 +257,7 @@ def test_a_dry_run_tells_and_changes_nothing(
     status, report = validate(scene, "--fix", "--dry-run")
     assert status == 1 and Path(scene).read_bytes() == before
     out = capsys.readouterr().out
-    assert "fixable  Size  would change transform  /top/large" in out
+    assert "fixable  Size (test.size): would change transform  /top/large" in out
     assert "failed: 1 failure in 2 checks of 2 objects" in out
     assert "; 1 fix would leave no findings" in out
     (told,) = report["scenes"]
@@ -254,7 +333,7 @@ def test_the_selection_mode_runs_what_the_user_enabled(
     scene = scene_of(write, SMALL, LARGE)
     arguments = ["validate", scene, "--mode", "selection", *folder]
     assert main(arguments) == 2
-    assert "none is enabled in your settings" in capsys.readouterr().err
+    assert "none is on; `kavel checks enable ID`" in capsys.readouterr().err
     assert main(["checks", *folder, "enable", "test.size"]) == 0
     settings = (home / "standalone/settings.json").read_bytes()
     assert main(arguments) == 1
@@ -272,6 +351,7 @@ def test_the_selection_mode_runs_what_the_user_enabled(
         ["--mode", "selection", "--save"],
         ["--mode", "selection", "--fix", "--dry-run", "--save"],
         ["--mode", "selection", "--checks", "/no/such/folder"],
+        ["--mode", "selection", "--fail-on-unassigned"],
         ["--mode", "selection", "--json", "/no/such/folder/report.json"],
     ],
 )
@@ -328,10 +408,19 @@ def test_the_samples(home: Path, capsys: Captured) -> None:
     assert "passed: no findings" in out and "3 fixes made, not saved" in out
 
 
-def test_demo(home: Path, capsys: Captured) -> None:
-    assert main(["demo"]) == 0
-    out = capsys.readouterr().out
+def test_demo(home: Path, tmp_path: Path, capsys: Captured) -> None:
+    folder = tmp_path / "exported"
+    folder.mkdir()
+    for number in (1, 2):
+        assert main(["demo", "--directory", str(folder)]) == 0
+        out = capsys.readouterr().out
+        assert re.search(rf"exported  {folder}/scout_model.v0{number}.glb  .* objects", out)
+        assert re.search(r"draft\.glb: 0 of 1 hierarchy exported, 1 refused", out)
+    assert len(list(folder.iterdir())) == 2
     assert re.search(r"character\.glb: passed", out)
+    assert re.search(
+        r'departs from the project:\n  in /scout_model.*: "finger" takes at most 5', out
+    )
     assert re.search(r"broken_\w+\.glb: nothing matched", out)
     assert re.search(r"draft\.glb: failed: .*; 3 fixes made, not saved", out)
     assert not home.exists()

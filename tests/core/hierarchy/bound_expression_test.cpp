@@ -26,6 +26,8 @@ TEST(BoundExpression, IsOnlyForPlainTextsAndSurroundings) {
       {"\\b<n>", false},      {"[a<n>", false},
       {"(?=<n>)", false},     {"\\x<n>", false},
       {"x)(<n>", false},      {"(<n>", false},
+      {"x{1<n>}", false},     {"x{2}<n>", true},
+      {"<<n>>", false},       {"<q:<n>>", false},
   };
   for (const auto& [expression, expected] : rows) {
     EXPECT_EQ(can_bind(expression, {"<n>"}), expected) << expression;

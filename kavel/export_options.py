@@ -1,0 +1,88 @@
+"""How an export is asked for on the command line."""
+
+from __future__ import annotations
+
+from collections.abc import Sequence
+from dataclasses import dataclass
+from typing import Any
+
+import core
+from kavel.errors import KavelError
+
+CHOOSE, OF_PROJECT, LOCAL = "choose", "project", "local"
+MODES = {
+    CHOOSE: core.Constants.Export.Mode.Choose,
+    OF_PROJECT: core.Constants.Export.Mode.Project,
+    LOCAL: core.Constants.Export.Mode.Local,
+}
+FLAGS = ("version_control", "triangulate", "automatic_uv", "reset_xforms")
+_SWITCH = {"on": True, "true": True, "yes": True, "off": False, "false": False, "no": False}
+
+
+@dataclass(frozen=True)
+class ExportOptions:
+    """What to export and how.
+
+    mode is one of `MODES`, directory the folder of "choose". format: the attribute name or label of
+    a format, none for the project's. values: texts "OPTION=VALUE". flags: those of `FLAGS` that
+    differ from the project's. select: the objects to scan; lod_names as in `GltfOperator`.
+    """
+
+    mode: str
+    directory: str | None = None
+    format: str | None = None
+    values: Sequence[str] = ()
+    flags: dict[str, bool] | None = None
+    only_valid: bool = False
+    select: Sequence[str] = ()
+    lod_names: str | None = None
+
+
+def select_format(options: Any, key: str) -> None:
+    """Select a format of the core's export component by its attribute name or label.
+
+    Errors: KavelError for one that there is not; it names those there are.
+    """
+    known = {str(name) for item in options for name in (item.attr, item.label)}
+    if key not in known:
+        names = ", ".join(str(item.attr) for item in options)
+        raise KavelError(f"there is no format {key!r}; there are {names}")
+    options.select(key)
+
+
+def set_option(format: Any, text: str) -> None:
+    """Set an option of a format from "OPTION=VALUE".
+
+    Errors: KavelError for an option or a value that there is not; it names those there are.
+    """
+    name, sign, value = text.partition("=")
+    inputs = format._parameters
+    if not sign or name not in inputs:
+        names = ", ".join(inputs)
+        raise KavelError(f"{text!r} sets no option of {format.attr}; there are {names}")
+    setting = inputs[name]
+    if format.is_switch(setting):
+        setting.enabled = _chosen(text, value.lower(), list(_SWITCH), _SWITCH.get)
+    elif format.is_combobox(setting):
+        texts = {item.text.lower(): item.text for item in setting}
+        setting.set_selected(_chosen(text, value.lower(), list(texts), texts.get))
+    else:
+        _set_number(format, setting, text, value)
+
+
+def _chosen(text: str, value: str, known: list[str], find: Any) -> Any:
+    if value not in known:
+        raise KavelError(f"{text!r}: the value is one of {', '.join(known)}")
+    return find(value)
+
+
+def _set_number(format: Any, setting: Any, text: str, value: str) -> None:
+    kind = int if format.is_integer(setting) else float
+    low, high = setting.minimum, setting.maximum
+    try:
+        number = kind(value)
+    except ValueError:
+        number = kind(high + 1)
+    if not low <= number <= high:
+        raise KavelError(f"{text!r}: the value is a number from {low:g} to {high:g}")
+    setting.value = number

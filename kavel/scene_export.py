@@ -1,0 +1,181 @@
+"""Exporting what matched in one scene, through the core's export component."""
+
+from __future__ import annotations
+
+from typing import Any
+
+import core
+from kavel.configurations import Configurations
+from kavel.errors import SceneError
+from kavel.export_options import (
+    CHOOSE,
+    FLAGS,
+    MODES,
+    OF_PROJECT,
+    ExportOptions,
+    select_format,
+    set_option,
+)
+from kavel.export_outcome import EXPORTED, REFUSED, HierarchyExport, SceneExport
+from kavel.findings import FAIL, severity
+from kavel.gltf.exports import Export
+from kavel.outcome import RunOutcome
+from kavel.registry import enabled_ids, missing_checks, read_report
+from kavel.report import MATCHED, SceneResult
+from kavel.session import Session
+from kavel.validation import PROJECT, Validation
+from kavel.view import use
+
+
+class SceneExporter:
+    """Exports the scenes of one session, whose project is loaded.
+
+    Errors: KavelError for a format, an option or a value that there is not.
+    """
+
+    def __init__(self, session: Session, options: ExportOptions) -> None:
+        self._session = session
+        self._options = options
+        api = session.api
+        api.settings.export.mode = MODES[options.mode]
+        api.settings.check.mode = core.Constants.Check.Mode.Project
+        session.operator.directory_answer = options.directory
+        session.operator.exports.keeps = True  # scenes may have hierarchies of one name
+        if options.format is not None:
+            select_format(api.export.options, options.format)
+        for text in options.values:
+            set_option(api.export.options.selected, text)
+        for name, value in (options.flags or {}).items():
+            setattr(api.export.flags, name, value)
+        self._checks = self._usable_checks() if options.only_valid else None
+
+    def asked(self) -> dict[str, Any]:
+        """How this exports, as a report tells it."""
+        export = self._session.api.export
+        return {
+            "mode": self._options.mode,
+            "directory": self._options.directory,
+            "format": str(export.options.selected.attr),
+            "options": export.options.data["formats"][export.options.selected.attr],
+            "flags": {name: getattr(export.flags, name) for name in FLAGS},
+            "only_valid": self._options.only_valid,
+            "unusable_checks": self._checks
+            and {
+                "broken": [found.data() for found in self._checks.broken],
+                "missing": self._checks.missing,
+                "misfits": [problem.data() for problem in self._checks.misfits],
+            },
+        }
+
+    @property
+    def checks(self) -> RunOutcome | None:
+        """Which checks could not be used; none where none is wanted."""
+        return self._checks
+
+    def begin(self, file: str) -> SceneExport:
+        """A scene of which nothing is known yet."""
+        return SceneExport(SceneResult(file))
+
+    def export(self, outcome: SceneExport) -> None:
+        """Scan a scene and export the hierarchies that were found, as far as they are valid where
+        only those are wanted. Nothing is raised for the scene's sake.
+
+        Errors: KeyboardInterrupt; the outcome tells what was done until then.
+        """
+        scene = outcome.scene.fail("interrupted", "it was interrupted")
+        try:
+            scene = outcome.scene = self._session.scan(scene.file, self._options.select)
+            if scene.status == MATCHED:
+                self._export(outcome)
+        finally:
+            for hierarchy in outcome.hierarchies:
+                if hierarchy.status != EXPORTED and not hierarchy.reason:
+                    hierarchy.reason = scene.message or "it was interrupted"
+
+    def _export(self, outcome: SceneExport) -> None:
+        buckets = list(self._session.api.scene.buffer.get())
+        outcome.hierarchies = [HierarchyExport(str(bucket.name)) for bucket in buckets]
+        if self._options.only_valid:
+            try:
+                self._refuse_invalid(outcome)
+            except SceneError as error:
+                outcome.scene.fail("validation", str(error))
+        for bucket, hierarchy in zip(buckets, outcome.hierarchies):
+            bucket.checked = hierarchy.status != REFUSED
+        if outcome.scene.status == MATCHED and any(bucket.checked for bucket in buckets):
+            self._start(outcome)
+
+    def _refuse_invalid(self, outcome: SceneExport) -> None:
+        """A check of the scene as a whole concerns every hierarchy."""
+        session, scene = self._session, outcome.scene
+        owners: dict[str, list[HierarchyExport]] = {}
+        for found, hierarchy in zip(scene.hierarchies, outcome.hierarchies):
+            for _, joint, _ in found.root.walk():
+                owners.setdefault(joint.path, []).append(hierarchy)
+        with use(session.operator.view):
+            validation = Validation(session, scene)
+            validation.run(PROJECT)
+            runs = 0
+            for finding in validation.findings():
+                runs += 1
+                if severity(finding.status) >= severity(FAIL):
+                    for hierarchy in owners.get(finding.path, outcome.hierarchies):
+                        hierarchy.refuse(finding)
+        if not runs:
+            scene.fail("no_checks", "no check ran, so that nothing is known to be valid")
+
+    def _start(self, outcome: SceneExport) -> None:
+        session, operator = self._session, self._session.operator
+        before = len(operator.exports.made)
+        session.api.export.queue.clear()
+        session.log.take_errors()
+        planned = [item for item in outcome.hierarchies if item.status != REFUSED]
+        reason = None
+        try:
+            reason = session.watch(session.api.export.start)
+        finally:
+            self._tell(planned, operator.exports.made[before:], session.log.take_errors())
+        if reason:
+            name, message = reason
+            outcome.scene.fail(name, f"{message}: {self._directory()}")
+
+    def _directory(self) -> str:
+        if self._options.mode == CHOOSE:
+            return str(self._options.directory)
+        if self._options.mode == OF_PROJECT:
+            document = self._session.api.project.get_current()
+            return str(document.history.get_record().export.directory)
+        return "the one of the scene"
+
+    def _tell(self, planned: list[HierarchyExport], made: list[Export], errors: list[str]) -> None:
+        """The core asks the operator once for each task that is not empty, in order."""
+        exports = iter(made)
+        for hierarchy, task in zip(planned, list(self._session.api.export.queue)):
+            export = None if task.is_empty() else next(exports, None)
+            if export is not None:
+                _tell(hierarchy, export, task.is_confirmed())
+            elif task.is_empty():
+                hierarchy.reason = "none of its objects is there any more"
+            elif errors:
+                hierarchy.reason = "; ".join(errors)
+
+    def _usable_checks(self) -> RunOutcome:
+        classes = self._session.api.scene.hierarchy.pattern.check_classes
+        rules = self._session.project.rules if self._session.project else []
+        wanted = [class_id for rule in rules for class_id in enabled_ids(rule.get("checklist"))]
+        return RunOutcome(
+            broken=[found for found in read_report(classes) if found.broken],
+            missing=missing_checks(wanted, classes),
+            misfits=Configurations(classes).of_rules(rules),
+        )
+
+
+def _tell(hierarchy: HierarchyExport, export: Export, confirmed: bool) -> None:
+    hierarchy.roots, hierarchy.path = export.roots, export.path
+    if export.written is None or not confirmed:
+        hierarchy.reason = export.error or "the core did not take it as done"
+        return
+    hierarchy.status = EXPORTED
+    hierarchy.sizes = export.written.sizes
+    hierarchy.objects = export.written.objects
+    hierarchy.notes = export.written.notes
