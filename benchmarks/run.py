@@ -303,6 +303,7 @@ def measure(
             case = scenes.LARGE[name](size)
             with tempfile.TemporaryDirectory() as folder:
                 operator = Operator(case.scene, case.roots)
+                core.Environment.user_home = folder
                 api = core.Api(operator, Home(folder))
                 straight_too = with_straight and size <= STRAIGHT_LIMIT[name] + 1
                 measured = Measured(api, operator, case, straight_too)
