@@ -10,8 +10,9 @@ A server and two seats, each a process of its own on this machine, over TLS:
 - edited: after the first seat edited every project, it sends them.
 - overtaken: the second seat, which gets and writes them all again.
 
-Seconds are of the whole command, start included; megabytes are the most that the seat and, up to
-then, the server ever had. Needs `kavel[server]` and trustme.
+Seconds are of the whole command, start included, and of the processors that seat and server used;
+megabytes are the most that the seat and, up to then, the server ever had. Needs `kavel[server]` and
+trustme.
 """
 
 from __future__ import annotations
@@ -34,7 +35,7 @@ import trustme
 
 SAMPLE = Path(__file__).resolve().parents[1] / "samples" / "character.json"
 COMMAND = [sys.executable, "-m", "kavel"]
-COLUMNS = ("step", "seconds", "seat MB", "server MB", "request MB")
+COLUMNS = ("step", "seconds", "seat CPU s", "server CPU s", "seat MB", "server MB", "request MB")
 
 
 def write_projects(home: Path, count: int, edited: float) -> float:
@@ -82,8 +83,17 @@ def peak(process: int) -> float:
     return int(found[1]) / 1e3 if found else float("nan")
 
 
-def synchronise(home: Path, url: str) -> tuple[float, float, str]:
-    """Seconds, megabytes and the first line of a seat's exchange."""
+def used(process: int) -> float:
+    """Seconds of processors that a process had so far; not a number where the system is silent."""
+    try:
+        fields = Path(f"/proc/{process}/stat").read_text().rpartition(")")[2].split()
+    except OSError:
+        return float("nan")
+    return (int(fields[11]) + int(fields[12])) / os.sysconf("SC_CLK_TCK")
+
+
+def synchronise(home: Path, url: str) -> tuple[float, float, float, str]:
+    """Seconds, seconds of processors, megabytes and the first line of a seat's exchange."""
     command = [*COMMAND, "--home", str(home), "sync", "--server", url, "--timeout", "600"]
     measured = [sys.executable, "-c", MEASURED, *command]
     started = time.perf_counter()
@@ -92,14 +102,16 @@ def synchronise(home: Path, url: str) -> tuple[float, float, str]:
     if ended.returncode:
         raise SystemExit(ended.stdout + ended.stderr)
     lines = ended.stdout.splitlines()
-    return seconds, float(lines[-1]) / 1e3, lines[0]
+    processors, kilobytes = map(float, lines[-1].split())
+    return seconds, processors, kilobytes / 1e3, lines[0]
 
 
-# Runs a command, and prints the most kilobytes that it had as the last line.
+# Runs a command; the last line is the seconds of processors and the most kilobytes that it had.
 MEASURED = """
 import resource, subprocess, sys
 status = subprocess.run(sys.argv[1:]).returncode
-print(resource.getrusage(resource.RUSAGE_CHILDREN).ru_maxrss, flush=True)
+used = resource.getrusage(resource.RUSAGE_CHILDREN)
+print(used.ru_utime + used.ru_stime, used.ru_maxrss, flush=True)
 sys.exit(status)
 """
 
@@ -113,9 +125,11 @@ def measure(count: int) -> list[dict[str, Any]]:
                            ("overtaken", bob)):  # fmt: skip
             if step == "edited":
                 size = write_projects(ann, count, 1.1e9)
-            seconds, seat, line = synchronise(home, url)
-            print(f"{step}: {line}", file=sys.stderr)
-            values = (step, seconds, seat, peak(server), 0.0 if step == "fetch" else size)
+            before = used(server)
+            seconds, processors, seat, line = synchronise(home, url)
+            print(f"{step}: {seconds:.1f} s, {line}", file=sys.stderr)
+            values = (step, seconds, processors, used(server) - before, seat, peak(server),
+                      0.0 if step == "fetch" else size)  # fmt: skip
             rows.append(dict(zip(COLUMNS, values)))
     return rows
 

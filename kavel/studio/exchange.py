@@ -5,6 +5,7 @@ The core makes the bodies and takes the answers; what is here carries them, and 
 
 from __future__ import annotations
 
+import contextlib
 import json
 from collections.abc import Iterable, Mapping
 from dataclasses import dataclass, field
@@ -12,6 +13,7 @@ from typing import Any
 
 from kavel.errors import KavelError
 from kavel.logs import LogHandler
+from kavel.studio.bodies import RequestError, parse_object
 from kavel.studio.projects import edit_time
 from kavel.studio.transport import Answer, Client, Unreachable
 
@@ -100,8 +102,12 @@ class Exchange:
         nothing has changed here then.
         """
         self._log.take_errors()
+        collection = self._api.project.collection
+        before = {
+            document.filename: _State(document.name, document.edit_timestamp, document.deleted)
+            for document in collection
+        }
         request = self._api.http.projects_request()
-        before = {data["filename"]: _state(data) for data in request.projects}
         answer = self._send("/projects", request)
         answer.require_success()
         self._synchronized = False
@@ -110,7 +116,7 @@ class Exchange:
         if not self._synchronized:
             reasons = "; ".join(errors) or "it is not what a studio server answers"
             raise KavelError(f"the answer was refused, nothing was changed: {reasons}")
-        outcome = _compare(before, self._api.project.collection, _answered(answer))
+        outcome = _compare(before, collection, _answered(answer))
         outcome.errors = errors
         _add_kept(outcome, answer)
         return outcome
@@ -155,21 +161,23 @@ class _State:
     deleted: bool
 
 
-def _state(data: Mapping[str, Any]) -> _State:
-    return _State(str(data.get("name", "")), edit_time(data), data.get("deleted") is True)
+def _answered(answer: Answer) -> dict[str, float]:
+    """When each project of an answer was edited, by file name."""
+    found: dict[str, float] = {}
 
+    def take(item: Any, _: str) -> None:
+        if isinstance(item, dict) and isinstance(item.get("filename"), str):
+            found[item["filename"]] = edit_time(item)
 
-def _answered(answer: Answer) -> dict[str, _State]:
-    listed = _json(answer.body)
-    return {
-        item["filename"]: _state(item)
-        for item in (listed if isinstance(listed, list) else ())
-        if isinstance(item, dict) and isinstance(item.get("filename"), str)
-    }
+    # One by one: all of them at once would take many times the room of the answer. The core has
+    # accepted it, and is less strict about numbers.
+    with contextlib.suppress(RequestError):
+        parse_object(b'{"all":' + answer.body + b"}", "all", take)
+    return found
 
 
 def _compare(
-    before: Mapping[str, _State], documents: Iterable[Any], answered: Mapping[str, _State]
+    before: Mapping[str, _State], documents: Iterable[Any], answered: Mapping[str, float]
 ) -> ProjectsOutcome:
     outcome = ProjectsOutcome(sent=len(before), received=len(answered))
     left = dict(before)
@@ -179,7 +187,7 @@ def _compare(
         old, told = left.pop(name, None), answered.get(name)
         if old is None:
             outcome.added.append(entry)
-        elif told is not None and edited > told.edited:
+        elif told is not None and edited > told:
             outcome.kept_local.append(entry)
         elif edited > old.edited:
             deleted = document.deleted and not old.deleted
