@@ -88,9 +88,12 @@ def running(folder: Path, *options: str, tokens: str = TOKEN) -> Iterator[Server
                "--key", str(files["key"]), *options]  # fmt: skip
     errors = folder / "server.log"
     environment = {**os.environ, "KAVEL_TOKENS": tokens}
-    with errors.open("w") as log, subprocess.Popen(
-        command, stdout=subprocess.PIPE, stderr=log, env=environment, text=True
-    ) as process:
+    with (
+        errors.open("w") as log,
+        subprocess.Popen(
+            command, stdout=subprocess.PIPE, stderr=log, env=environment, text=True
+        ) as process,
+    ):
         assert process.stdout is not None
         try:
             line = process.stdout.readline()

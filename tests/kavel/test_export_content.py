@@ -229,6 +229,27 @@ def test_images_outside_come_along(write: Writer, tmp_path: Path) -> None:
         assert shape.visual.material.baseColorTexture.size == (1, 1)
 
 
+@pytest.mark.parametrize("name", ["a.gltf", "a.glb"])
+def test_a_file_that_is_no_image_stays_where_it_is(
+    write: Writer, tmp_path: Path, name: str
+) -> None:
+    """A scene of somebody else must not bring files of this machine into an export."""
+    secret = tmp_path / "secret.txt"
+    secret.write_text("root:x:0:0")
+    scene = Scene()
+    part = scene.primitive(SQUARE, CORNERS)
+    part["material"] = 0
+    texture = {"pbrMetallicRoughness": {"baseColorTexture": {"index": 0}}}
+    images = [{"uri": str(secret), "mimeType": "image/png"}]
+    scene.document.update(materials=[texture], textures=[{"source": 0}], images=images)
+    folder = tmp_path / "out"
+    folder.mkdir()
+    (note,) = export(write("in/s.glb", scene.add(part).glb()), folder / name).notes
+    assert "secret.txt is no image of a known kind" in note
+    assert document(folder / name)["images"] == images
+    assert not any(b"root:x" in path.read_bytes() for path in folder.iterdir())
+
+
 def test_extras_extensions_and_animations_as_asked(write: Writer, tmp_path: Path) -> None:
     scene = two_assets()
     doc = scene.document

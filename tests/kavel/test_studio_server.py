@@ -229,7 +229,7 @@ def test_records_count_once_for_each_user(server: Server) -> None:
     assert take("bob", first) == {"received": 1, "new": 1}
     assert take("ann", first, first) == {"received": 2, "new": 1}  # two that are equal are two
     page = server.ask("GET", "/").body.decode()
-    assert ">Size</td><td class=\"number\">4</td>" in page
+    assert '>Size</td><td class="number">4</td>' in page
     wrong: list[Any] = [[], {"checks": {}}, {"checks": [1]}, {"checks": None}]
     for contents in wrong:
         reply = server.ask("POST", "/statistics", {"username": "x", "contents": contents})
@@ -238,6 +238,7 @@ def test_records_count_once_for_each_user(server: Server) -> None:
 
 def test_writers_at_once(server: Server) -> None:
     """Each edit builds upon none: one of each project wins, and all others are kept."""
+
     def write(number: int) -> Any:
         edits = [document(f"race_{index}.json", 100 + number, {str(number): record(str(number))})
                  for index in range(5)]  # fmt: skip
@@ -259,9 +260,10 @@ def test_a_body_that_ends_too_early_changes_nothing(server: Server) -> None:
     token = BEARER["Authorization"]
     lines = ["POST /projects HTTP/1.1", f"Host: {host}", "Content-type: application/json",
              f"Authorization: {token}", "Content-length: 500", "", ""]  # fmt: skip
-    with socket.create_connection((host, int(port)), timeout=30) as plain, context.wrap_socket(
-        plain, server_hostname=host
-    ) as secure:
+    with (
+        socket.create_connection((host, int(port)), timeout=30) as plain,
+        context.wrap_socket(plain, server_hostname=host) as secure,
+    ):
         secure.sendall("\r\n".join(lines).encode() + b'{"target": "standalone", "projects": []}')
     assert server.merge() == before
     assert server.ask("GET", "/health").status == 200

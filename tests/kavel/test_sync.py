@@ -200,7 +200,7 @@ def test_records(tmp_path: Path, fresh_server: Server) -> None:
     assert "1 of them new to the server, erased here" in bob.sync()
     assert "no records to send" in bob.sync()
     page = fresh_server.ask("GET", "/").body.decode()
-    assert ">Size</td><td class=\"number\">2</td>" in page
+    assert '>Size</td><td class="number">2</td>' in page
 
 
 def test_the_server_of_the_settings(tmp_path: Path, server: Server) -> None:

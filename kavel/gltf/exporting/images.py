@@ -2,9 +2,7 @@
 
 from __future__ import annotations
 
-import os
 import re
-import urllib.parse
 from dataclasses import dataclass
 from typing import Any
 
@@ -36,7 +34,8 @@ class ImageFile:
 def place_images(work: Work, images: list[int], as_files: bool) -> list[ImageFile]:
     """Take the images with these indices out of other files, and with `as_files` out of buffers.
 
-    An image that cannot be read is left as it is, with a note.
+    An image that cannot be read is left as it is, with a note, and so is a file that is no image of
+    a known kind: a scene of somebody else could name any file of this machine.
     """
     files = []
     for index in images:
@@ -46,7 +45,15 @@ def place_images(work: Work, images: list[int], as_files: bool) -> list[ImageFil
         data = _read(work, entry, index)
         if data is None:
             continue
-        kind, ending = _kind(entry, data)
+        known = _known_kind(data)
+        if known is None and _is_file(entry):
+            work.note(
+                f"an image is referred to as before: images[{index}].uri: "
+                f"{entry['uri']} is no image of a known kind"
+            )
+            continue
+        given = entry.get("mimeType")
+        kind, ending = known or (given if isinstance(given, str) else "", ".img")
         entry = {key: value for key, value in entry.items() if key not in ("uri", "bufferView")}
         if kind:
             entry["mimeType"] = kind
@@ -74,14 +81,16 @@ def _replace(work: Work, index: int, entry: dict[str, Any]) -> None:
     images[index] = entry
 
 
-def _kind(entry: dict[str, Any], data: bytes) -> tuple[str, str]:
+def _is_file(entry: dict[str, Any]) -> bool:
+    uri = entry.get("uri")
+    return isinstance(uri, str) and uri[:5].lower() != "data:"
+
+
+def _known_kind(data: bytes) -> tuple[str, str] | None:
     for start, kind, ending in _SIGNATURES:
         if re.match(re.escape(start).replace(rb"\.", b"."), data[:16], re.DOTALL):
             return kind, ending
-    given = entry.get("mimeType")
-    uri = entry.get("uri")
-    path = urllib.parse.urlsplit(uri).path if isinstance(uri, str) and uri[:5] != "data:" else ""
-    return given if isinstance(given, str) else "", os.path.splitext(path)[1] or ".img"
+    return None
 
 
 def _file_name(entry: dict[str, Any], index: int) -> str:
