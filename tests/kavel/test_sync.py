@@ -271,7 +271,7 @@ def test_an_answer_with_some_unsafe_names(tmp_path: Path) -> None:
 
 
 def test_a_project_that_cannot_be_taken_over_is_told(tmp_path: Path) -> None:
-    broken = {**UNSAFE[0], "filename": "broken.json", "records": []}
+    broken: dict[str, Any] = {**UNSAFE[0], "filename": "broken.json", "records": []}
     with OddServer(tmp_path, answer([broken])) as odd:
         ann = Seat(tmp_path / "home" / "ann", odd.url, odd.files["authority"])
         told = ann.sync("--no-statistics", status=1)
