@@ -17,7 +17,8 @@ STDOUT = "-"
 @contextlib.contextmanager
 def open_output(path: str) -> Iterator[TextIO]:
     """A stream for ASCII text: stdout for "-", else one whose content takes the place of the file
-    at `path` when the block ends well; otherwise the file stays as it was.
+    at `path` when the block ends well; otherwise the file stays as it was. What is no file, such as
+    a device or a pipe, is written to.
 
     Errors: KavelError when the file cannot be made; OSError when writing fails.
     """
@@ -25,6 +26,10 @@ def open_output(path: str) -> Iterator[TextIO]:
         yield sys.stdout
         return
     target = os.path.realpath(path)
+    if os.path.exists(target) and not os.path.isfile(target):
+        with _opened_in_place(path, target) as stream:
+            yield stream
+        return
     beside = f"{target}.{os.getpid()}.tmp"
     try:
         with open(beside, "x", encoding="ascii") as stream:
@@ -37,6 +42,13 @@ def open_output(path: str) -> Iterator[TextIO]:
             reason = reason_of(error, writing=True)
             raise KavelError(f"{path}: cannot be written: {reason}") from error
         raise
+
+
+def _opened_in_place(path: str, target: str) -> TextIO:
+    try:
+        return open(target, "w", encoding="ascii")
+    except OSError as error:
+        raise KavelError(f"{path}: cannot be written: {reason_of(error, writing=True)}") from error
 
 
 def write_json(path: str, data: Any) -> None:
