@@ -25,7 +25,8 @@ class ExportOptions:
 
     mode is one of `MODES`, directory the folder of "choose". format: the attribute name or label of
     a format, none for the project's. values: texts "OPTION=VALUE". flags: those of `FLAGS` that
-    differ from the project's. select: the objects to scan; lod_names as in `GltfOperator`.
+    differ from the project's. strict: with only_valid, nothing is exported unless every check can
+    be used as it is meant. select: the objects to scan; lod_names as in `GltfOperator`.
     """
 
     mode: str
@@ -34,6 +35,7 @@ class ExportOptions:
     values: Sequence[str] = ()
     flags: dict[str, bool] | None = None
     only_valid: bool = False
+    strict: bool = False
     select: Sequence[str] = ()
     lod_names: str | None = None
 

@@ -62,7 +62,7 @@ def export_verdict(scene: SceneExport, checks: RunOutcome | None) -> Text:
     line.append(f", {result.strangers}", "yellow" if result.unassigned else "")
     unused = "" if checks is None else checks_verdict(checks)
     if unused:  # silence would read as valid
-        line.append(f", {unused}", "yellow")
+        line.append(f", {unused}", "red" if checks and checks.strict else "yellow")
     return line
 
 
