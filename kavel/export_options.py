@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import os
+import re
 from collections.abc import Sequence
 from dataclasses import dataclass
 from typing import Any
@@ -15,7 +17,9 @@ MODES = {
     OF_PROJECT: core.Constants.Export.Mode.Project,
     LOCAL: core.Constants.Export.Mode.Local,
 }
+NAME = "{root}"  # how files are named where nothing else is asked for
 FLAGS = ("version_control", "triangulate", "automatic_uv", "reset_xforms")
+_PLACEHOLDER = re.compile(r"\{([^{}]*)\}")
 _SWITCH = {"on": True, "true": True, "yes": True, "off": False, "false": False, "no": False}
 
 
@@ -23,7 +27,8 @@ _SWITCH = {"on": True, "true": True, "yes": True, "off": False, "false": False, 
 class ExportOptions:
     """What to export and how.
 
-    mode is one of `MODES`, directory the folder of "choose". format: the attribute name or label of
+    mode is one of `MODES`, directory the folder of "choose". name: how files are named, see
+    `file_name`. format: the attribute name or label of
     a format, none for the project's. values: texts "OPTION=VALUE". flags: those of `FLAGS` that
     differ from the project's. strict: with only_valid, nothing is exported unless every check can
     be used as it is meant. select: the objects to scan; lod_names as in `GltfOperator`.
@@ -31,6 +36,7 @@ class ExportOptions:
 
     mode: str
     directory: str | None = None
+    name: str = NAME
     format: str | None = None
     values: Sequence[str] = ()
     flags: dict[str, bool] | None = None
@@ -38,6 +44,20 @@ class ExportOptions:
     strict: bool = False
     select: Sequence[str] = ()
     lod_names: str | None = None
+
+
+def file_name(template: str, scene: str, root: str) -> str:
+    """`template` with "{scene}" as the name of the file `scene` without its extension, and "{root}"
+    as the name `root` of the hierarchy.
+
+    Errors: KavelError for an empty template, other placeholders, and braces without a partner.
+    """
+    values = {"scene": os.path.splitext(os.path.basename(scene))[0], "root": root}
+    unknown = [name for name in _PLACEHOLDER.findall(template) if name not in values]
+    rest = _PLACEHOLDER.sub("", template)
+    if unknown or "{" in rest or "}" in rest or not template:
+        raise KavelError(f"--name {template!r}: it is a text with {{scene}} and {{root}} in it")
+    return _PLACEHOLDER.sub(lambda match: values[match[1]], template)
 
 
 def select_format(options: Any, key: str) -> None:

@@ -26,7 +26,8 @@ class HierarchyExport:
     not written.
 
     path: the file that was written, or was to be; empty when it did not come to that. sizes: the
-    bytes of every file written, by path. findings: data of the first findings that it was refused
+    bytes of every file written, by path. replaced: those of them that took the place of an
+    earlier file. findings: data of the first findings that it was refused
     for, of `failures`.
     """
 
@@ -36,6 +37,7 @@ class HierarchyExport:
     roots: list[str] = field(default_factory=list)
     path: str = ""
     sizes: dict[str, int] = field(default_factory=dict)
+    replaced: list[str] = field(default_factory=list)
     objects: int = 0
     notes: list[str] = field(default_factory=list)
     failures: int = 0
@@ -64,6 +66,7 @@ class HierarchyExport:
             "roots": self.roots,
             "file": self.path or None,
             "files": [{"path": path, "bytes": size} for path, size in self.sizes.items()],
+            "replaced": self.replaced,
             "objects": self.objects,
             "notes": self.notes,
             "failures": self.failures,

@@ -2,7 +2,8 @@
 
 from __future__ import annotations
 
-from collections.abc import Mapping, Sequence
+from collections.abc import Iterator, Mapping, Sequence
+from contextlib import contextmanager
 from typing import Any
 
 import core
@@ -14,6 +15,7 @@ from kavel.export_options import (
     MODES,
     OF_PROJECT,
     ExportOptions,
+    file_name,
     select_format,
     set_option,
 )
@@ -38,6 +40,7 @@ class SceneExporter:
     def __init__(self, session: Session, options: ExportOptions) -> None:
         self._session = session
         self._options = options
+        file_name(options.name, "", "")  # what is wrong with it is told before the first scene
         api = session.api
         api.settings.export.mode = MODES[options.mode]
         api.settings.check.mode = core.Constants.Check.Mode.Project
@@ -57,6 +60,7 @@ class SceneExporter:
         return {
             "mode": self._options.mode,
             "directory": self._options.directory,
+            "name": self._options.name,
             "format": str(export.options.selected.attr),
             "options": export.options.data["formats"][export.options.selected.attr],
             "flags": {name: getattr(export.flags, name) for name in FLAGS},
@@ -103,7 +107,20 @@ class SceneExporter:
         for bucket, hierarchy in zip(buckets, outcome.hierarchies):
             bucket.checked = hierarchy.status != REFUSED
         if outcome.scene.status == MATCHED and any(bucket.checked for bucket in buckets):
-            self._start(outcome)
+            with self._renamed(buckets, outcome.scene.file):
+                self._start(outcome)
+
+    @contextmanager
+    def _renamed(self, buckets: list[Any], file: str) -> Iterator[None]:
+        """The core names files after the buckets, and sees to it that they can be file names."""
+        names = [bucket.name for bucket in buckets]
+        try:
+            for bucket in buckets:
+                bucket.name = file_name(self._options.name, file, str(bucket.name))
+            yield
+        finally:
+            for bucket, name in zip(buckets, names):
+                bucket.name = name
 
     def _refuse(self, outcome: SceneExport, checks: RunOutcome) -> None:
         """What is not known to be valid. A check that did not run must never read as passed."""
@@ -204,5 +221,6 @@ def _tell(hierarchy: HierarchyExport, export: Export, confirmed: bool) -> None:
         return
     hierarchy.status = EXPORTED
     hierarchy.sizes = export.written.sizes
+    hierarchy.replaced = export.written.replaced
     hierarchy.objects = export.written.objects
     hierarchy.notes = export.written.notes

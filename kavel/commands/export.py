@@ -67,6 +67,13 @@ def _add_target(parser: argparse.ArgumentParser) -> None:
     )
     parser.add_argument("--directory", metavar="DIR", help="the folder to export to")
     parser.add_argument(
+        "--name",
+        metavar="TEMPLATE",
+        default="{root}",
+        help="how the files are named: {scene} stands for the scene's, {root} for the top object's "
+        'name, for example "{scene}_{root}" (default: {root})',
+    )
+    parser.add_argument(
         "--version-control",
         action=argparse.BooleanOptionalAction,
         help="never overwrite: number the files .v01, .v02, ...",
@@ -133,6 +140,7 @@ def _export(project: ProjectFile, arguments: argparse.Namespace, mode: str, run:
     options = ExportOptions(
         mode=mode,
         directory=directory,
+        name=arguments.name,
         format=arguments.format,
         values=arguments.set,
         flags={name: value for name, value in flags.items() if value is not None},

@@ -134,7 +134,9 @@ def test_statuses_of_scenes(write: Writer, run: Any, out: Path, capsys: Captured
         assert report["scenes"][0]["hierarchies"][0]["status"] == "skipped"
 
 
-def test_hierarchies_of_one_name_are_not_lost(write: Writer, run: Any, out: Path) -> None:
+def test_hierarchies_of_one_name_are_not_lost(
+    write: Writer, run: Any, out: Path, capsys: Captured
+) -> None:
     scenes = [write(f"{name}.glb", gltf(node("Hero", node("part", extras=name)))) for name in "ab"]
     into = ["--directory", str(out), "--format", "glb"]
     status, report = run(*scenes, *into)
@@ -143,8 +145,38 @@ def test_hierarchies_of_one_name_are_not_lost(write: Writer, run: Any, out: Path
     assert "written a moment ago" in report["scenes"][1]["hierarchies"][0]["reason"]
     assert run(scenes[1], *into)[0] == 0, "another run replaces it"
     assert document(out / "Hero.glb")["nodes"][1]["extras"] == "b"
+    assert "1 earlier file replaced" in capsys.readouterr().out
     status, report = run(*scenes, *into, "--version-control")
     assert (status, files(out)) == (0, ["Hero.glb", "Hero.v01.glb", "Hero.v02.glb"])
+
+
+@pytest.mark.parametrize(
+    ("template", "names"),
+    [
+        ("{scene}", ["a.glb", "b.x.glb"]),
+        ("{root}-{scene}", ["Hero-a.glb", "Hero-b.x.glb"]),
+        ("../{scene}/v1", ["___a_v1.glb", "___b.x_v1.glb"]),
+        ("{scene", None),
+        ("{asset}", None),
+        ("", None),
+    ],
+)
+def test_names_of_files(
+    write: Writer, run: Any, out: Path, capsys: Captured, template: str, names: list[str] | None
+) -> None:
+    scenes = [write(f"{name}.glb", gltf(HERO[0])) for name in ("a", "b.x")]
+    into = ["--directory", str(out), "--format", "glb", "--name", template]
+    status, report = run(*scenes, *into)
+    if names is None:
+        assert status == 2 and files(out) == []
+        assert f"--name {template!r}: it is a text with" in capsys.readouterr().err
+        return
+    assert (status, files(out)) == (0, names)
+    (told,) = report["scenes"][0]["hierarchies"]
+    assert (told["name"], told["replaced"]) == ("Hero", [])
+    (told,) = run(scenes[0], *into)[1]["scenes"][0]["hierarchies"]
+    assert told["replaced"] == [str(out / names[0])]
+    assert "in place of an earlier file" in capsys.readouterr().out
 
 
 def test_only_valid_hierarchies(write: Writer, run: Any, out: Path, capsys: Captured) -> None:
