@@ -100,6 +100,7 @@ class SceneExport:
             "message": self.scene.message,
             "diagnosis": self.scene.diagnosis and self.scene.diagnosis.data(),
             "unassigned": len(self.scene.unassigned),
+            "widened": self.scene.widened_data,
             "hierarchies": [hierarchy.data() for hierarchy in self.hierarchies],
         }
 

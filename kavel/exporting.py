@@ -15,7 +15,7 @@ from kavel.export_outcome import ExportRun, SceneExport
 from kavel.export_printing import export_verdict, print_hierarchy_export, run_verdict
 from kavel.logs import LogHandler
 from kavel.outcome import STRICT
-from kavel.printing import print_unassigned
+from kavel.printing import print_unassigned, print_widened
 from kavel.progress import LateProgress
 from kavel.projects import ProjectFile
 from kavel.registry import CheckSetup
@@ -90,6 +90,7 @@ def _print(scene: SceneExport, exporter: SceneExporter, streams: Streams) -> Non
             print_hierarchy_export(streams.output, hierarchy)
         result = scene.scene
         print_diagnosis(streams.output, result.file, result.diagnosis, streams.verbose)
+    print_widened(streams.output, scene.scene)
     console = streams.errors if scene.status == ERROR else streams.output
     console.print(export_verdict(scene, exporter.checks))
     if streams.verbose:

@@ -58,6 +58,7 @@ class Outcome:
                 "unassigned": len(scene.unassigned),
             },
             "unassigned": [vars(item) for item in scene.unassigned],
+            "widened": scene.widened_data,
             "saved": scene.saved,
             "status": self.status,
             "reason": scene.reason or (UNASSIGNED if self.has_strangers else ""),
