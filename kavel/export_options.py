@@ -4,7 +4,7 @@ from __future__ import annotations
 
 import os
 import re
-from collections.abc import Sequence
+from collections.abc import Iterable, Sequence
 from dataclasses import dataclass
 from typing import Any
 
@@ -75,14 +75,17 @@ def select_format(options: Any, key: str) -> None:
 def set_option(format: Any, text: str) -> None:
     """Set an option of a format from "OPTION=VALUE".
 
-    Errors: KavelError for an option or a value that there is not; it names those there are.
+    Errors: KavelError for an option or a value that there is not, or for none; it names those there
+    are.
     """
     name, sign, value = text.partition("=")
     inputs = format._parameters
-    if not sign or name not in inputs:
+    if name not in inputs:
         names = ", ".join(inputs)
         raise KavelError(f"{text!r} sets no option of {format.attr}; there are {names}")
     setting = inputs[name]
+    if not sign:
+        raise KavelError(f"--set {text}: a value is missing; {_allowed(format, setting)}")
     if format.is_switch(setting):
         setting.enabled = _chosen(text, value.lower(), list(_SWITCH), _SWITCH.get)
     elif format.is_combobox(setting):
@@ -92,9 +95,22 @@ def set_option(format: Any, text: str) -> None:
         _set_number(format, setting, text, value)
 
 
+def _allowed(format: Any, setting: Any) -> str:
+    """The values of an option, in words."""
+    if format.is_switch(setting):
+        return _one_of(_SWITCH)
+    if format.is_combobox(setting):
+        return _one_of(item.text.lower() for item in setting)
+    return f"the value is a number from {setting.minimum:g} to {setting.maximum:g}"
+
+
+def _one_of(values: Iterable[str]) -> str:
+    return f"the value is one of {', '.join(values)}"
+
+
 def _chosen(text: str, value: str, known: list[str], find: Any) -> Any:
     if value not in known:
-        raise KavelError(f"{text!r}: the value is one of {', '.join(known)}")
+        raise KavelError(f"{text!r}: {_one_of(known)}")
     return find(value)
 
 
@@ -106,5 +122,5 @@ def _set_number(format: Any, setting: Any, text: str, value: str) -> None:
     except ValueError:
         number = kind(high + 1)
     if not low <= number <= high:
-        raise KavelError(f"{text!r}: the value is a number from {low:g} to {high:g}")
+        raise KavelError(f"{text!r}: {_allowed(format, setting)}")
     setting.value = number
