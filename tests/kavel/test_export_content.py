@@ -274,6 +274,18 @@ def test_pointers_of_animations_are_led_along(write: Writer, tmp_path: Path) -> 
     assert found == ["/materials/0/alphaCutoff", "/nodes/0/scale", lights.replace("1", "0")]
 
 
+def test_a_channel_without_its_sampler_is_told(write: Writer, tmp_path: Path) -> None:
+    scene = two_assets()
+    both = scene.document["animations"][2]
+    both["channels"][0]["sampler"] = 5
+    written = export(write("s.glb", scene.glb()), tmp_path / "left.glb", "/left")
+    told = "animations[2].channels[0] is left out, because its sampler is not one of 0 to 1"
+    assert written.notes == [told]
+    assert [item["name"] for item in document(tmp_path / "left.glb")["animations"]] == ["left"]
+    # What moves other objects is none of this export's business.
+    assert export(str(tmp_path / "s.glb"), tmp_path / "kept.glb", "/kept").notes == []
+
+
 def test_an_index_that_leads_nowhere_is_told(write: Writer, tmp_path: Path) -> None:
     def told(change: Callable[[Any], object], root: str) -> str:
         """The error, without the file."""
