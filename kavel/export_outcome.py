@@ -6,6 +6,7 @@ from dataclasses import dataclass, field
 from typing import Any
 
 from kavel.findings import Finding
+from kavel.outcome import STRICT
 from kavel.report import ERROR, UNMATCHED, SceneResult
 
 SCHEMA = "kavel.export/1"
@@ -20,11 +21,13 @@ _TOLD = 100  # findings per hierarchy in a report
 
 @dataclass
 class HierarchyExport:
-    """One hierarchy. `status` is "exported"; "refused" when a check failed; "skipped" when it was
+    """One hierarchy. `status` is "exported"; "refused" when a check failed, or could not
+    be used; "skipped" when it was
     not written.
 
     path: the file that was written, or was to be; empty when it did not come to that. sizes: the
-    bytes of every file written, by path. findings: data of the first findings that it was refused
+    bytes of every file written, by path. replaced: those of them that took the place of an
+    earlier file. findings: data of the first findings that it was refused
     for, of `failures`.
     """
 
@@ -34,10 +37,16 @@ class HierarchyExport:
     roots: list[str] = field(default_factory=list)
     path: str = ""
     sizes: dict[str, int] = field(default_factory=dict)
+    replaced: list[str] = field(default_factory=list)
     objects: int = 0
     notes: list[str] = field(default_factory=list)
     failures: int = 0
     findings: list[dict[str, Any]] = field(default_factory=list)
+
+    def refuse_unchecked(self, reason: str) -> None:
+        """A finding is the better reason, and stays."""
+        if self.status != REFUSED:
+            self.status, self.reason = REFUSED, reason
 
     def refuse(self, finding: Finding) -> None:
         """`finding` is one that failed."""
@@ -57,6 +66,7 @@ class HierarchyExport:
             "roots": self.roots,
             "file": self.path or None,
             "files": [{"path": path, "bytes": size} for path, size in self.sizes.items()],
+            "replaced": self.replaced,
             "objects": self.objects,
             "notes": self.notes,
             "failures": self.failures,
@@ -90,27 +100,33 @@ class SceneExport:
             "message": self.scene.message,
             "diagnosis": self.scene.diagnosis and self.scene.diagnosis.data(),
             "unassigned": len(self.scene.unassigned),
+            "widened": self.scene.widened_data,
             "hierarchies": [hierarchy.data() for hierarchy in self.hierarchies],
         }
 
 
 @dataclass
 class ExportRun:
-    """All scenes of a run; `asked` is how they were asked for, none when it could not begin."""
+    """All scenes of a run; `asked` is how they were asked for, none when it could not begin.
+    fails_strictly: whether nothing was exported because of checks that cannot be used."""
 
     asked: dict[str, Any] | None = None
     scenes: list[SceneExport] = field(default_factory=list)
     interrupted: bool = False
+    fails_strictly: bool = False
 
     @property
     def exit_status(self) -> int:
         """0: everything was exported; 1: something was not; 2: a scene could not be used, or there
-        was nowhere to export to; 130: interrupted."""
+        was nowhere to export to; 3: checks cannot be used as they are meant, and that was not to be
+        tolerated; 130: interrupted."""
         statuses = {scene.status for scene in self.scenes}
         if self.interrupted:
             return 130
         if ERROR in statuses or not statuses:
             return 2
+        if self.fails_strictly:
+            return STRICT
         return 0 if statuses == {EXPORTED} else 1
 
     def data(self) -> dict[str, Any]:

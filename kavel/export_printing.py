@@ -36,6 +36,8 @@ def print_hierarchy_export(console: Console, hierarchy: HierarchyExport) -> None
         line = Text.assemble(("exported", "green"), f"  {printable(path)}  {readable(size)}")
         if path == hierarchy.path:
             line.append(f"  {count(hierarchy.objects, 'object')}")
+        if path in hierarchy.replaced:
+            line.append("  in place of an earlier file", "yellow")
         console.print(line)
 
 
@@ -55,6 +57,9 @@ def export_verdict(scene: SceneExport, checks: RunOutcome | None) -> Text:
         style = "green" if done == total else "red"
         line.append(f"{done} of {counted} exported", style)
         refused = scene.count(REFUSED)
+        replaced = sum(len(hierarchy.replaced) for hierarchy in scene.hierarchies)
+        if replaced:
+            line.append(f", {count(replaced, 'earlier file')} replaced", "yellow")
         if refused:
             line.append(f", {refused} refused", "yellow")
         if total - done - refused:
@@ -62,7 +67,7 @@ def export_verdict(scene: SceneExport, checks: RunOutcome | None) -> Text:
     line.append(f", {result.strangers}", "yellow" if result.unassigned else "")
     unused = "" if checks is None else checks_verdict(checks)
     if unused:  # silence would read as valid
-        line.append(f", {unused}", "yellow")
+        line.append(f", {unused}", "red" if checks and checks.strict else "yellow")
     return line
 
 

@@ -14,13 +14,15 @@ from kavel.export_options import ExportOptions
 from kavel.export_outcome import ExportRun, SceneExport
 from kavel.export_printing import export_verdict, print_hierarchy_export, run_verdict
 from kavel.logs import LogHandler
-from kavel.printing import print_unassigned
+from kavel.outcome import STRICT
+from kavel.printing import print_unassigned, print_widened
 from kavel.progress import LateProgress
 from kavel.projects import ProjectFile
 from kavel.registry import CheckSetup
 from kavel.report import ERROR
 from kavel.scene_export import SceneExporter
 from kavel.session import Session
+from kavel.validation_printing import checks_verdict
 
 
 @dataclass(frozen=True)
@@ -54,6 +56,7 @@ def export_scenes(
     with log, bar, session:
         exporter = SceneExporter(session, options)
         run.asked = exporter.asked()
+        run.fails_strictly = exporter.checks is not None and exporter.checks.fails_strictly
         if exporter.checks is not None:
             print_broken(streams.errors, exporter.checks.broken)
             print_misfits(streams.errors, exporter.checks.misfits)
@@ -72,6 +75,13 @@ def export_scenes(
                 break
     if len(scenes) > 1:
         streams.output.print(run_verdict(run))
+    _print_strictness(run, exporter, streams)
+
+
+def _print_strictness(run: ExportRun, exporter: SceneExporter, streams: Streams) -> None:
+    if run.exit_status == STRICT and exporter.checks is not None:
+        told = checks_verdict(exporter.checks)
+        streams.errors.print(f"kavel: --strict fails the run, nothing is exported: {told}")
 
 
 def _print(scene: SceneExport, exporter: SceneExporter, streams: Streams) -> None:
@@ -80,6 +90,7 @@ def _print(scene: SceneExport, exporter: SceneExporter, streams: Streams) -> Non
             print_hierarchy_export(streams.output, hierarchy)
         result = scene.scene
         print_diagnosis(streams.output, result.file, result.diagnosis, streams.verbose)
+    print_widened(streams.output, scene.scene)
     console = streams.errors if scene.status == ERROR else streams.output
     console.print(export_verdict(scene, exporter.checks))
     if streams.verbose:

@@ -58,6 +58,7 @@ class Outcome:
                 "unassigned": len(scene.unassigned),
             },
             "unassigned": [vars(item) for item in scene.unassigned],
+            "widened": scene.widened_data,
             "saved": scene.saved,
             "status": self.status,
             "reason": scene.reason or (UNASSIGNED if self.has_strangers else ""),
@@ -90,6 +91,11 @@ class RunOutcome:
         return list(dict.fromkeys(problem.check or "" for problem in self.misfits))
 
     @property
+    def fails_strictly(self) -> bool:
+        """Whether checks are not all as they should be, and that is not to be tolerated."""
+        return self.strict and bool(self.broken or self.missing or self.misfits)
+
+    @property
     def exit_status(self) -> int:
         """0: every scene passed; 1: some did not; 2: some could not be validated; 3: checks are
         broken or missing or their parameters do not fit, and that was not to be tolerated; 130:
@@ -98,7 +104,7 @@ class RunOutcome:
             return 130
         if ERROR in self.statuses or not self.statuses:
             return 2
-        if self.strict and (self.broken or self.missing or self.misfits):
+        if self.fails_strictly:
             return STRICT
         return 0 if set(self.statuses) == {PASSED} else 1
 

@@ -120,6 +120,18 @@ def verdict(result: SceneResult) -> Text:
     return line
 
 
+def print_widened(console: Console, result: SceneResult) -> None:
+    """The first of the selected objects in whose place more was scanned."""
+    for path, root in list(result.widened.items())[:_LISTED]:
+        is_top = root.count("/") == 1  # components of paths hold none
+        kind = "its top object" if is_top else "the object above it that the ghost item stands for,"
+        text = f"{result.file}: the selection {path} is widened to {kind} {root}"
+        console.print(Text(printable(text), "yellow"))
+    more = len(result.widened) - _LISTED
+    if more > 0:
+        console.print(f"  and {more} more")
+
+
 def print_unassigned(console: Console, result: SceneResult) -> None:
     """The first of the objects that no rule took."""
     for item in result.unassigned[:_LISTED]:

@@ -90,7 +90,9 @@ class SceneResult:
     `hierarchies` are those that this scan found, `kept` counts those that the file held before and
     appending kept, `kept_invalid` those of them that the scene does not match any more.
     `unassigned` are the objects below the scanned top objects that no rule took; `objects` counts
-    all objects there. `diagnosis` tells why nothing matched, where that could be found out.
+    all objects there. `widened` has the object that was scanned, with all below it, by the selected
+    object in whose place that was: a scan begins at top objects, or at what stands for the ghost
+    item. `diagnosis` tells why nothing matched, where that could be found out.
     """
 
     file: str
@@ -103,6 +105,7 @@ class SceneResult:
     kept: int = 0
     kept_invalid: int = 0
     saved: bool = False
+    widened: dict[str, str] = field(default_factory=dict)
     diagnosis: Diagnosis | None = None
 
     @property
@@ -113,6 +116,10 @@ class SceneResult:
     def strangers(self) -> str:
         """How many objects no rule took, in words."""
         return f"{count(len(self.unassigned), 'object')} that no rule took"
+
+    @property
+    def widened_data(self) -> list[dict[str, str]]:
+        return [{"selected": path, "root": root} for path, root in self.widened.items()]
 
     @property
     def told(self) -> str:
@@ -143,6 +150,7 @@ class SceneResult:
                 for hierarchy in self.hierarchies
             ],
             "unassigned": [vars(item) for item in self.unassigned],
+            "widened": self.widened_data,
             "diagnosis": self.diagnosis and self.diagnosis.data(),
         }
 

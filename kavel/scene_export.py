@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+from collections.abc import Iterator, Mapping, Sequence
+from contextlib import contextmanager
 from typing import Any
 
 import core
@@ -13,17 +15,19 @@ from kavel.export_options import (
     MODES,
     OF_PROJECT,
     ExportOptions,
+    file_name,
     select_format,
     set_option,
 )
 from kavel.export_outcome import EXPORTED, REFUSED, HierarchyExport, SceneExport
 from kavel.findings import FAIL, severity
 from kavel.gltf.exports import Export
-from kavel.outcome import RunOutcome
+from kavel.outcome import RunOutcome, listing
 from kavel.registry import enabled_ids, missing_checks, read_report
 from kavel.report import MATCHED, SceneResult
 from kavel.session import Session
 from kavel.validation import PROJECT, Validation
+from kavel.validation_printing import checks_verdict
 from kavel.view import use
 
 
@@ -36,6 +40,7 @@ class SceneExporter:
     def __init__(self, session: Session, options: ExportOptions) -> None:
         self._session = session
         self._options = options
+        file_name(options.name, "", "")  # what is wrong with it is told before the first scene
         api = session.api
         api.settings.export.mode = MODES[options.mode]
         api.settings.check.mode = core.Constants.Check.Mode.Project
@@ -55,10 +60,12 @@ class SceneExporter:
         return {
             "mode": self._options.mode,
             "directory": self._options.directory,
+            "name": self._options.name,
             "format": str(export.options.selected.attr),
             "options": export.options.data["formats"][export.options.selected.attr],
             "flags": {name: getattr(export.flags, name) for name in FLAGS},
             "only_valid": self._options.only_valid,
+            "strict": self._options.strict,
             "unusable_checks": self._checks
             and {
                 "broken": [found.data() for found in self._checks.broken],
@@ -95,15 +102,43 @@ class SceneExporter:
     def _export(self, outcome: SceneExport) -> None:
         buckets = list(self._session.api.scene.buffer.get())
         outcome.hierarchies = [HierarchyExport(str(bucket.name)) for bucket in buckets]
-        if self._options.only_valid:
-            try:
-                self._refuse_invalid(outcome)
-            except SceneError as error:
-                outcome.scene.fail("validation", str(error))
+        if self._checks is not None:
+            self._refuse(outcome, self._checks)
         for bucket, hierarchy in zip(buckets, outcome.hierarchies):
             bucket.checked = hierarchy.status != REFUSED
         if outcome.scene.status == MATCHED and any(bucket.checked for bucket in buckets):
-            self._start(outcome)
+            with self._renamed(buckets, outcome.scene.file):
+                self._start(outcome)
+
+    @contextmanager
+    def _renamed(self, buckets: list[Any], file: str) -> Iterator[None]:
+        """The core names files after the buckets, and sees to it that they can be file names."""
+        names = [bucket.name for bucket in buckets]
+        try:
+            for bucket in buckets:
+                bucket.name = file_name(self._options.name, file, str(bucket.name))
+            yield
+        finally:
+            for bucket, name in zip(buckets, names):
+                bucket.name = name
+
+    def _refuse(self, outcome: SceneExport, checks: RunOutcome) -> None:
+        """What is not known to be valid. A check that did not run must never read as passed."""
+        if checks.fails_strictly:
+            for hierarchy in outcome.hierarchies:
+                hierarchy.refuse_unchecked(f"--strict: {checks_verdict(checks)}")
+            return
+        try:
+            self._refuse_invalid(outcome)
+        except SceneError as error:
+            outcome.scene.fail("validation", str(error))
+        asked = {str(rule.get("stamp")): _missing_of(rule, checks) for rule in self._rules()}
+        for found, hierarchy in zip(outcome.scene.hierarchies, outcome.hierarchies):
+            stamps = dict.fromkeys(joint.stamp for _, joint, _ in found.root.walk())
+            ids = list(dict.fromkeys(id for stamp in stamps for id in asked.get(stamp, ())))
+            if ids:
+                told = f"{'checks' if ids[1:] else 'check'} not installed: {listing(ids)}"
+                hierarchy.refuse_unchecked(f"its rules ask for what did not run, {told}")
 
     def _refuse_invalid(self, outcome: SceneExport) -> None:
         """A check of the scene as a whole concerns every hierarchy."""
@@ -161,13 +196,22 @@ class SceneExporter:
 
     def _usable_checks(self) -> RunOutcome:
         classes = self._session.api.scene.hierarchy.pattern.check_classes
-        rules = self._session.project.rules if self._session.project else []
+        rules = self._rules()
         wanted = [class_id for rule in rules for class_id in enabled_ids(rule.get("checklist"))]
         return RunOutcome(
+            strict=self._options.strict,
             broken=[found for found in read_report(classes) if found.broken],
             missing=missing_checks(wanted, classes),
-            misfits=Configurations(classes).of_rules(rules),
+            misfits=Configurations(classes, strict=self._options.strict).of_rules(rules),
         )
+
+    def _rules(self) -> Sequence[Mapping[str, Any]]:
+        return self._session.project.rules if self._session.project else []
+
+
+def _missing_of(rule: Mapping[str, Any], checks: RunOutcome) -> list[str]:
+    """The checks that a rule asks for, and that are not installed."""
+    return [id for id in enabled_ids(rule.get("checklist")) if id in checks.missing]
 
 
 def _tell(hierarchy: HierarchyExport, export: Export, confirmed: bool) -> None:
@@ -177,5 +221,6 @@ def _tell(hierarchy: HierarchyExport, export: Export, confirmed: bool) -> None:
         return
     hierarchy.status = EXPORTED
     hierarchy.sizes = export.written.sizes
+    hierarchy.replaced = export.written.replaced
     hierarchy.objects = export.written.objects
     hierarchy.notes = export.written.notes

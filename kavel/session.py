@@ -118,9 +118,20 @@ class Session:
             message = f"{file}: {self.operator.filedata_problem}; nothing can be added to it"
             return result.fail("unreadable", message)
         self._scan(result, append)
+        result.widened = self._widened(select)
         if save and result.status == MATCHED:
             self.save(result)
         return result
+
+    def _widened(self, select: Sequence[str]) -> dict[str, str]:
+        """What the core scanned in place of each selected object, where that is not the object."""
+        operator, scanner = self.operator, self.api.scene.scanner
+        found: dict[str, str] = {}
+        with operator.selection_manager():
+            for path in dict.fromkeys(select):
+                operator.select(path)
+                found.update((path, str(root)) for root in scanner._find_scope_roots())
+        return {path: root for path, root in found.items() if path != root}
 
     def save(self, result: SceneResult) -> None:
         """Write the open scene; a failure is the result's."""

@@ -18,7 +18,7 @@ from kavel.errors import SceneError
 from kavel.findings import FAIL
 from kavel.logs import LogHandler
 from kavel.outcome import Outcome, RunOutcome
-from kavel.printing import print_unassigned
+from kavel.printing import print_unassigned, print_widened
 from kavel.progress import LateProgress
 from kavel.projects import ProjectFile
 from kavel.registry import CheckSetup, enabled_ids, loaded_checks, missing_checks, read_report
@@ -158,6 +158,7 @@ class SceneValidator:
         session, select = self._session, self._options.select
         result = session.scan(file, select) if session.project else session.open(file, select)
         if self._options.mode == SELECTION and result.status != ERROR:
+            result.widened = {}  # the checks run on what was selected
             graph = session.operator.graph
             session.operator.select(*graph.below(list(select) or graph.roots))
         return result
@@ -238,6 +239,7 @@ class SceneValidator:
             table.print(streams.table)
             scene = outcome.scene
             print_diagnosis(streams.table, scene.file, scene.diagnosis, self._options.verbose)
+        print_widened(streams.table, outcome.scene)
         console = streams.errors if outcome.status == ERROR else streams.table
         console.print(validation_verdict(outcome, self.run))
         if self._options.verbose or outcome.has_strangers:

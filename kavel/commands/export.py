@@ -21,7 +21,8 @@ if TYPE_CHECKING:
 
 _EPILOG = """Exit status: 0 everything that matched was exported; 1 in some scene nothing matched,
 or something was refused or could not be written; 2 a scene, the project or the folder could not be
-used; 130 interrupted."""
+used; 3 with --strict: a check is broken or one that is asked for is not installed, or stored
+parameters do not fit their check; 130 interrupted."""
 
 
 def add_parser(subparsers: Any) -> None:
@@ -39,7 +40,14 @@ def add_parser(subparsers: Any) -> None:
     parser.add_argument(
         "--only-valid",
         action="store_true",
-        help="run the project's checks first, and leave out each hierarchy in which one fails",
+        help="run the project's checks first, and leave out each hierarchy in which one fails, or "
+        "asks for one that is not installed",
+    )
+    parser.add_argument(
+        "--strict",
+        action="store_true",
+        help="with --only-valid: export nothing if a check is broken or not installed, or stored "
+        "parameters do not fit",
     )
     add_check_folders(parser)
     add_json(parser, in_place_of="the list of files")
@@ -58,6 +66,13 @@ def _add_target(parser: argparse.ArgumentParser) -> None:
         "each scene; without it, into --directory if that is given, else beside each scene",
     )
     parser.add_argument("--directory", metavar="DIR", help="the folder to export to")
+    parser.add_argument(
+        "--name",
+        metavar="TEMPLATE",
+        default="{root}",
+        help="how the files are named: {scene} stands for the scene's, {root} for the top object's "
+        'name, for example "{scene}_{root}" (default: {root})',
+    )
     parser.add_argument(
         "--version-control",
         action=argparse.BooleanOptionalAction,
@@ -125,10 +140,12 @@ def _export(project: ProjectFile, arguments: argparse.Namespace, mode: str, run:
     options = ExportOptions(
         mode=mode,
         directory=directory,
+        name=arguments.name,
         format=arguments.format,
         values=arguments.set,
         flags={name: value for name, value in flags.items() if value is not None},
         only_valid=arguments.only_valid,
+        strict=arguments.strict,
         select=arguments.select,
         lod_names=arguments.lod_names,
     )
@@ -146,6 +163,8 @@ def _mode(arguments: argparse.Namespace) -> str:
         raise KavelError(f"--mode {mode} names a folder by itself: leave out --directory")
     if arguments.checks and not arguments.only_valid:
         raise KavelError("--checks adds checks for --only-valid: give that as well")
+    if arguments.strict and not arguments.only_valid:
+        raise KavelError("--strict is about the checks of --only-valid: give that as well")
     return str(mode)
 
 

@@ -15,7 +15,7 @@ def add_scenes(parser: argparse.ArgumentParser, selected: str) -> None:
         default=[],
         metavar="PATH",
         help=f'{selected}, for example "/Rig"; may be given several times; all top objects when '
-        "not given",
+        "not given; a scan widens one below the top to its top object, and tells",
     )
     parser.add_argument(
         "--lod-names",

@@ -15,7 +15,13 @@ from kavel.home import kavel_home
 from kavel.json_output import STDOUT, write_json
 from kavel.logs import LogHandler
 from kavel.native import require_core
-from kavel.printing import print_hierarchy, print_unassigned, require_usable, verdict
+from kavel.printing import (
+    print_hierarchy,
+    print_unassigned,
+    print_widened,
+    require_usable,
+    verdict,
+)
 from kavel.progress import LateProgress
 from kavel.projects import ProjectFile, find_project
 from kavel.report import ERROR, MATCHED, SCHEMA, UNASSIGNED, SceneResult, exit_code
@@ -106,6 +112,7 @@ def _print(
         for hierarchy in result.hierarchies:
             print_hierarchy(output, hierarchy)
         print_diagnosis(output, result.file, result.diagnosis, arguments.verbose)
+    print_widened(output, result)
     (errors if result.status == ERROR else output).print(verdict(result))
     if arguments.verbose or result.reason == UNASSIGNED:
         print_unassigned(output, result)

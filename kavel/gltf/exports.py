@@ -16,7 +16,7 @@ if TYPE_CHECKING:
     from kavel.gltf.exporting.exporter import Exporter, Geometry, Written
     from kavel.gltf.view import GltfScene
 
-_KEPT = "it was written a moment ago for others of that name; number them by versions"
+_KEPT = "it was written a moment ago for others of that name; number or name them differently"
 _log = logging.getLogger(__name__)
 
 

@@ -98,9 +98,12 @@ def test_the_modes_and_what_is_written(
         (["--mode", "choose"], "--mode choose needs a --directory"),
         (["--mode", "local", "--directory", "."], "leave out --directory"),
         (["--checks", "."], "give that as well"),
+        (["--strict"], "give that as well"),
         (["--format", "fbx"], "there is no format 'fbx'; there are glb, gltf"),
-        (["--set", "up_axis"], "sets no option of gltf; there are embed, extras"),
-        (["--set", "up=Z"], "sets no option of gltf"),
+        (["--set", "up_axis"], "--set up_axis: a value is missing; the value is one of y, z"),
+        (["--set", "scale"], "--set scale: a value is missing; the value is a number from 0.0001"),
+        (["--set", "embed"], "--set embed: a value is missing; the value is one of on, true"),
+        (["--set", "up=Z"], "sets no option of gltf; there are embed, extras"),
         (["--set", "up_axis=X"], "the value is one of y, z"),
         (["--set", "scale=0"], "the value is a number from 0.0001 to 10000"),
         (["--set", "embed=maybe"], "the value is one of on,"),
@@ -113,7 +116,7 @@ def test_arguments_that_make_no_sense(
     try:
         assert run(scene, *arguments)[0] == 2
     except FileNotFoundError:  # of the report, which was not begun
-        assert arguments[0] in ("--mode", "--checks")
+        assert arguments[0] in ("--mode", "--checks", "--strict")
     assert told in capsys.readouterr().err and files(out) == []
 
 
@@ -133,7 +136,9 @@ def test_statuses_of_scenes(write: Writer, run: Any, out: Path, capsys: Captured
         assert report["scenes"][0]["hierarchies"][0]["status"] == "skipped"
 
 
-def test_hierarchies_of_one_name_are_not_lost(write: Writer, run: Any, out: Path) -> None:
+def test_hierarchies_of_one_name_are_not_lost(
+    write: Writer, run: Any, out: Path, capsys: Captured
+) -> None:
     scenes = [write(f"{name}.glb", gltf(node("Hero", node("part", extras=name)))) for name in "ab"]
     into = ["--directory", str(out), "--format", "glb"]
     status, report = run(*scenes, *into)
@@ -142,28 +147,81 @@ def test_hierarchies_of_one_name_are_not_lost(write: Writer, run: Any, out: Path
     assert "written a moment ago" in report["scenes"][1]["hierarchies"][0]["reason"]
     assert run(scenes[1], *into)[0] == 0, "another run replaces it"
     assert document(out / "Hero.glb")["nodes"][1]["extras"] == "b"
+    assert "1 earlier file replaced" in capsys.readouterr().out
     status, report = run(*scenes, *into, "--version-control")
     assert (status, files(out)) == (0, ["Hero.glb", "Hero.v01.glb", "Hero.v02.glb"])
+
+
+@pytest.mark.parametrize(
+    ("template", "names"),
+    [
+        ("{scene}", ["a.glb", "b.x.glb"]),
+        ("{root}-{scene}", ["Hero-a.glb", "Hero-b.x.glb"]),
+        ("../{scene}/v1", ["___a_v1.glb", "___b.x_v1.glb"]),
+        ("{scene", None),
+        ("{asset}", None),
+        ("", None),
+    ],
+)
+def test_names_of_files(
+    write: Writer, run: Any, out: Path, capsys: Captured, template: str, names: list[str] | None
+) -> None:
+    scenes = [write(f"{name}.glb", gltf(HERO[0])) for name in ("a", "b.x")]
+    into = ["--directory", str(out), "--format", "glb", "--name", template]
+    status, report = run(*scenes, *into)
+    if names is None:
+        assert status == 2 and files(out) == []
+        assert f"--name {template!r}: it is a text with" in capsys.readouterr().err
+        return
+    assert (status, files(out)) == (0, names)
+    (told,) = report["scenes"][0]["hierarchies"]
+    assert (told["name"], told["replaced"]) == ("Hero", [])
+    (told,) = run(scenes[0], *into)[1]["scenes"][0]["hierarchies"]
+    assert told["replaced"] == [str(out / names[0])]
+    assert "in place of an earlier file" in capsys.readouterr().out
 
 
 def test_only_valid_hierarchies(write: Writer, run: Any, out: Path, capsys: Captured) -> None:
     scene = write("s.glb", gltf(*HERO))
     into = ["--directory", str(out), "--format", "glb", "--only-valid"]
-    status, report = run(scene, *into, checklist=asked("test.size", "test.gone"))
+    status, report = run(scene, *into, checklist=asked("test.size"))
     assert (status, files(out)) == (1, ["Hero.glb"])
-    assert report["run"]["unusable_checks"]["missing"] == ["test.gone"]
     good, bad = report["scenes"][0]["hierarchies"]
     assert (good["status"], good["failures"]) == ("exported", 0)
     assert (bad["status"], bad["failures"], bad["file"]) == ("refused", 1, None)
     assert bad["findings"][0]["object"] == "/Hero.b/part"
     text = capsys.readouterr().out
     assert "refused  Hero.b: Size: The size is wrong (/Hero.b/part)" in text
-    assert "1 of 2 hierarchies exported, 1 refused" in text and "not installed: test.gone" in text
+    assert "1 of 2 hierarchies exported, 1 refused" in text
     status, report = run(scene, *into, checklist=asked("test.size", as_info=True))
     assert status == 0, "a note refuses nothing"
     assert run(scene, *into, checklist=asked("test.crash"))[1]["summary"]["refused"] == 2
     status, report = run(scene, *into, checklist=asked("test.gone"))
     assert status == 2 and report["scenes"][0]["reason"] == "no_checks"
+
+
+def test_a_check_that_did_not_run_is_not_passed(
+    write: Writer, run: Any, out: Path, capsys: Captured
+) -> None:
+    scene = write("s.glb", gltf(HERO[0]))
+    into = ["--directory", str(out), "--only-valid"]
+    gone, misfit = asked("test.size", "test.gone"), asked("test.size")
+    misfit["test.size"] = {"enabled": True, "parameters": [{"state": {"wanted": {"valeu": 7}}}]}
+    for checklist, strict, ended, word in (
+        (gone, False, 1, "ask for what did not run, check not installed: test.gone"),
+        (gone, True, 3, "1 check not installed: test.gone"),
+        (misfit, True, 3, "1 check with stored parameters that do not fit: test.size"),
+        (misfit, False, 0, ""),
+        (asked("test.size"), True, 0, ""),
+    ):
+        status, report = run(scene, *into, *(["--strict"] if strict else []), checklist=checklist)
+        (told,) = report["scenes"][0]["hierarchies"]
+        assert (status, told["status"]) == (ended, "exported" if ended == 0 else "refused")
+        assert word in told["reason"]
+        assert bool(files(out)) is (ended == 0)
+        assert ("--strict fails the run" in capsys.readouterr().err) is (ended == 3)
+        for name in files(out):
+            (out / name).unlink()
 
 
 def test_an_interrupt_keeps_what_was_written(

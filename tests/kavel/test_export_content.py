@@ -295,13 +295,56 @@ def test_pointers_of_animations_are_led_along(write: Writer, tmp_path: Path) -> 
     assert found == ["/materials/0/alphaCutoff", "/nodes/0/scale", lights.replace("1", "0")]
 
 
+def test_a_channel_without_its_sampler_is_told(write: Writer, tmp_path: Path) -> None:
+    scene = two_assets()
+    both = scene.document["animations"][2]
+    both["channels"][0]["sampler"] = 5
+    written = export(write("s.glb", scene.glb()), tmp_path / "left.glb", "/left")
+    told = "animations[2].channels[0] is left out, because its sampler is not one of 0 to 1"
+    assert written.notes == [told]
+    assert [item["name"] for item in document(tmp_path / "left.glb")["animations"]] == ["left"]
+    # What moves other objects is none of this export's business.
+    assert export(str(tmp_path / "s.glb"), tmp_path / "kept.glb", "/kept").notes == []
+
+
 def test_an_index_that_leads_nowhere_is_told(write: Writer, tmp_path: Path) -> None:
+    def told(change: Callable[[Any], object], root: str) -> str:
+        """The error, without the file."""
+        scene = two_assets()
+        change(scene.document)
+        with pytest.raises(SceneError) as info:
+            export(write("bad.glb", scene.glb()), tmp_path / "a.glb", root)
+        os.unlink(tmp_path / "bad.glb")
+        return f"{info.value.place}: {info.value.message}"
+
+    primitive = "meshes[0].primitives[0]"
+    for change, place in (
+        (lambda it: it["meshes"][0]["primitives"][0].update(indices=99), f"{primitive}.indices: "),
+        (
+            lambda it: it["meshes"][0]["primitives"][0]["attributes"].update(NORMAL=99),
+            f"{primitive}.attributes.NORMAL: index 99 of accessors is not one of",
+        ),
+        (
+            lambda it: it["animations"][1]["samplers"][0].update(output=99),
+            "animations[1].samplers[0].output: ",
+        ),
+        (
+            lambda it: it["meshes"][0].update(primitives="x"),
+            "meshes[0].primitives: is not an array",
+        ),
+        (lambda it: it["meshes"][0]["primitives"].append(3), "meshes[0].primitives["),
+        (
+            lambda it: it["meshes"][0]["primitives"][0].update(attributes=[]),
+            f"{primitive}.attributes: is not an object",
+        ),
+    ):
+        root = "/left" if "anim" in place else "/kept"  # the first animation is left out then
+        assert told(change, root).startswith(place)
     scene = two_assets()
     scene.document["materials"][0]["normalTexture"] = {"index": 7}
     source = write("s.glb", scene.glb())
-    with pytest.raises(
-        SceneError, match=r"materials\[0\].*: index 7 of textures is not one of 0 to 1"
-    ):
+    expected = r"materials\[0\].normalTexture.index: index 7 of textures is not one of 0 to 1"
+    with pytest.raises(SceneError, match=expected):
         export(source, tmp_path / "a.glb", "/kept")
     export(source, tmp_path / "b.glb", "/left")
     for bad in ({"size": 1}, {"up_axis": "X"}, {"scale": 0.0}, {"embed": True}):

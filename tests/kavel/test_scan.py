@@ -142,6 +142,38 @@ def test_select(good: str, file: str, capsys: Captured) -> None:
     assert "its top objects are /Chair, /Table" in capsys.readouterr().err
 
 
+def test_a_selection_below_the_top_is_widened(
+    good: str, file: str, write: Writer, tmp_path: Path, capsys: Captured
+) -> None:
+    """Every command that scans says so; the mode that checks just what is selected does not."""
+    select = ["--select", "/Table/Table_Body", "--select", "/Chair"]
+    told = f"{good}: the selection /Table/Table_Body is widened to its top object /Table"
+    content = json.loads(Path(file).read_text())
+    record = content["records"][str(content["selected_record"])]
+    checklist = {"kavel.object.duplicate_names": {"enabled": True, "parameters": []}}
+    for entry in record["rules"]:
+        entry["checklist"] = checklist
+    checked = write("checked.json", content)
+    report = tmp_path / "report.json"
+    for command in ("scan", "validate", "export"):
+        main([command, good, "--project", checked, "--json", str(report), *select])
+        (scene,) = json.loads(report.read_text())["scenes"]
+        assert scene["widened"] == [{"selected": "/Table/Table_Body", "root": "/Table"}]
+        assert capsys.readouterr().out.count("widened") == 1
+        main([command, good, "--project", checked, "--select", "/Table", "-q"])
+        assert "widened" not in capsys.readouterr().out
+    main(["scan", good, "--project", checked, *select])
+    assert told in capsys.readouterr().out.splitlines()
+    main(["validate", good, "--project", checked, "--mode", "selection", *select])
+    assert "widened" not in capsys.readouterr().out
+    ghost = [rule("ghost", "Group", ["transform"]), *RULES]
+    below = write("below.glb", gltf(node("World", node("Group", asset("Chair")))))
+    wide = write("ghost.json", project(ghost, {"ghost": SHAPE}))
+    main(["scan", below, "--project", wide, "--select", "/World/Group/Chair/Chair_Body"])
+    out = " ".join(capsys.readouterr().out.split())
+    assert "that the ghost item stands for, /World/Group" in out
+
+
 def test_a_selected_path_takes_nothing_from_the_scenes(good: str, file: str) -> None:
     assert main(["scan", "--project", file, "--select", "/Table", good]) == 0
 

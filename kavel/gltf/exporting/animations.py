@@ -71,12 +71,26 @@ def chosen_animations(work: Work, chosen: Chosen) -> list[dict[str, Any]]:
     """The animations of written nodes; those with pointers to other things keep these channels for
     now, see `kavel.gltf.exporting.reduced`."""
     result = []
-    for animation in work.look.entries(work.document, "animations", ""):
+    for number, animation in enumerate(work.look.entries(work.document, "animations", "")):
+        _note_lost(work, animation, chosen, f"animations[{number}]")
         channels = [item for item in dicts(animation, "channels") if _concerns(item, chosen)]
         reduced = only_channels(animation, channels)
         if reduced["channels"]:
             result.append(reduced)
     return result
+
+
+def _note_lost(work: Work, animation: dict[str, Any], chosen: Chosen, place: str) -> None:
+    """Tell which channels `only_channels` will leave out for their samplers."""
+    channels, samplers = animation.get("channels"), animation.get("samplers")
+    known = len(samplers) if isinstance(samplers, list) else 0
+    for position, channel in enumerate(channels if isinstance(channels, list) else []):
+        if not isinstance(channel, dict) or not _concerns(channel, chosen):
+            continue
+        index = channel.get("sampler")
+        if type(index) is not int or not 0 <= index < known:
+            there = f"is not one of 0 to {known - 1}" if known else "leads nowhere: there is none"
+            work.note(f"{place}.channels[{position}] is left out, because its sampler {there}")
 
 
 def _concerns(channel: dict[str, Any], chosen: Chosen) -> bool:

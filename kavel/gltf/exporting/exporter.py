@@ -43,12 +43,14 @@ class Geometry:
 @dataclass(frozen=True)
 class Written:
     """A file that was written. sizes: the bytes of the file, and of those beside it that it refers
-    to, by path. objects: the nodes in it. notes: what a person should know of it."""
+    to, by path. replaced: those that took the place of a file of before. objects: the nodes in it.
+    notes: what a person should know of it."""
 
     path: str
     sizes: dict[str, int]
     objects: int
     notes: list[str] = field(default_factory=list)
+    replaced: list[str] = field(default_factory=list)
 
 
 class Exporter:
@@ -103,7 +105,8 @@ class Exporter:
             raise SceneError(self._file.path, f"is nested too deep: {error}") from error
         sizes = {item: os.path.getsize(item) for item in (path, *beside)}
         objects = len(entries_of(reduced.document, "nodes"))
-        return Written(path, sizes, objects, work.notes)
+        replaced = [item for item in sizes if os.path.abspath(item) in output.replaced]
+        return Written(path, sizes, objects, work.notes, replaced)
 
     def _sound_tree(self) -> Tree:
         """The nodes of the document, whose arrays hold objects as they should."""

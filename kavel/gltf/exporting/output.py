@@ -33,6 +33,8 @@ class Output:
         self._reserved: list[str] = []  # empty files that hold names for us
         self._written: dict[str, str] = {}  # where each file stands until it is committed, by name
         self._committed = False
+        #: The files that were replaced, by their absolute paths.
+        self.replaced: set[str] = set()
         if exclusive and os.path.lexists(path):
             raise FileExistsError(f"{path} is there already")
         self._require_free(self._name)
@@ -106,6 +108,7 @@ class Output:
                 with contextlib.suppress(OSError):
                     os.replace(old, target) if old else os.unlink(target)
             raise
+        self.replaced = {target for target, old in kept if old}
         for _, old in kept:
             with contextlib.suppress(OSError):
                 os.unlink(old)

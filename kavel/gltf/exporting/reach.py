@@ -3,13 +3,17 @@
 from __future__ import annotations
 
 from collections.abc import Iterable
-from typing import Any
+from functools import partial
+from typing import Any, Callable, Union
 
-from kavel.gltf.exporting.references import KINDS, entries_of, is_known, slots
+from kavel.gltf.exporting.references import KINDS, Slot, entries_of, is_known, slots
 from kavel.gltf.exporting.work import Work
 
 # Their data finds its place when it is known which images are in use.
 _LATER = ("images",)
+
+_HOLD = (dict, list)
+_Place = Union[str, Callable[[], str]]  # worked out only where it is told
 
 
 class Reach:
@@ -20,11 +24,12 @@ class Reach:
 
     def __init__(self, work: Work) -> None:
         self._work = work
+        self._source = dict(work.document)  # with the numbers of the file: animations get others
         self.kept: dict[str, set[int]] = {}
 
-    def follow(self, kind: str, index: Any, place: str) -> None:
+    def follow(self, kind: str, index: Any, place: _Place) -> None:
         """An entry is in use, and so is all that it refers to."""
-        stack = [(kind, index, place)]
+        stack: list[tuple[str, Any, _Place]] = [(kind, index, place)]
         while stack:
             kind, index, place = stack.pop()
             entry = self.entry(kind, index, place)
@@ -32,6 +37,8 @@ class Reach:
             if index in found:
                 continue
             found.add(index)
+            if kind == "meshes":
+                self._require_sound(entry, f"meshes[{index}]")
             if kind not in _LATER:
                 stack += self._references(kind, index, entry)
 
@@ -46,10 +53,11 @@ class Reach:
             entry = self.entry("images", index, "images")
             self.follow_entry("images", entry, f"images[{index}]")
 
-    def entry(self, kind: str, index: Any, place: str) -> dict[str, Any]:
+    def entry(self, kind: str, index: Any, place: _Place) -> dict[str, Any]:
         entries = entries_of(self._work.document, kind)
         if type(index) is not int or not 0 <= index < len(entries):
             last = len(entries) - 1
+            place = place if isinstance(place, str) else place()
             raise self._work.error(place, f"index {index} of {kind} is not one of 0 to {last}")
         if not isinstance(entries[index], dict):
             raise self._work.error(f"{kind}[{index}]", "is not an object")
@@ -57,9 +65,29 @@ class Reach:
 
     def _references(
         self, kind: str, index: int, entry: dict[str, Any]
-    ) -> Iterable[tuple[str, Any, str]]:
+    ) -> Iterable[tuple[str, Any, _Place]]:
         for slot in slots(kind, entry):
-            yield slot.kind, slot.owner[slot.key], f"{kind}[{index}] ... {slot.key}"
+            yield slot.kind, slot.owner[slot.key], partial(self._place, kind, index, entry, slot)
+
+    def _place(self, kind: str, index: int, entry: Any, slot: Slot) -> str:
+        """Where a slot stands in the file, such as "meshes[0].primitives[0].indices"."""
+        places = [(number, item) for number, item in enumerate(entries_of(self._source, kind))]
+        for number, item in [*places, (index, entry)]:
+            way = _way(item, slot.owner)
+            if way is not None:
+                return f"{kind.replace('/', '.')}[{number}]{way}{_step(slot.owner, slot.key)}"
+        return f"{kind}[{index}]"
+
+    def _require_sound(self, mesh: dict[str, Any], place: str) -> None:
+        """What is no array or object would be written as it is, and the geometry be lost.
+
+        Errors: SceneError with the place.
+        """
+        look = self._work.look
+        for position, primitive in enumerate(look.entries(mesh, "primitives", place)):
+            spot = f"{place}.primitives[{position}]"
+            look.mapping(primitive, "attributes", spot)
+            look.entries(primitive, "targets", spot)
 
     def numbers(self, kind: str) -> dict[int, int]:
         """The new number of each entry in use, by its old one."""
@@ -80,6 +108,26 @@ class Reach:
             len(self.kept.get(kind, ())) == len(entries_of(self._work.document, kind))
             for kind in kinds
         )
+
+
+def _way(content: Any, owner: Any) -> str | None:
+    """The steps from `content` down to the very object or array `owner`; none where it is not."""
+    stack = [(content, "")]
+    while stack:
+        value, way = stack.pop()
+        if value is owner:
+            return way
+        items: Iterable[tuple[Any, Any]] = ()
+        if isinstance(value, dict):
+            items = value.items()
+        elif isinstance(value, list):
+            items = enumerate(value)
+        stack += [(item, way + _step(value, key)) for key, item in items if isinstance(item, _HOLD)]
+    return None
+
+
+def _step(owner: Any, key: Any) -> str:
+    return f"[{key}]" if isinstance(owner, list) else f".{key}"
 
 
 def copied(value: Any, extras: bool, unknown: bool) -> Any:
