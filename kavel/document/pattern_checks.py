@@ -12,6 +12,7 @@ def check_pattern(pattern: Pattern, findings: Findings) -> None:
     _check_names(pattern, findings)
     _check_top(pattern, findings)
     _check_levels(pattern, findings)
+    _check_unplaced(pattern, findings)
     matched = [item for _, item in walk(pattern.matched)]
     anchors = _anchors(matched, findings)
     _check_uses(matched, anchors, findings)
@@ -67,6 +68,14 @@ def _check_levels(pattern: Pattern, findings: Findings) -> None:
                 )
                 findings.warning(message, item.path, **rule_place(item.rule))
             seen.add(id(item.rule))
+
+
+def _check_unplaced(pattern: Pattern, findings: Findings) -> None:
+    placed = {text_of(item.rule, "stamp") for _, item in walk(pattern.top)}
+    for rule in pattern.rules:
+        if placed and text_of(rule, "stamp") not in placed:  # without a tree, that is told once
+            message = "stands nowhere in the rule tree: nothing is compared with it"
+            findings.warning(message, **rule_place(rule))
 
 
 def _anchors(matched: list[Item], findings: Findings) -> Anchors:
