@@ -6,16 +6,12 @@ import argparse
 import os
 from typing import Any
 
-from rich.console import Console
-
 from kavel.columns import print_columns
 from kavel.commands import projects_editing, projects_history
+from kavel.commands.comparing import compare, print_misfits_of
 from kavel.commands.options import add_check_folders
 from kavel.document.structure import VERSION
-from kavel.errors import KavelError
 from kavel.home import kavel_home, target_directory
-from kavel.logs import LogHandler
-from kavel.native import require_core
 from kavel.outline import outline
 from kavel.printing import print_problems
 from kavel.projects import ProjectFile, find_project, read_project, user_projects
@@ -64,7 +60,7 @@ def run_show(arguments: argparse.Namespace) -> int:
     print_problems(errors, project.path, checked.problems)
     if not checked.document:
         return 2
-    _print_misfits(project, arguments, errors)
+    print_misfits_of(compare(project, arguments, errors), errors)
     title = printable(project.name) or "(no name)"
     target = printable(project.target) or "(none)"
     output.print(f"{title}: target {target}, record {checked.timestamp or '(none)'}")
@@ -78,25 +74,6 @@ def run_show(arguments: argparse.Namespace) -> int:
         ]
         print_columns(output, lines)
     return 0 if checked.usable else 2
-
-
-def _print_misfits(project: ProjectFile, arguments: argparse.Namespace, errors: Console) -> None:
-    """What does not fit between the project and the checks that are installed."""
-    try:
-        require_core()
-    except KavelError as error:
-        errors.print(f"warning: the parameters of checks were not compared: {error}")
-        return
-    from kavel.configuration_printing import print_misfits
-    from kavel.configurations import Configurations
-    from kavel.own_checks import OwnChecks
-    from kavel.registry import check_setup
-
-    with LogHandler(errors):
-        own = OwnChecks(arguments.home, check_setup(arguments.home, arguments.checks))
-    configurations = Configurations(own.classes)
-    print_misfits(errors, configurations.missing(project.rules))
-    print_misfits(errors, configurations.of_rules(project.rules, disabled=True))
 
 
 def _state(project: ProjectFile) -> str:

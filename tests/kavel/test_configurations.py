@@ -53,7 +53,14 @@ class Check(core.Check.Base):
         return KINDS.Block(inputs())
 
 
-CONFIGURATIONS = Configurations({"check": Check})
+class Registry(dict):  # type: ignore[type-arg]
+    """As the core's registry: looked up by id, and walked class by class."""
+
+    def __iter__(self) -> Any:
+        return iter(self.values())
+
+
+CONFIGURATIONS = Configurations(Registry(check=Check))
 ENDS = "each run of the check ends as an error"
 
 
@@ -159,8 +166,23 @@ def test_the_place_of_a_rule_and_what_is_switched_off() -> None:
     assert [found.rule for found in CONFIGURATIONS.of_rules(rules, disabled=True)] == ["a", "b"]
     strict = Configurations({"check": Check}, strict=True)
     assert [found.severity for found in strict.of_rules(rules)] == ["error"]
-    (missing,) = CONFIGURATIONS.missing(rules)
-    assert (missing.rule, missing.check) == ("b", "gone")
+    (missing,) = CONFIGURATIONS.missing(rules, disabled=True)
+    assert (missing.rule, missing.check) == ("b", "gone") and not CONFIGURATIONS.missing(rules)
+
+
+@pytest.mark.parametrize(
+    ("class_id", "message"),
+    [
+        ("test.chek", "it cannot run; is test.check meant?"),
+        ("bevelled EDGES", "it cannot run; it is the name of test.check, not an id"),
+        ("nothing", "it cannot run"),
+    ],
+)
+def test_what_a_missing_check_may_be(class_id: str, message: str) -> None:
+    check = SimpleNamespace(class_id="test.check", long_name="Bevelled Edges", short_name="Bevel")
+    registry = Registry({"test.check": check})
+    (missing,) = Configurations(registry).missing_of({class_id: {"enabled": True}})
+    assert missing.message.endswith(message)
 
 
 @pytest.mark.parametrize("parameters", [lambda: 1 / 0, lambda: None, lambda: SimpleNamespace()])
@@ -178,4 +200,8 @@ def test_the_samples_fit(file: Path, tmp_path: Path) -> None:
     own = OwnChecks(str(tmp_path), check_setup(str(tmp_path)))
     rules = read_project(str(file)).rules
     configurations = Configurations(own.classes)
-    assert configurations.of_rules(rules, disabled=True) == [] == configurations.missing(rules)
+    assert (
+        configurations.of_rules(rules, disabled=True)
+        == []
+        == configurations.missing(rules, disabled=True)
+    )

@@ -201,6 +201,7 @@ def test_a_rule_twice_on_a_level() -> None:
         (r"(<up:\d+>_)?mesh$", 1, "error", "cannot be told from what stands around it"),
         ("", None, "warning", "is empty, which matches every name"),
         ("x_<no>$", 2, "warning", "no rule defines the anchor <no>"),
+        ("x_<sdie>$", 2, "warning", "<sdie>: it is ordinary text; is <side> meant?"),
         ("x_<side>_<up:a>$", 2, "warning", "no item above defines <side>"),
         ("<up:(?:a|b)>$", 0, "warning", 'write "(" instead of "(?:"'),
         ("(?P<up>a)$", 3, "warning", "the brackets of this group are read as the anchor <up>"),

@@ -2,6 +2,7 @@
 
 from __future__ import annotations
 
+import json
 import sys
 import types
 from pathlib import Path
@@ -122,6 +123,25 @@ def test_show_compares_parameters_with_the_checks(
     err = capsys.readouterr().err
     assert 'warning: check test.size, parameter "wanted", in rule "a"\n' in err
     assert 'found    {"value": "1"}\n' in err and "not installed" not in err
+
+
+def test_lint_compares_parameters_with_the_checks(
+    write: Writer, tmp_path: Path, capsys: pytest.CaptureFixture[str]
+) -> None:
+    entry = {"enabled": True, "parameters": [{"state": {"wnated": {"value": 1}}}]}
+    checklist = {"test.size": entry, "test.whloe": {"enabled": True}}
+    path = write("p.json", project([rule("a", checklist=checklist)]))
+    lint = ["projects", "lint", path, "--checks", sound_checks(tmp_path / "checks")]
+    assert [main(lint), main([*lint, "--strict"])] == [0, 1]
+    out = capsys.readouterr().out
+    assert "is test.whole meant?" in out and 'is "wanted" meant?' in out
+    assert out.endswith("0 errors, 2 warnings\n")
+    main([*lint, "--json", "-"])
+    report = json.loads(capsys.readouterr().out)
+    assert report["compared"] and [item["check"] for item in report["problems"]] == [
+        "test.whloe",
+        "test.size",
+    ]
 
 
 def test_show_without_the_extension_module(
