@@ -113,6 +113,7 @@ class SceneValidator:
             broken=[found for found in report if found.broken],
             missing=missing_checks(self._wanted(), classes),
             misfits=self._misfits(classes),
+            warnings=len(session.project.checked.problems) if session.project else 0,
         )
         print_broken(streams.errors, self.run.broken)
         print_misfits(streams.errors, [*self._missing(classes), *self.run.misfits])

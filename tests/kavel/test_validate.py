@@ -105,6 +105,17 @@ def test_exit_statuses_and_verdicts(
     assert told in "".join(capsys.readouterr())
 
 
+@pytest.mark.parametrize(("options", "expected"), [([], 0), (["--strict"], 3)])
+def test_strict_counts_warnings_about_the_project(
+    write: Writer, home: Path, tmp_path: Path, capsys: Captured, options: list[str], expected: int
+) -> None:
+    rules = [rule("top", checklist=asked("test.size"), regexp="x")]
+    arguments = [scene_of(write), "--project", write("p.json", project(rules))]
+    checks = ["--checks", sound_checks(tmp_path / "sound")]
+    assert main(["validate", *arguments, *checks, *options]) == expected
+    assert ("1 warning about the project" in "".join(capsys.readouterr())) == bool(options)
+
+
 def test_nothing_matched_and_unreadable_scenes(
     write: Writer, validate: Any, tmp_path: Path, capsys: Captured
 ) -> None:
