@@ -190,10 +190,12 @@ def _check_rule(rule: Any, path: str, findings: Findings) -> None:
         for class_id, entry in checklist.items():
             spot = join(join(path, "checklist"), class_id)
             if isinstance(entry, dict):
-                _check_fields(entry, _CHECK, spot, findings, **rule_place(rule))
+                place = {**rule_place(rule), "check": str(class_id)}
+                _check_fields(entry, _CHECK, spot, findings, **place)
             else:
                 message = f"must be an object, not {kind_of(entry)}: the check stays off"
-                findings.warning(message, spot, **rule_place(rule, "checklist"))
+                place = {**rule_place(rule, "checklist"), "check": str(class_id)}
+                findings.warning(message, spot, **place)
 
 
 def _check_types(rule: dict[str, Any], path: str, findings: Findings) -> None:

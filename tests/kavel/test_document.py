@@ -122,8 +122,8 @@ RULE_FIELDS: list[tuple[dict[str, Any], str]] = [
     ({"range": [-3, -1]}, 'warning: rule "a" [a], range: no number of objects is -1 or less'),
     ({"range": [-1, 4]}, 'warning: rule "a" [a], range: the minimum -1 is below 0'),
     ({"checklist": []}, 'error: rule "a" [a], checklist: must be an object'),
-    ({"checklist": {"x": 1}}, 'warning: rule "a" [a], checklist: must be an object'),
-    ({"checklist": {"x": {"enabled": 1}}}, 'warning: rule "a" [a], enabled: must be true or f'),
+    ({"checklist": {"x": 1}}, 'warning: rule "a" [a], check x, checklist: must be an object'),
+    ({"checklist": {"x": {"enabled": 1}}}, 'warning: rule "a" [a], check x, enabled: must be true'),
     ({"color": 7}, 'error: rule "a" [a], color: must be a text or null'),
     ({"color": "red"}, 'warning: rule "a" [a], color: "red" is no colour'),
     (
