@@ -86,7 +86,7 @@ def problems(state: Any, **members: Any) -> list[Any]:
         ("size", {"value": None}, "a number from -1 to 1.5", ENDS),
         ("flag", {"enabled": 0}, "true or false", ENDS),
         ("flag", {"enabeld": False}, "true or false", "the default counts: on"),
-        ("name", {"text": "("}, "a regular expression", "it counts as it stands"),
+        ("name", {"text": "(a"}, "a regular expression", f"at position 0): {ENDS}"),
         ("name", {"text": 3}, "a regular expression", ENDS),
         ("unit", {"selected_attr": "Foot"}, '"metre" or "foot"', "the default counts: metre"),
         ("unit", {"selected_attr": []}, '"metre" or "foot"', "the default counts: metre"),
