@@ -80,7 +80,7 @@ def _check_unplaced(pattern: Pattern, findings: Findings) -> None:
 
 def _anchors(matched: list[Item], findings: Findings) -> Anchors:
     anchors = Anchors()
-    first: dict[str, Piece] = {}
+    first: dict[str, tuple[Piece, Item]] = {}
     for item in matched:
         place = rule_place(item.rule, "regex")
         for piece in pieces(item.regex):
@@ -88,9 +88,14 @@ def _anchors(matched: list[Item], findings: Findings) -> Anchors:
                 anchors.used.add(piece.name)
                 continue
             anchors.known.setdefault(piece.text, piece)
-            other = first.setdefault(piece.name, piece)
+            other, owner = first.setdefault(piece.name, (piece, item))
             if other.text != piece.text:
                 message = f"another rule defines the anchor <{piece.name}> as {other.text}"
+                if owner.rule is item.rule:
+                    message = (
+                        f"the expression defines the anchor <{piece.name}> twice, first as "
+                        f"{other.text}; each needs a name of its own"
+                    )
                 findings.warning(message, item.path, position=piece.start, **place)
             above = _definer(piece.name, item)
             if above is not None:

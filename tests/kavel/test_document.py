@@ -214,6 +214,7 @@ def test_a_rule_twice_on_a_level() -> None:
         (r"<up:x\$>_y$", 0, "warning", 'ends in an escaped "$"'),
         ("<up:(?i)[a-z]>$", 0, "warning", "the flags of <up:(?i)[a-z]> hold for the match, not"),
         (r"<side:x>$", 0, "warning", "another rule defines the anchor <side> as <side:(l|r)>"),
+        ("<up:a>_<up:b>$", 7, "warning", "defines the anchor <up> twice, first as <up:a>; each"),
         (r"x(a+)+$", 1, "warning", "an unbounded repeat inside an unbounded repeat"),
         (r"<up:\d>_(\w+_)*$", 8, "warning", "an unbounded repeat inside an unbounded repeat"),
     ],
