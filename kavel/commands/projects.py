@@ -10,6 +10,7 @@ from kavel.columns import print_columns
 from kavel.commands import projects_editing, projects_history
 from kavel.commands.comparing import compare, print_misfits_of
 from kavel.commands.options import add_check_folders
+from kavel.document import ERROR
 from kavel.document.structure import VERSION
 from kavel.home import kavel_home, target_directory
 from kavel.outline import outline
@@ -77,9 +78,19 @@ def run_show(arguments: argparse.Namespace) -> int:
 
 
 def _state(project: ProjectFile) -> str:
-    version = project.checked.document.get("version")
-    if not project.checked.document:
-        return "unreadable"
-    if version != VERSION:
-        return f"version {version}"
-    return "ok" if project.checked.usable else "not usable"
+    """In words, with the first reason why a project cannot be used. That it is deleted is none:
+    where those are listed, nothing else would be told."""
+    checked = project.checked
+    version = checked.document.get("version")
+    errors = [
+        printable(problem.message)
+        for problem in checked.problems
+        if problem.severity == ERROR and not (project.deleted and problem.path == "deleted")
+    ]
+    reason = f": {errors[0]}" if errors else ""
+    more = f", and {count(len(errors) - 1, 'more error')}" if len(errors) > 1 else ""
+    if not checked.document:
+        return f"unreadable{reason}{more}"
+    if version is not None and version != VERSION:
+        return f"version {printable(str(version))}"
+    return f"not usable{reason}{more}" if errors else "ok"

@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import json
+import re
 import sys
 import types
 from pathlib import Path
@@ -66,14 +67,24 @@ def test_no_project_or_too_many(home: str, text: str, message: str) -> None:
 def test_list(home: str, capsys: pytest.CaptureFixture[str]) -> None:
     assert main(["--home", home, "projects", "list"]) == 0
     out, err = capsys.readouterr()
-    rows = [line.split()[:-1] for line in out.splitlines()]
+    rows = [re.split("  +", line)[:-1] for line in out.splitlines()]
+    unusable = "not usable: does not compile: missing ), unterminated subpattern"
     assert rows == [
         ["Hero", "blender", "ok"],
-        ["Prop", "standalone", "not", "usable"],
-        ["-", "-", "unreadable"],
+        ["Prop", "standalone", unusable],
+        ["-", "-", "unreadable: not JSON: Expecting property name enclosed in double quotes"],
         ["Hero", "maya", "ok"],
     ]
     assert err.startswith("4 projects in ")
+
+
+def test_list_of_deleted_and_empty_projects(
+    home: str, write: Writer, capsys: pytest.CaptureFixture[str]
+) -> None:
+    write("home/blender/projects/none.json", project([], name="None", deleted=True))
+    assert main(["--home", home, "projects", "list", "--deleted"]) == 0
+    rows = [re.split("  +", line)[2] for line in capsys.readouterr().out.splitlines()]
+    assert rows == ["ok", "not usable: the rule tree names no rule: nothing can match"]
 
 
 def test_list_of_no_home(tmp_path: Path, capsys: pytest.CaptureFixture[str]) -> None:
