@@ -6,12 +6,12 @@ older check still works. Here is told what would silently not be what its author
 
 from __future__ import annotations
 
-import difflib
 from collections.abc import Iterable, Iterator, Mapping
 from dataclasses import asdict, replace
 from typing import Any, Optional
 
 from kavel.document.problems import ERROR, WARNING, Problem, rule_place
+from kavel.hints import meant
 from kavel.stored_values import ENDS, Misfit, found_text, misfits
 
 _Inputs = Mapping[str, Any]  # by attribute
@@ -49,15 +49,31 @@ class Configurations:
             for problem in self._of_check(str(class_id), entry.get("parameters", []))
         ]
 
-    def missing(self, rules: Iterable[Mapping[str, Any]]) -> list[Problem]:
-        """The checks that rules list, and that are not installed."""
-        text = "is not installed, so it cannot run"
+    def missing(self, rules: Iterable[Mapping[str, Any]], disabled: bool = False) -> list[Problem]:
+        """The checks that rules ask for, and that are not installed; with `disabled`, also those
+        that are switched off."""
         return [
-            Problem(self._severity, text, check=str(class_id), **rule_place(rule))
+            replace(problem, **rule_place(rule))
             for rule in rules
-            for class_id in _entries(rule.get("checklist"))
-            if self._classes.get(class_id) is None
+            for problem in self.missing_of(rule.get("checklist"), disabled)
         ]
+
+    def missing_of(self, checklist: Any, disabled: bool = False) -> list[Problem]:
+        """The same for one configuration, with what may have been meant."""
+        return [
+            Problem(self._severity, self._not_installed(str(class_id)), check=str(class_id))
+            for class_id, entry in _entries(checklist).items()
+            if self._classes.get(class_id) is None
+            and (disabled or isinstance(entry, Mapping) and entry.get("enabled") is True)
+        ]
+
+    def _not_installed(self, class_id: str) -> str:
+        ids = {str(check.class_id): check for check in self._classes}
+        word = class_id.strip().casefold()
+        for known, check in ids.items():
+            if word in (str(name).casefold() for name in (check.long_name, check.short_name)):
+                return f"is not installed, so it cannot run; it is the name of {known}, not an id"
+        return f"is not installed, so it cannot run{meant(class_id, ids, '{}')}"
 
     def _of_check(self, class_id: str, sets: Any) -> Iterator[Problem]:
         inputs = self._inputs_of(class_id)
@@ -105,7 +121,7 @@ def _of_set(inputs: _Inputs, entry: Any) -> _Placed:
         return
     for key in entry:
         if key not in ("as_info", "state"):
-            effect = "it has no effect" + _hint(str(key), ("as_info", "state"))
+            effect = "it has no effect" + meant(str(key), ("as_info", "state"))
             yield None, Misfit(found_text({key: entry[key]}), _SET, effect)
     as_info, state = entry.get("as_info", False), entry.get("state", {})
     if not isinstance(as_info, bool):
@@ -124,9 +140,4 @@ def _of_value(inputs: _Inputs, attr: str, value: Any) -> Iterator[Misfit]:
         yield from misfits(inputs[attr], value)
         return
     known = f"the parameters of the check: {', '.join(inputs)}" if inputs else "no parameters"
-    yield Misfit(f'the parameter "{attr}"', known, ENDS + _hint(attr, inputs))
-
-
-def _hint(word: str, known: Iterable[str]) -> str:
-    close = difflib.get_close_matches(word, list(known), 1)
-    return f'; is "{close[0]}" meant?' if close else ""
+    yield Misfit(f'the parameter "{attr}"', known, ENDS + meant(attr, inputs))

@@ -10,6 +10,8 @@ from collections import deque
 
 from rich.console import Console
 
+from kavel.document.pattern import BRANCH_DROPPED
+from kavel.projects import ProjectFile
 from kavel.terminal import count, printable
 
 _SETTLE = 2.0  # seconds that entries may take to arrive
@@ -19,6 +21,7 @@ _DAMAGED = re.compile(r"Read Corrupted \w+: (.*)")
 _DAMAGED_WORDS = (
     r"\1: is damaged; it was moved into the folder .corrupted beside it, and a new one is begun"
 )
+_BRANCH_DROPPED_IN_CORE = "Incompatible Hierarchy Settings"
 _KEPT = 100  # errors at hand, and entries that are told apart when they repeat
 
 
@@ -40,6 +43,7 @@ class LogHandler(logging.Handler):
         self._errors: deque[str] = deque()
         self._repeats: dict[str, int] = {}
         self._left_out = 0
+        self._told_before: set[str] = set()
         self._root_level = logging.WARNING
 
     def emit(self, record: logging.LogRecord) -> None:
@@ -49,11 +53,21 @@ class LogHandler(logging.Handler):
                 self._errors.append(text)
                 if len(self._errors) > _KEPT:
                     self._print_error(self._errors.popleft())
-            told_elsewhere = record.levelno >= logging.ERROR or _TOLD_WITH_CHECKS.match(text)
+            told_elsewhere = (
+                record.levelno >= logging.ERROR
+                or _TOLD_WITH_CHECKS.match(text)
+                or text in self._told_before
+            )
             if self._verbose or not told_elsewhere:
                 self._print(_entry(record.levelname, text, self._verbose))
         except Exception:
             self.handleError(record)
+
+    def project_told(self, project: ProjectFile) -> None:
+        """Leave out what the core logs of the project and its problems, which were printed, tell
+        better."""
+        if any(BRANCH_DROPPED in problem.message for problem in project.checked.problems):
+            self._told_before.add(_BRANCH_DROPPED_IN_CORE)
 
     def take_errors(self) -> list[str]:
         """The first lines of the last errors since the last call, which are not printed then."""

@@ -71,12 +71,13 @@ class Outcome:
 class RunOutcome:
     """All scenes of a run. `broken` are modules and classes that could not be used, `missing` the
     ids of checks that were asked for and are not installed, `misfits` what does not fit in stored
-    parameters."""
+    parameters. `warnings` is how many there are about the project's document."""
 
     strict: bool = False
     broken: list[Found] = field(default_factory=list)
     missing: list[str] = field(default_factory=list)
     misfits: list[Problem] = field(default_factory=list)
+    warnings: int = 0
     statuses: list[str] = field(default_factory=list)
     summary: Summary = field(default_factory=Summary)
     interrupted: bool = False
@@ -92,14 +93,15 @@ class RunOutcome:
 
     @property
     def fails_strictly(self) -> bool:
-        """Whether checks are not all as they should be, and that is not to be tolerated."""
-        return self.strict and bool(self.broken or self.missing or self.misfits)
+        """Whether checks or the project are not all as they should be, and that is not to be
+        tolerated."""
+        return self.strict and bool(self.broken or self.missing or self.misfits or self.warnings)
 
     @property
     def exit_status(self) -> int:
         """0: every scene passed; 1: some did not; 2: some could not be validated; 3: checks are
-        broken or missing or their parameters do not fit, and that was not to be tolerated; 130:
-        interrupted."""
+        broken or missing or their parameters do not fit, or there are warnings about the project,
+        and that was not to be tolerated; 130: interrupted."""
         if self.interrupted:
             return 130
         if ERROR in self.statuses or not self.statuses:

@@ -3,13 +3,13 @@
 from __future__ import annotations
 
 import copy
-import difflib
 from collections.abc import Sequence
 from typing import Any
 
 import core
 from kavel.environment import StandaloneEnvironment
 from kavel.errors import KavelError
+from kavel.hints import meant
 from kavel.registry import CheckSetup, embedded_checks
 
 
@@ -52,9 +52,8 @@ class OwnChecks:
 
     def no_such_check(self, class_id: str) -> str:
         """The words for an id that no class has."""
-        close = difflib.get_close_matches(class_id, self.names, 1)
-        hint = f"is {close[0]} meant?" if close else "`kavel checks` lists them"
-        return f'there is no check "{class_id}"; {hint}'
+        hint = meant(class_id, self.names, "{}") or "; `kavel checks` lists them"
+        return f'there is no check "{class_id}"{hint}'
 
     @property
     def preset_names(self) -> list[str]:

@@ -53,6 +53,8 @@ class Session:
     ) -> None:
         if project is not None and not project.checked.usable:
             raise ProjectError(f"{project.path}: the project is not usable")
+        if project is not None:
+            log.project_told(project)
         self.project = project
         self.log = log
         self.operator = GltfOperator(lod_names)

@@ -153,10 +153,16 @@ def _is_number(value: Any) -> bool:
 
 
 def _compiles(text: Any) -> bool:
+    return isinstance(text, str) and not _why_not(text)
+
+
+def _why_not(text: str) -> str:
+    """Why a text is no regular expression, or ""."""
     try:
-        return isinstance(text, str) and re.compile(text) is not None
-    except (re.error, RecursionError, OverflowError):
-        return False
+        re.compile(text)
+    except (re.error, RecursionError, OverflowError) as error:
+        return f"it does not compile ({error})"
+    return ""
 
 
 def _choice(item: Any) -> _Object:
@@ -194,6 +200,8 @@ def _effect(item: Any, value: Any) -> str:
         return ENDS
     loaded = probe.data
     if loaded == value:
+        if isinstance(item, _KINDS.RegEx):  # it is stored well, and fails where it is used
+            return f"{_why_not(value['text'])}: {ENDS}"
         return "it counts as it stands"
     if loaded == default:
         return f"the default counts: {shown_value(default)}"

@@ -113,9 +113,10 @@ class SceneValidator:
             broken=[found for found in report if found.broken],
             missing=missing_checks(self._wanted(), classes),
             misfits=self._misfits(classes),
+            warnings=len(session.project.checked.problems) if session.project else 0,
         )
         print_broken(streams.errors, self.run.broken)
-        print_misfits(streams.errors, self.run.misfits)
+        print_misfits(streams.errors, [*self._missing(classes), *self.run.misfits])
         streams.report.begin(
             {
                 "project": session.project and session.project.data(),
@@ -222,6 +223,13 @@ class SceneValidator:
         if self._options.mode == SELECTION:
             return configurations.of_checklist(self._session.api.settings.check.config.data)
         return configurations.of_rules(self._session.project.rules if self._session.project else [])
+
+    def _missing(self, classes: Any) -> list[Problem]:
+        """The checks that are asked for and not installed, with their places."""
+        configurations = Configurations(classes, strict=self._options.strict)
+        if self._options.mode == SELECTION:
+            return configurations.missing_of(self._session.api.settings.check.config.data)
+        return configurations.missing(self._session.project.rules if self._session.project else [])
 
     def _no_checks(self) -> str:
         if self.run.missing:

@@ -157,7 +157,8 @@ def run_verdict(run: RunOutcome) -> Text:
 
 
 def checks_verdict(run: RunOutcome) -> str:
-    """The checks that could not be used as they were meant, or ""."""
+    """The checks that could not be used as they were meant, or ""; in a strict run also that there
+    are warnings about the project."""
     parts = []
     for ids, words in (
         ([found.name for found in run.broken], ("broken check", "broken checks")),
@@ -166,6 +167,8 @@ def checks_verdict(run: RunOutcome) -> str:
     ):
         if ids:
             parts.append(f"{count(len(ids), *words)}: {listing(list(map(printable, ids)))}")
+    if run.strict and run.warnings:
+        parts.append(f"{count(run.warnings, 'warning')} about the project")
     return ", ".join(parts)
 
 

@@ -3,7 +3,6 @@
 from __future__ import annotations
 
 import argparse
-import difflib
 from collections.abc import Mapping
 from typing import Any
 
@@ -12,6 +11,7 @@ from rich.text import Text
 from kavel.columns import Row, print_columns
 from kavel.commands.options import add_check_folders, add_json, check_folders
 from kavel.errors import KavelError
+from kavel.hints import meant
 from kavel.json_output import write_json
 from kavel.native import require_core
 from kavel.terminal import count, make_console, printable
@@ -180,13 +180,17 @@ def _of_categories(own: Any, wanted: list[str]) -> list[Any]:
     """The controls of these categories, of all when there are none. Errors: KavelError for a
     category that no check is in."""
     groups = {str(category.name): list(category) for category in own.list.categories}
-    for name in wanted:
-        if name not in groups:
-            close = difflib.get_close_matches(name, groups, 1)
+    chosen: dict[str, None] = {}  # names in order, each once
+    for name in wanted or groups:
+        # As it is stored, or else whatever the case is.
+        alike = [known for known in groups if known.casefold() == name.casefold()]
+        exact = [name] if name in groups else alike
+        if not exact:
             listed = ", ".join(f'"{known}"' for known in groups)
-            hint = f'; is "{close[0]}" meant?' if close else f"; there are {listed}"
+            hint = meant(name.casefold(), groups) or f"; there are {listed}"
             raise KavelError(f'no check is in the category "{name}"{hint}')
-    return [control for name in (wanted or groups) for control in groups[name]]
+        chosen.update(dict.fromkeys(exact))
+    return [control for name in chosen for control in groups[name]]
 
 
 def _write(arguments: argparse.Namespace, content: Mapping[str, Any]) -> None:

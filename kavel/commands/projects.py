@@ -6,16 +6,13 @@ import argparse
 import os
 from typing import Any
 
-from rich.console import Console
-
 from kavel.columns import print_columns
 from kavel.commands import projects_editing, projects_history
+from kavel.commands.comparing import compare, print_misfits_of
 from kavel.commands.options import add_check_folders
+from kavel.document import ERROR
 from kavel.document.structure import VERSION
-from kavel.errors import KavelError
 from kavel.home import kavel_home, target_directory
-from kavel.logs import LogHandler
-from kavel.native import require_core
 from kavel.outline import outline
 from kavel.printing import print_problems
 from kavel.projects import ProjectFile, find_project, read_project, user_projects
@@ -64,7 +61,7 @@ def run_show(arguments: argparse.Namespace) -> int:
     print_problems(errors, project.path, checked.problems)
     if not checked.document:
         return 2
-    _print_misfits(project, arguments, errors)
+    print_misfits_of(compare(project, arguments, errors), errors)
     title = printable(project.name) or "(no name)"
     target = printable(project.target) or "(none)"
     output.print(f"{title}: target {target}, record {checked.timestamp or '(none)'}")
@@ -80,29 +77,20 @@ def run_show(arguments: argparse.Namespace) -> int:
     return 0 if checked.usable else 2
 
 
-def _print_misfits(project: ProjectFile, arguments: argparse.Namespace, errors: Console) -> None:
-    """What does not fit between the project and the checks that are installed."""
-    try:
-        require_core()
-    except KavelError as error:
-        errors.print(f"warning: the parameters of checks were not compared: {error}")
-        return
-    from kavel.configuration_printing import print_misfits
-    from kavel.configurations import Configurations
-    from kavel.own_checks import OwnChecks
-    from kavel.registry import check_setup
-
-    with LogHandler(errors):
-        own = OwnChecks(arguments.home, check_setup(arguments.home, arguments.checks))
-    configurations = Configurations(own.classes)
-    print_misfits(errors, configurations.missing(project.rules))
-    print_misfits(errors, configurations.of_rules(project.rules, disabled=True))
-
-
 def _state(project: ProjectFile) -> str:
-    version = project.checked.document.get("version")
-    if not project.checked.document:
-        return "unreadable"
-    if version != VERSION:
-        return f"version {version}"
-    return "ok" if project.checked.usable else "not usable"
+    """In words, with the first reason why a project cannot be used. That it is deleted is none:
+    where those are listed, nothing else would be told."""
+    checked = project.checked
+    version = checked.document.get("version")
+    errors = [
+        printable(problem.message)
+        for problem in checked.problems
+        if problem.severity == ERROR and not (project.deleted and problem.path == "deleted")
+    ]
+    reason = f": {errors[0]}" if errors else ""
+    more = f", and {count(len(errors) - 1, 'more error')}" if len(errors) > 1 else ""
+    if not checked.document:
+        return f"unreadable{reason}{more}"
+    if version is not None and version != VERSION:
+        return f"version {printable(str(version))}"
+    return f"not usable{reason}{more}" if errors else "ok"

@@ -97,11 +97,14 @@ def _create(arguments: argparse.Namespace, source: Head | None, comment: str = "
     from kavel.logs import LogHandler
 
     errors = make_console(stderr=True)
-    if source is not None:
-        print_problems(errors, source.path, read_project(source.path).checked.problems)
+    checked = None if source is None else read_project(source.path)
+    if checked is not None:
+        print_problems(errors, checked.path, checked.checked.problems)
     target = arguments.target or (source.target if source else "standalone")
     home = kavel_home(arguments.home)
     with LogHandler(errors) as log:
+        if checked is not None:
+            log.project_told(checked)
         path = create(home, arguments.name, target, source, comment, log)
     origin = f' from "{printable(source.name)}"' if source else ", empty"
     make_console().print(

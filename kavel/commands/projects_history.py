@@ -6,7 +6,8 @@ import argparse
 from typing import Any
 
 from kavel.columns import print_columns
-from kavel.commands.options import add_json
+from kavel.commands.comparing import compare, print_misfits_of
+from kavel.commands.options import add_check_folders, add_json
 from kavel.commands.projects_editing import RECORD_HELP
 from kavel.document import ERROR, WARNING
 from kavel.home import kavel_home
@@ -48,14 +49,15 @@ def add_actions(actions: Any) -> None:
     lint = actions.add_parser(
         "lint",
         help="check a project document",
-        description="Check a project as it is checked before a scan, and tell every problem with "
-        "its place. An error makes a project unusable; a warning is for what is accepted although "
-        "it looks wrong.",
+        description="Check a project as it is checked before a scan, compare its checklists with "
+        "the installed checks, and tell every problem with its place. An error makes a project "
+        "unusable; a warning is for what is accepted although it looks wrong.",
         epilog="Exit status: 0 the project can be used; 1 it cannot, or with --strict there is any "
         "problem; 2 there is no such project.",
     )
     lint.add_argument("project", metavar="FILE|NAME")
     lint.add_argument("--strict", action="store_true", help="take warnings for errors")
+    add_check_folders(lint)
     add_json(lint, in_place_of="the problems")
     lint.set_defaults(run=run_lint)
 
@@ -110,17 +112,25 @@ def run_diff(arguments: argparse.Namespace) -> int:
 
 def run_lint(arguments: argparse.Namespace) -> int:
     project = find_project(arguments.project, kavel_home(arguments.home))
-    problems = project.checked.problems
+    compared = compare(project, arguments, make_console(stderr=True))
+    problems = [*project.checked.problems, *(compared or [])]
     counts = {
         kind: sum(problem.severity == kind for problem in problems) for kind in (ERROR, WARNING)
     }
     failed = bool(counts[ERROR] or (arguments.strict and problems))
     if arguments.json:
-        report = {"schema": LINT_SCHEMA, "usable": project.checked.usable, **project.data()}
+        report = {
+            "schema": LINT_SCHEMA,
+            "usable": project.checked.usable,
+            "compared": compared is not None,
+            **project.data(),
+            "problems": [problem.data() for problem in problems],
+        }
         write_json(arguments.json, {**report, "versions": versions()})
     if arguments.json != STDOUT:
         output = make_console()
-        print_problems(output, project.path, problems)
+        print_problems(output, project.path, project.checked.problems)
+        print_misfits_of(compared, output)
         errors, warnings = (count(number, kind) for kind, number in counts.items())
         output.print(f"{printable(project.path)}: {errors}, {warnings}")
     return int(failed)

@@ -26,7 +26,8 @@ from kavel.versions import versions
 _EPILOG = """Exit status: 0 every scene passed; 1 in some scene there are findings at or above
 --fail-on, or nothing matched, or with --fail-on-unassigned no rule took an object; 2 a scene or the
 project could not be used, or no check ran; 3 with --strict: a check is broken or one that is asked
-for is not installed, or stored parameters do not fit their check; 130 interrupted."""
+for is not installed, or stored parameters do not fit their check, or there is a warning about the
+project; 130 interrupted."""
 
 
 def add_parser(subparsers: Any) -> None:
@@ -59,7 +60,8 @@ def add_parser(subparsers: Any) -> None:
     parser.add_argument(
         "--strict",
         action="store_true",
-        help="broken and missing checks fail the run, and stored parameters that do not fit",
+        help="broken and missing checks fail the run, and stored parameters that do not fit, and "
+        "warnings about the project",
     )
     parser.add_argument(
         "--group",

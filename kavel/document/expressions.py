@@ -17,6 +17,7 @@ from kavel.document.shapes import (
     matched_characters,
     nested_repeats,
 )
+from kavel.hints import meant
 
 _FLAGS = re.compile(r"\A\(\?[aiLmsux]+\)")
 _DOLLAR = re.compile(r"(?<!\\)(?:\\\\)*\$\Z")  # at the end, and not escaped
@@ -99,7 +100,8 @@ def _bracket_message(piece: Piece, regex: str, anchors: Anchors) -> str:
         hint = '; write "(" instead of "(?:"' if "(?:" in piece.inner else ""
         return f"{piece.text} has more than one colon: it is no anchor but ordinary text{hint}"
     if piece.name not in anchors.names:
-        return f"no rule defines the anchor {piece.text}: it is ordinary text"
+        hint = meant(piece.name, anchors.names, "<{}>")
+        return f"no rule defines the anchor {piece.text}: it is ordinary text{hint}"
     return ""
 
 

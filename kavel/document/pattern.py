@@ -10,6 +10,7 @@ from kavel.document.problems import Findings, rule_place
 from kavel.document.reading import join, kind_of
 
 GHOST = "ghost"
+BRANCH_DROPPED = "the branch is dropped"  # the end of a message
 _MAX_LEVELS = 240  # the deepest tree that the core reads
 
 
@@ -103,14 +104,13 @@ def _read_tree(
             findings.error(f"the tree is deeper than {_MAX_LEVELS} levels", path)
             return
         if not isinstance(node, dict):
-            findings.warning(f"is {kind_of(node)}, not an object; the branch is dropped", path)
+            findings.warning(f"is {kind_of(node)}, not an object; {BRANCH_DROPPED}", path)
             continue
         stamp = node.get("stamp")
         rule = by_stamp.get(stamp) if isinstance(stamp, str) else None
         if rule is None:
-            findings.warning(
-                "names no rule of the list; the branch is dropped", join(path, "stamp")
-            )
+            message = f"names no rule of the list; {BRANCH_DROPPED}"
+            findings.warning(message, join(path, "stamp"))
             continue
         item = Item(rule, path, parent)
         (pattern.top if parent is None else parent.children).append(item)

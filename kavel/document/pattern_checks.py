@@ -12,6 +12,7 @@ def check_pattern(pattern: Pattern, findings: Findings) -> None:
     _check_names(pattern, findings)
     _check_top(pattern, findings)
     _check_levels(pattern, findings)
+    _check_unplaced(pattern, findings)
     matched = [item for _, item in walk(pattern.matched)]
     anchors = _anchors(matched, findings)
     _check_uses(matched, anchors, findings)
@@ -69,9 +70,17 @@ def _check_levels(pattern: Pattern, findings: Findings) -> None:
             seen.add(id(item.rule))
 
 
+def _check_unplaced(pattern: Pattern, findings: Findings) -> None:
+    placed = {text_of(item.rule, "stamp") for _, item in walk(pattern.top)}
+    for rule in pattern.rules:
+        if placed and text_of(rule, "stamp") not in placed:  # without a tree, that is told once
+            message = "stands nowhere in the rule tree: nothing is compared with it"
+            findings.warning(message, **rule_place(rule))
+
+
 def _anchors(matched: list[Item], findings: Findings) -> Anchors:
     anchors = Anchors()
-    first: dict[str, Piece] = {}
+    first: dict[str, tuple[Piece, Item]] = {}
     for item in matched:
         place = rule_place(item.rule, "regex")
         for piece in pieces(item.regex):
@@ -79,9 +88,14 @@ def _anchors(matched: list[Item], findings: Findings) -> Anchors:
                 anchors.used.add(piece.name)
                 continue
             anchors.known.setdefault(piece.text, piece)
-            other = first.setdefault(piece.name, piece)
+            other, owner = first.setdefault(piece.name, (piece, item))
             if other.text != piece.text:
                 message = f"another rule defines the anchor <{piece.name}> as {other.text}"
+                if owner.rule is item.rule:
+                    message = (
+                        f"the expression defines the anchor <{piece.name}> twice, first as "
+                        f"{other.text}; each needs a name of its own"
+                    )
                 findings.warning(message, item.path, position=piece.start, **place)
             above = _definer(piece.name, item)
             if above is not None:

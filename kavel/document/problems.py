@@ -46,10 +46,11 @@ class Problem:
         parts = []
         if self.rule is not None:
             parts.append(f'rule "{self.rule}"' + (f" [{self.stamp}]" if self.stamp else ""))
+        parts += self._place_in_check()
         if self.field:
             at = "" if self.position is None else f" at {self.position}"
             parts.append(self.field + at)
-        return ", ".join(parts + self._place_in_check())
+        return ", ".join(parts)
 
     def _place_in_check(self) -> list[str]:
         parts = {

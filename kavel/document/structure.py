@@ -8,8 +8,10 @@ from collections.abc import Callable
 from dataclasses import dataclass
 from typing import Any
 
+from kavel.document.export_settings import check_export
 from kavel.document.problems import Findings, rule_place
 from kavel.document.reading import join, kind_of
+from kavel.hints import meant
 
 VERSION = 3
 TARGETS = ("maya", "3dsmax", "blender", "standalone")
@@ -69,6 +71,7 @@ _RULE: _Table = {
     "color": _TEXT_OR_NULL,
     "icon": _TEXT_OR_NULL,
 }
+_NODE: _Table = {"stamp": _ANY, "children": _ANY}
 _DEFAULTED = ("filename",)
 _GREATEST_NUMBER = 2**53
 _CHECK: _Table = {"enabled": _TRUTH, "opened": _TRUTH, "parameters": _ARRAY}
@@ -102,7 +105,7 @@ def check_structure(document: dict[str, Any], findings: Findings) -> Selected | 
         if not isinstance(record, dict):
             findings.error(f"must be an object, not {kind_of(record)}", path)
             continue
-        _check_record(record, path, findings)
+        _check_record(record, path, document.get("target"), findings)
         usable[timestamp] = Selected(record, timestamp, path)
     return _select(document, usable, findings)
 
@@ -134,7 +137,8 @@ def _check_fields(
         kind = table.get(key)
         spot = {**place, "field": key} if place else {}
         if kind is None:
-            findings.warning("is no known key; it is lost on saving", join(path, key), **spot)
+            message = f"is no known key; it is lost on saving{meant(key, table)}"
+            findings.warning(message, join(path, key), **spot)
         elif not kind.accepts(value):
             message = f"must be {kind.words}, not {kind_of(value)}"
             # The core falls back to a default in these, so the project can still be used.
@@ -142,15 +146,29 @@ def _check_fields(
             tell(message, join(path, key), **spot)
 
 
-def _check_record(record: dict[str, Any], path: str, findings: Findings) -> None:
+def _check_record(record: dict[str, Any], path: str, target: Any, findings: Findings) -> None:
     _check_fields(record, _RECORD, path, findings)
     export = record.get("export")
     if isinstance(export, dict):
         _check_fields(export, _EXPORT, join(path, "export"), findings)
+        check_export(export, join(path, "export"), target, findings)
     rules = record.get("rules", [])
     if isinstance(rules, list):
         for index, rule in enumerate(rules):
             _check_rule(rule, join(join(path, "rules"), index), findings)
+    _check_tree_keys(record.get("pattern"), join(path, "pattern"), findings)
+
+
+def _check_tree_keys(tree: Any, path: str, findings: Findings) -> None:
+    """What else is wrong with a tree is told where it is tied to the rules."""
+    lists = [(tree, path)]
+    while lists:
+        nodes, spot = lists.pop()
+        for index, node in enumerate(nodes if isinstance(nodes, list) else ()):
+            place = join(spot, index)
+            if isinstance(node, dict):
+                _check_fields(node, _NODE, place, findings)
+                lists.append((node.get("children"), join(place, "children")))
 
 
 def _check_rule(rule: Any, path: str, findings: Findings) -> None:
@@ -172,10 +190,12 @@ def _check_rule(rule: Any, path: str, findings: Findings) -> None:
         for class_id, entry in checklist.items():
             spot = join(join(path, "checklist"), class_id)
             if isinstance(entry, dict):
-                _check_fields(entry, _CHECK, spot, findings, **rule_place(rule))
+                place = {**rule_place(rule), "check": str(class_id)}
+                _check_fields(entry, _CHECK, spot, findings, **place)
             else:
                 message = f"must be an object, not {kind_of(entry)}: the check stays off"
-                findings.warning(message, spot, **rule_place(rule, "checklist"))
+                place = {**rule_place(rule, "checklist"), "check": str(class_id)}
+                findings.warning(message, spot, **place)
 
 
 def _check_types(rule: dict[str, Any], path: str, findings: Findings) -> None:
@@ -208,6 +228,9 @@ def _check_range(rule: dict[str, Any], path: str, findings: Findings) -> None:
         findings.warning(message, spot, **place)
     elif limits[1] < 0:
         findings.warning(f"no number of objects is {limits[1]} or less", spot, **place)
+    elif limits[0] < 0:
+        message = f"the minimum {limits[0]} is below 0: no number of objects is; write 0"
+        findings.warning(message, spot, **place)
 
 
 def _timestamp(value: Any) -> int | None:

@@ -90,7 +90,7 @@ def test_the_list_is_short_and_broken_entries_are_in_it(tmp_path: Path, capsys: 
 
 
 @pytest.mark.parametrize(
-    "arguments", [["show", "kavel.mesh.ngons", "kavel.mesh.normals"], ["--category", "mesh"]]
+    "arguments", [["show", "kavel.mesh.ngons", "kavel.mesh.normals"], ["--category", "Mesh"]]
 )
 def test_details(arguments: list[str], capsys: Captured) -> None:
     assert main(["checks", *arguments]) == 0

@@ -53,7 +53,14 @@ class Check(core.Check.Base):
         return KINDS.Block(inputs())
 
 
-CONFIGURATIONS = Configurations({"check": Check})
+class Registry(dict):  # type: ignore[type-arg]
+    """As the core's registry: looked up by id, and walked class by class."""
+
+    def __iter__(self) -> Any:
+        return iter(self.values())
+
+
+CONFIGURATIONS = Configurations(Registry(check=Check))
 ENDS = "each run of the check ends as an error"
 
 
@@ -79,7 +86,7 @@ def problems(state: Any, **members: Any) -> list[Any]:
         ("size", {"value": None}, "a number from -1 to 1.5", ENDS),
         ("flag", {"enabled": 0}, "true or false", ENDS),
         ("flag", {"enabeld": False}, "true or false", "the default counts: on"),
-        ("name", {"text": "("}, "a regular expression", "it counts as it stands"),
+        ("name", {"text": "(a"}, "a regular expression", f"at position 0): {ENDS}"),
         ("name", {"text": 3}, "a regular expression", ENDS),
         ("unit", {"selected_attr": "Foot"}, '"metre" or "foot"', "the default counts: metre"),
         ("unit", {"selected_attr": []}, '"metre" or "foot"', "the default counts: metre"),
@@ -159,8 +166,23 @@ def test_the_place_of_a_rule_and_what_is_switched_off() -> None:
     assert [found.rule for found in CONFIGURATIONS.of_rules(rules, disabled=True)] == ["a", "b"]
     strict = Configurations({"check": Check}, strict=True)
     assert [found.severity for found in strict.of_rules(rules)] == ["error"]
-    (missing,) = CONFIGURATIONS.missing(rules)
-    assert (missing.rule, missing.check) == ("b", "gone")
+    (missing,) = CONFIGURATIONS.missing(rules, disabled=True)
+    assert (missing.rule, missing.check) == ("b", "gone") and not CONFIGURATIONS.missing(rules)
+
+
+@pytest.mark.parametrize(
+    ("class_id", "message"),
+    [
+        ("test.chek", "it cannot run; is test.check meant?"),
+        ("bevelled EDGES", "it cannot run; it is the name of test.check, not an id"),
+        ("nothing", "it cannot run"),
+    ],
+)
+def test_what_a_missing_check_may_be(class_id: str, message: str) -> None:
+    check = SimpleNamespace(class_id="test.check", long_name="Bevelled Edges", short_name="Bevel")
+    registry = Registry({"test.check": check})
+    (missing,) = Configurations(registry).missing_of({class_id: {"enabled": True}})
+    assert missing.message.endswith(message)
 
 
 @pytest.mark.parametrize("parameters", [lambda: 1 / 0, lambda: None, lambda: SimpleNamespace()])
@@ -178,4 +200,8 @@ def test_the_samples_fit(file: Path, tmp_path: Path) -> None:
     own = OwnChecks(str(tmp_path), check_setup(str(tmp_path)))
     rules = read_project(str(file)).rules
     configurations = Configurations(own.classes)
-    assert configurations.of_rules(rules, disabled=True) == [] == configurations.missing(rules)
+    assert (
+        configurations.of_rules(rules, disabled=True)
+        == []
+        == configurations.missing(rules, disabled=True)
+    )

@@ -80,7 +80,24 @@ DOCUMENT_FIELDS: list[tuple[dict[str, Any], str]] = [
     ({"records": {"1": {"author": 1}}}, "error: records.1.author: must be a text"),
     ({"records": {"1": {"export": {"flags": []}}}}, "error: records.1.export.flags: must be"),
     ({"records": {"1": {}}}, "error: records.1.pattern: the rule tree names no rule"),
-    ({"recrods": {}}, "warning: recrods: is no known key; it is lost on saving"),
+    ({"recrods": {}}, 'warning: recrods: is no known key; it is lost on saving; is "records" m'),
+    *(
+        (
+            {"records": {"1": {"export": export}}},
+            f"{problem.replace(': ', ': records.1.export.', 1)}",
+        )
+        for export, problem in (
+            ({"flags": {"triangulat": True}}, "warning: flags.triangulat: is no known key; it is"),
+            ({"flags": {"triangulate": 1}}, "error: flags.triangulate: must be true or false, not"),
+            ({"options": {"format": {}}}, "warning: options.format: is no known key; it has no"),
+            ({"options": {"selected": "obj"}}, 'warning: options.selected: "obj" is not one of'),
+            ({"options": {"formats": {"obj": {}}}}, "warning: options.formats.obj: is not one of"),
+            (
+                {"options": {"formats": {"glb": {"scales": 2}}}},
+                'warning: options.formats.glb.scales: is no known key; it has no effect; is',
+            ),
+        )
+    ),
 ]
 
 
@@ -103,12 +120,20 @@ RULE_FIELDS: list[tuple[dict[str, Any], str]] = [
     ({"range": [0, True]}, 'error: rule "a" [a], range: minimum and maximum must be integers'),
     ({"range": [2, 1]}, 'warning: rule "a" [a], range: the minimum 2 is above the maximum 1'),
     ({"range": [-3, -1]}, 'warning: rule "a" [a], range: no number of objects is -1 or less'),
+    ({"range": [-1, 4]}, 'warning: rule "a" [a], range: the minimum -1 is below 0'),
     ({"checklist": []}, 'error: rule "a" [a], checklist: must be an object'),
-    ({"checklist": {"x": 1}}, 'warning: rule "a" [a], checklist: must be an object'),
-    ({"checklist": {"x": {"enabled": 1}}}, 'warning: rule "a" [a], enabled: must be true or f'),
+    ({"checklist": {"x": 1}}, 'warning: rule "a" [a], check x, checklist: must be an object'),
+    ({"checklist": {"x": {"enabled": 1}}}, 'warning: rule "a" [a], check x, enabled: must be true'),
     ({"color": 7}, 'error: rule "a" [a], color: must be a text or null'),
     ({"color": "red"}, 'warning: rule "a" [a], color: "red" is no colour'),
-    ({"regexp": "x"}, 'warning: rule "a" [a], regexp: is no known key'),
+    (
+        {"regexp": "x"},
+        'warning: rule "a" [a], regexp: is no known key; it is lost on saving; is "regex"',
+    ),
+    (
+        {"checklst": {}},
+        'warning: rule "a" [a], checklst: is no known key; it is lost on saving; is "ch',
+    ),
     ({"name": "Ghost"}, 'warning: rule "Ghost" [a], name: only the exact name "ghost"'),
 ]
 
@@ -125,6 +150,7 @@ def test_fields_of_a_rule(change: dict[str, Any], problem: str) -> None:
         ([A, A], {"a": {}}, 'warning: rule "a" [a], stamp: another rule has the same stamp'),
         ([A, {**B, "name": "a"}], {"a": {}}, 'warning: rule "a" [b], name: another rule has the'),
         ([A], {"a": {"x": {}}}, "warning: records.1700000000.pattern[0].children[0].stamp: names"),
+        ([A, B], {"a": {}}, 'warning: rule "b" [b]: stands nowhere in the rule tree'),
         ([rule("ghost")], None, "error: records.1700000000.pattern: the rule tree has nothing bel"),
         ([A, rule("ghost")], {"ghost": {"a": {}}, "a": {}}, 'warning: rule "a" [a]: stands beside'),
         ([A, rule("ghost")], {"a": {"ghost": {}}}, 'warning: rule "ghost" [ghost]: the ghost coun'),
@@ -144,6 +170,11 @@ def test_the_tree(rules: list[Any], shape: dict[str, Any] | None, problem: str) 
         ),
         ("a", "warning: records.1700000000.pattern[0]: is a text, not an object; the branch is dr"),
         ({"stamp": ["a"]}, "warning: records.1700000000.pattern[0].stamp: names no rule"),
+        (
+            {"stamp": "a", "children": [{"stamp": "a", "childern": []}]},
+            "warning: records.1700000000.pattern[0].children[0].childern: is no known key; it is"
+            ' lost on saving; is "children" meant?',
+        ),
     ],
 )
 def test_damaged_tree_nodes(node: Any, problem: str) -> None:
@@ -170,6 +201,7 @@ def test_a_rule_twice_on_a_level() -> None:
         (r"(<up:\d+>_)?mesh$", 1, "error", "cannot be told from what stands around it"),
         ("", None, "warning", "is empty, which matches every name"),
         ("x_<no>$", 2, "warning", "no rule defines the anchor <no>"),
+        ("x_<sdie>$", 2, "warning", "<sdie>: it is ordinary text; is <side> meant?"),
         ("x_<side>_<up:a>$", 2, "warning", "no item above defines <side>"),
         ("<up:(?:a|b)>$", 0, "warning", 'write "(" instead of "(?:"'),
         ("(?P<up>a)$", 3, "warning", "the brackets of this group are read as the anchor <up>"),
@@ -182,6 +214,7 @@ def test_a_rule_twice_on_a_level() -> None:
         (r"<up:x\$>_y$", 0, "warning", 'ends in an escaped "$"'),
         ("<up:(?i)[a-z]>$", 0, "warning", "the flags of <up:(?i)[a-z]> hold for the match, not"),
         (r"<side:x>$", 0, "warning", "another rule defines the anchor <side> as <side:(l|r)>"),
+        ("<up:a>_<up:b>$", 7, "warning", "defines the anchor <up> twice, first as <up:a>; each"),
         (r"x(a+)+$", 1, "warning", "an unbounded repeat inside an unbounded repeat"),
         (r"<up:\d>_(\w+_)*$", 8, "warning", "an unbounded repeat inside an unbounded repeat"),
     ],
@@ -240,3 +273,10 @@ def test_only_the_selected_record_is_searched_for_bad_expressions() -> None:
 )
 def test_nested_repeats(expression: str, positions: list[int]) -> None:
     assert nested_repeats(expression) == positions
+
+
+def test_formats_of_other_applications_are_their_own() -> None:
+    options = {"selected": "fbx", "formats": {"fbx": {"version": 7}}}
+    document = project([A], target="maya")
+    document["records"]["1700000000"]["export"] = {"options": options}
+    assert check(document) == []

@@ -2,6 +2,8 @@
 
 from __future__ import annotations
 
+import json
+import re
 import sys
 import types
 from pathlib import Path
@@ -65,14 +67,24 @@ def test_no_project_or_too_many(home: str, text: str, message: str) -> None:
 def test_list(home: str, capsys: pytest.CaptureFixture[str]) -> None:
     assert main(["--home", home, "projects", "list"]) == 0
     out, err = capsys.readouterr()
-    rows = [line.split()[:-1] for line in out.splitlines()]
+    rows = [re.split("  +", line)[:-1] for line in out.splitlines()]
+    unusable = "not usable: does not compile: missing ), unterminated subpattern"
     assert rows == [
         ["Hero", "blender", "ok"],
-        ["Prop", "standalone", "not", "usable"],
-        ["-", "-", "unreadable"],
+        ["Prop", "standalone", unusable],
+        ["-", "-", "unreadable: not JSON: Expecting property name enclosed in double quotes"],
         ["Hero", "maya", "ok"],
     ]
     assert err.startswith("4 projects in ")
+
+
+def test_list_of_deleted_and_empty_projects(
+    home: str, write: Writer, capsys: pytest.CaptureFixture[str]
+) -> None:
+    write("home/blender/projects/none.json", project([], name="None", deleted=True))
+    assert main(["--home", home, "projects", "list", "--deleted"]) == 0
+    rows = [re.split("  +", line)[2] for line in capsys.readouterr().out.splitlines()]
+    assert rows == ["ok", "not usable: the rule tree names no rule: nothing can match"]
 
 
 def test_list_of_no_home(tmp_path: Path, capsys: pytest.CaptureFixture[str]) -> None:
@@ -122,6 +134,25 @@ def test_show_compares_parameters_with_the_checks(
     err = capsys.readouterr().err
     assert 'warning: check test.size, parameter "wanted", in rule "a"\n' in err
     assert 'found    {"value": "1"}\n' in err and "not installed" not in err
+
+
+def test_lint_compares_parameters_with_the_checks(
+    write: Writer, tmp_path: Path, capsys: pytest.CaptureFixture[str]
+) -> None:
+    entry = {"enabled": True, "parameters": [{"state": {"wnated": {"value": 1}}}]}
+    checklist = {"test.size": entry, "test.whloe": {"enabled": True}}
+    path = write("p.json", project([rule("a", checklist=checklist)]))
+    lint = ["projects", "lint", path, "--checks", sound_checks(tmp_path / "checks")]
+    assert [main(lint), main([*lint, "--strict"])] == [0, 1]
+    out = capsys.readouterr().out
+    assert "is test.whole meant?" in out and 'is "wanted" meant?' in out
+    assert out.endswith("0 errors, 2 warnings\n")
+    main([*lint, "--json", "-"])
+    report = json.loads(capsys.readouterr().out)
+    assert report["compared"] and [item["check"] for item in report["problems"]] == [
+        "test.whloe",
+        "test.size",
+    ]
 
 
 def test_show_without_the_extension_module(

@@ -105,6 +105,29 @@ def test_exit_statuses_and_verdicts(
     assert told in "".join(capsys.readouterr())
 
 
+@pytest.mark.parametrize(("options", "expected"), [([], 0), (["--strict"], 3)])
+def test_strict_counts_warnings_about_the_project(
+    write: Writer, home: Path, tmp_path: Path, capsys: Captured, options: list[str], expected: int
+) -> None:
+    rules = [rule("top", checklist=asked("test.size"), regexp="x")]
+    arguments = [scene_of(write), "--project", write("p.json", project(rules))]
+    checks = ["--checks", sound_checks(tmp_path / "sound")]
+    assert main(["validate", *arguments, *checks, *options]) == expected
+    assert ("1 warning about the project" in "".join(capsys.readouterr())) == bool(options)
+
+
+@pytest.mark.parametrize(("options", "logged"), [([], False), (["-v"], True)])
+def test_a_dropped_branch_is_told_once(
+    write: Writer, home: Path, tmp_path: Path, capsys: Captured, options: list[str], logged: bool
+) -> None:
+    content = project([rule("top", checklist=asked("test.size"))], {"top": {}, "gone": {}})
+    arguments = [scene_of(write), "--project", write("p.json", content)]
+    main(["validate", *arguments, "--checks", sound_checks(tmp_path / "sound"), *options])
+    err = capsys.readouterr().err
+    assert "names no rule of the list; the branch is dropped" in err
+    assert ("Incompatible Hierarchy Settings" in err) == logged
+
+
 def test_nothing_matched_and_unreadable_scenes(
     write: Writer, validate: Any, tmp_path: Path, capsys: Captured
 ) -> None:
