@@ -100,11 +100,13 @@ class Explanation:
             for position, item in self._items
             if not _contains(item, len(self._level.taken[position]))
         ]
-        nearest = self._nearest(lacking[:_COMPARED], fitting)
+        # Where no number of objects will do, none comes near either.
+        possible = [(position, item) for position, item in lacking if _possible(item)]
+        nearest = self._nearest(possible[:_COMPARED], fitting)
         departures = []
         for number, (position, item) in enumerate(lacking):
             candidate = None
-            if number < _COMPARED:
+            if number < _COMPARED and _possible(item):
                 candidate = self._candidate(position, item, nearest.get(position))
             found = len(self._level.taken[position])
             departures.append(self._departure(MISSING, item, found=found, candidate=candidate))
@@ -168,6 +170,8 @@ class Explanation:
         for path, position in fitting.items():
             by_item.setdefault(position, []).append(path)
         for position, paths in by_item.items():
+            if not _possible(self._level.items[position]):  # told already
+                continue
             yield self._departure(
                 TOO_MANY,
                 self._level.items[position],
@@ -220,6 +224,11 @@ class Explanation:
 def _contains(item: Any, number: int) -> bool:
     limits = item.rule.range
     return bool(limits.minimum <= number <= limits.maximum)
+
+
+def _possible(item: Any) -> bool:
+    limits = item.rule.range
+    return bool(limits.minimum <= limits.maximum)
 
 
 def _lost_its_object(departure: Departure) -> bool:

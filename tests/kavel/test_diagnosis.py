@@ -258,6 +258,15 @@ def test_tops_and_items(scan: Scan, rules: Any, shape: Any, tops: Any, expected:
     assert outline(first) == expected, headline(first)
 
 
+@pytest.mark.parametrize("limits", [[4, 1], [4, 0]])
+def test_an_impossible_range_is_told_once_and_whole(scan: Scan, limits: list[int]) -> None:
+    tops = [mesh("m_1"), mesh("m_2"), mesh("m_3")]
+    rules = [GHOST, {**MESH, "range": limits}]
+    (departure,) = told(scan(gltf(*tops), project(rules, {"ghost": {"m": {}}})))
+    said = f'"m" fits no number of objects: its range is {limits[0]} to {limits[1]}'
+    assert headline(departure) == f"at the top of the scene: {said}"
+
+
 def test_a_rule_twice_on_a_level(scan: Scan) -> None:
     document = project([ANY, MESH], {"any": {"m": {}}})
     top = document["records"]["1700000000"]["pattern"][0]
