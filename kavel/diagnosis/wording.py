@@ -85,6 +85,9 @@ def _nearest(departure: Departure, candidate: Candidate) -> str:
     reasons = ", and ".join(reason.text for reason in candidate.reasons)
     kinds = {reason.kind for reason in candidate.reasons}
     if departure.kind == STRAY and candidate.item is not None:
+        if PLACE in kinds:
+            it = "it fits" if len(departure.objects) == 1 else "they fit"
+            return f'{it} "{candidate.item.rule}", {reasons}'
         it = "it" if len(departure.objects) == 1 else _last_part(candidate.path)
         near = f'{it} comes near "{candidate.item.rule}"'
         return f"{near}, but {reasons}" if kinds != {FULL} else f"{near}: {reasons}"

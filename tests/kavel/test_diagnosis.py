@@ -267,6 +267,43 @@ def test_an_impossible_range_is_told_once_and_whole(scan: Scan, limits: list[int
     assert headline(departure) == f"at the top of the scene: {said}"
 
 
+@pytest.mark.parametrize(
+    ("left", "lid", "expected"),
+    [
+        pytest.param([], "chest_gold_lid", ("lid", "place"), id="its old parent is a leaf now"),
+        pytest.param([mesh("lock")], "chest_gold_lid", ("lid", "place"), id="it is none"),
+        pytest.param([], "chest_iron_lid", ("body", "name"), id="of another parent"),
+        pytest.param(
+            [mesh("chest_gold_lid"), mesh("lock"), mesh("x")],
+            "chest_gold_lid",
+            ("body", "name"),
+            id="there is no room for it",
+        ),
+    ],
+)
+def test_an_object_that_was_dragged_out(
+    scan: Scan, left: Any, lid: str, expected: tuple[str, str]
+) -> None:
+    rules = [
+        rule("prop"),
+        rule("box"),
+        rule("any", ""),  # what takes everything is nobody's home
+        rule("chest", "chest_<id:[a-z]+>$"),
+        rule("lid", "chest_<id>_lid", ["mesh"]),
+        rule("lock"),
+        rule("body", "chest_gold_body", ["mesh"]),
+    ]
+    shape = {"prop": {"box": {"any": {}}, "chest": {"lid": {}, "lock": {}}, "body": {}}}
+    inside = [node("box"), node("chest_gold", *left), mesh("chest_gold_body"), mesh(lid)]
+    departures = told(scan(gltf(node("prop", *inside)), project(rules, shape)))
+    (stray,) = (found for found in departures if found.objects == (f"/prop/{lid}",))
+    near = stray.candidate
+    assert near is not None and near.item is not None
+    assert (near.item.rule, near.reasons[0].kind) == expected
+    if expected == ("lid", "place"):
+        assert headline(stray).endswith('it fits "lid", which belongs below "chest_gold"')
+
+
 def test_a_rule_twice_on_a_level(scan: Scan) -> None:
     document = project([ANY, MESH], {"any": {"m": {}}})
     top = document["records"]["1700000000"]["pattern"][0]
