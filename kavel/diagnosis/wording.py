@@ -46,7 +46,7 @@ def headline(departure: Departure) -> str:
 def _where(departure: Departure) -> str:
     if not departure.place:
         return "at the top of the scene"
-    return f'in {departure.place} ("{departure.place_rule}")'
+    return f'in {_path(departure.place)} ("{departure.place_rule}")'
 
 
 def _what(departure: Departure) -> str:
@@ -78,7 +78,7 @@ def details(departure: Departure) -> Iterator[str]:
         kinds = f"type {' or '.join(item.types)}" if item.types else "any type"
         yield f'"{item.rule}" has the expression {item.expression or "that is empty"}, {kinds}'
     for bound in departure.bound:
-        yield f'{bound.anchor} is "{bound.text}" here, because of {bound.path}'
+        yield f'{bound.anchor} is "{bound.text}" here, because of {_path(bound.path)}'
 
 
 def _nearest(departure: Departure, candidate: Candidate) -> str:
@@ -88,16 +88,16 @@ def _nearest(departure: Departure, candidate: Candidate) -> str:
         if PLACE in kinds:
             it = "it fits" if len(departure.objects) == 1 else "they fit"
             return f'{it} "{candidate.item.rule}", {reasons}'
-        it = "it" if len(departure.objects) == 1 else _last_part(candidate.path)
+        it = "it" if len(departure.objects) == 1 else _name(candidate.path)
         near = f'{it} comes near "{candidate.item.rule}"'
         return f"{near}, but {reasons}" if kinds != {FULL} else f"{near}: {reasons}"
     if kinds & {PLACE, SELECTION}:
-        return f"{candidate.path} would fit, but {reasons}"
+        return f"{_path(candidate.path)} would fit, but {reasons}"
     if TAKEN in kinds:
-        return f"{_last_part(candidate.path)} fits, but {reasons}"
+        return f"{_name(candidate.path)} fits, but {reasons}"
     if not candidate.is_near:
-        return f"left over is {_last_part(candidate.path)}, but {reasons}"
-    return f"{_last_part(candidate.path)} comes nearest, but {reasons}"
+        return f"left over is {_name(candidate.path)}, but {reasons}"
+    return f"{_name(candidate.path)} comes nearest, but {reasons}"
 
 
 def _range(item: Item) -> str:
@@ -112,12 +112,19 @@ def _objects(departure: Departure) -> str:
 
 def _names(paths: Sequence[str], number: int) -> str:
     """The last parts of the first paths, of `number` in all."""
-    names = [_last_part(path) for path in paths[:_NAMED]]
+    names = [_name(path) for path in paths[:_NAMED]]
     if not names:
         return count(number, "further object")
     more = number - len(names)
     return ", ".join(names) + (f" and {more} more" if more else "")
 
 
-def _last_part(path: str) -> str:
-    return path[max(path.rfind(separator) for separator in "/|") + 1 :]
+def _name(path: str) -> str:
+    """The name of an object in quotes, so that blanks can be seen."""
+    part = path[max(path.rfind(separator) for separator in "/|") + 1 :]
+    return f'"{part}"'
+
+
+def _path(path: str) -> str:
+    """Only quoted where it holds blanks: it is there to be copied."""
+    return f'"{path}"' if " " in path else path

@@ -100,7 +100,7 @@ def test_a_captured_text_is_told_with_its_origin(scan: Scan) -> None:
         {"anchor": "<side>", "text": "L", "path": ARM_L}
     ]
     assert headline(right) == (
-        f'in {ARM_R} ("arm"): "hand" is missing: needs 1, found 0; hand_L comes nearest, '
+        f'in {ARM_R} ("arm"): "hand" is missing: needs 1, found 0; "hand_L" comes nearest, '
         'but its name has "L" where <side> is "R"'
     )
 
@@ -304,6 +304,20 @@ def test_an_object_that_was_dragged_out(
         assert headline(stray).endswith('it fits "lid", which belongs below "chest_gold"')
 
 
+@pytest.mark.parametrize(
+    ("name", "said"),
+    [
+        ("m_1 ", '"m_1 " comes nearest, but its name ends with a blank'),
+        (" m_1", '" m_1" comes nearest, but its name begins with a blank'),
+        ("m_ 2", '"m_ 2" comes nearest, but its name does not match'),
+    ],
+)
+def test_blanks_in_names_can_be_seen(scan: Scan, name: str, said: str) -> None:
+    rules = [ANY, rule("m", r"m_\d$")]
+    (departure,) = told(scan(gltf(node("a", mesh(name))), project(rules, {"any": {"m": {}}})))
+    assert headline(departure).endswith(f"; {said}")
+
+
 def test_a_rule_twice_on_a_level(scan: Scan) -> None:
     document = project([ANY, MESH], {"any": {"m": {}}})
     top = document["records"]["1700000000"]["pattern"][0]
@@ -380,8 +394,8 @@ def test_it_is_told_within_80_columns(write: Writer, capsys: pytest.CaptureFixtu
     out = capsys.readouterr().out
     assert out[out.index("project:") : out.index(f"{scene}: nothing")] == (
         "project:\n"
-        '  in /rig_a ("rig"): "body" is missing: needs 1, found 0; b_body comes nearest,\n'
-        '    but its name has "b" where <id> is "a"\n'
+        '  in /rig_a ("rig"): "body" is missing: needs 1, found 0; "b_body" comes\n'
+        '    nearest, but its name has "b" where <id> is "a"\n'
         '      "body" has the expression <id>_body$, type mesh\n'
         '      <id> is "a" here, because of /rig_a\n'
     )
