@@ -22,7 +22,7 @@ from kavel.diagnosis.departure import (
 from kavel.diagnosis.fitting import Fitting, described
 from kavel.diagnosis.homes import Home, Homes
 from kavel.diagnosis.levels import Level, Matching
-from kavel.gltf.paths import name_of
+from kavel.diagnosis.wording import named
 
 _CHECKED = 4000  # left objects of a level that are tried on its items
 _COMPARED = 40  # objects and items of a level that are compared with each other
@@ -228,7 +228,8 @@ class Explanation:
         home = None if near is not None and near[1].is_named else self._home(path)
         if home is None:
             return None if near is None else (self._level, *near)
-        below = f'below "{name_of(home.level.place)}"' if home.level.place else "at the top"
+        parent = home.level.place
+        below = f"below {named(parent)}" if parent else "at the top"
         reason = Reason(PLACE, f"which belongs {below}")
         location = self._left[path]
         candidate = Candidate(path, location.name, (reason,), item=described(home.item))

@@ -21,6 +21,7 @@ from kavel.diagnosis.departure import (
     Departure,
     Item,
 )
+from kavel.gltf.paths import name_of
 from kavel.terminal import count
 
 _NAMED = 3  # objects that a line names
@@ -88,16 +89,16 @@ def _nearest(departure: Departure, candidate: Candidate) -> str:
         if PLACE in kinds:
             it = "it fits" if len(departure.objects) == 1 else "they fit"
             return f'{it} "{candidate.item.rule}", {reasons}'
-        it = "it" if len(departure.objects) == 1 else _name(candidate.path)
+        it = "it" if len(departure.objects) == 1 else named(candidate.path)
         near = f'{it} comes near "{candidate.item.rule}"'
         return f"{near}, but {reasons}" if kinds != {FULL} else f"{near}: {reasons}"
     if kinds & {PLACE, SELECTION}:
         return f"{_path(candidate.path)} would fit, but {reasons}"
     if TAKEN in kinds:
-        return f"{_name(candidate.path)} fits, but {reasons}"
+        return f"{named(candidate.path)} fits, but {reasons}"
     if not candidate.is_near:
-        return f"left over is {_name(candidate.path)}, but {reasons}"
-    return f"{_name(candidate.path)} comes nearest, but {reasons}"
+        return f"left over is {named(candidate.path)}, but {reasons}"
+    return f"{named(candidate.path)} comes nearest, but {reasons}"
 
 
 def _range(item: Item) -> str:
@@ -112,17 +113,21 @@ def _objects(departure: Departure) -> str:
 
 def _names(paths: Sequence[str], number: int) -> str:
     """The last parts of the first paths, of `number` in all."""
-    names = [_name(path) for path in paths[:_NAMED]]
+    names = [named(path) for path in paths[:_NAMED]]
     if not names:
         return count(number, "further object")
     more = number - len(names)
     return ", ".join(names) + (f" and {more} more" if more else "")
 
 
-def _name(path: str) -> str:
-    """The name of an object in quotes, so that blanks can be seen."""
+def named(path: str) -> str:
+    """The name of an object in quotes, so that blanks can be seen, and its part of the path where
+    that is another text."""
     part = path[max(path.rfind(separator) for separator in "/|") + 1 :]
-    return f'"{part}"'
+    name = name_of(part)
+    if not name:
+        return f"{part} (an object without a name)"
+    return f'"{name}"' if name == part else f'"{name}" ({part} in paths)'
 
 
 def _path(path: str) -> str:

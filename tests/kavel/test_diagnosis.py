@@ -309,10 +309,12 @@ def test_an_object_that_was_dragged_out(
     [
         ("m_1 ", '"m_1 " comes nearest, but its name ends with a blank'),
         (" m_1", '" m_1" comes nearest, but its name begins with a blank'),
+        ("m/_1", '"m/_1" (m%2F_1 in paths) comes nearest, but its name does not match'),
+        ("", "left over is #1 (an object without a name), but its name does not match"),
         ("m_ 2", '"m_ 2" comes nearest, but its name does not match'),
     ],
 )
-def test_blanks_in_names_can_be_seen(scan: Scan, name: str, said: str) -> None:
+def test_names_that_are_hard_to_see(scan: Scan, name: str, said: str) -> None:
     rules = [ANY, rule("m", r"m_\d$")]
     (departure,) = told(scan(gltf(node("a", mesh(name))), project(rules, {"any": {"m": {}}})))
     assert headline(departure).endswith(f"; {said}")
