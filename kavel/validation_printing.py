@@ -8,7 +8,19 @@ from rich.console import Console
 from rich.text import Text
 
 from kavel.columns import Row, fits, print_columns
-from kavel.findings import ERROR, FAIL, INFO, PASS, STATUSES, Entry, Finding, Fold, Section, Summary, severity
+from kavel.findings import (
+    ERROR,
+    FAIL,
+    INFO,
+    PASS,
+    STATUSES,
+    Entry,
+    Finding,
+    Fold,
+    Section,
+    Summary,
+    severity,
+)
 from kavel.outcome import FAILED, PASSED, Outcome, RunOutcome, listing
 from kavel.report import UNMATCHED
 from kavel.terminal import check_title, count, printable
