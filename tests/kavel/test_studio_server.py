@@ -109,6 +109,9 @@ def test_what_a_newer_build_wrote_is_kept_as_it_is(server: Server) -> None:
     assert server.merge(odd)["future.json"] == odd
     text = server.ask("POST", "/projects", {"target": "standalone", "projects": []}).body.decode()
     assert json.dumps(odd) in text  # not one character is another
+    deep = document("deep.json", 5, version=2**53 - 1, more=json.loads("[" * 399 + "]" * 399))
+    assert server.merge(deep)["deep.json"] == deep
+    assert server.merge({**deep, "edit_timestamp": 1e11})["deep.json"]["edit_timestamp"] == 1e11
     plain = {"filename": "plain.json", "target": "standalone", "version": 0}
     assert server.merge(plain)["plain.json"] == {**plain, "edit_timestamp": 0.0}
 
@@ -141,6 +144,13 @@ def of(**fields: Any) -> Any:
         (of(filename="x.json", target="maya"), 422, "target"),
         (of(filename="x.json", version=-1), 422, "version"),
         (of(filename="x.json", version=True), 422, "version"),
+        (of(filename="x.json", version=2**53), 422, "version"),
+        (of(filename="x.json", version=10**3999), 422, "version"),
+        (of(filename="x.json", records=[]), 422, "records"),
+        (of(filename="x.json", records={}), 422, "records"),
+        (of(filename="x.json", edit_timestamp=10**400), 422, "edit_timestamp"),
+        (of(filename="x.json", edit_timestamp=1.1e11), 422, "edit_timestamp"),
+        (of(filename="x.json", description=json.loads("[" * 400 + "]" * 400)), 422, "nested"),
         (b'{"target":"standalone","projects":[{"filename":"x.json","version":3,'
          b'"target":"standalone","n":1e999}]}', 400, "too large"),  # fmt: skip
         (b'{"target":"standalone","projects":[', 400, "not JSON"),
@@ -229,7 +239,7 @@ def test_records_count_once_for_each_user(server: Server) -> None:
     assert take("bob", first) == {"received": 1, "new": 1}
     assert take("ann", first, first) == {"received": 2, "new": 1}  # two that are equal are two
     page = server.ask("GET", "/").body.decode()
-    assert ">Size</td><td class=\"number\">4</td>" in page
+    assert '>Size</td><td class="number">4</td>' in page
     wrong: list[Any] = [[], {"checks": {}}, {"checks": [1]}, {"checks": None}]
     for contents in wrong:
         reply = server.ask("POST", "/statistics", {"username": "x", "contents": contents})
@@ -238,6 +248,7 @@ def test_records_count_once_for_each_user(server: Server) -> None:
 
 def test_writers_at_once(server: Server) -> None:
     """Each edit builds upon none: one of each project wins, and all others are kept."""
+
     def write(number: int) -> Any:
         edits = [document(f"race_{index}.json", 100 + number, {str(number): record(str(number))})
                  for index in range(5)]  # fmt: skip
@@ -259,9 +270,10 @@ def test_a_body_that_ends_too_early_changes_nothing(server: Server) -> None:
     token = BEARER["Authorization"]
     lines = ["POST /projects HTTP/1.1", f"Host: {host}", "Content-type: application/json",
              f"Authorization: {token}", "Content-length: 500", "", ""]  # fmt: skip
-    with socket.create_connection((host, int(port)), timeout=30) as plain, context.wrap_socket(
-        plain, server_hostname=host
-    ) as secure:
+    with (
+        socket.create_connection((host, int(port)), timeout=30) as plain,
+        context.wrap_socket(plain, server_hostname=host) as secure,
+    ):
         secure.sendall("\r\n".join(lines).encode() + b'{"target": "standalone", "projects": []}')
     assert server.merge() == before
     assert server.ask("GET", "/health").status == 200
