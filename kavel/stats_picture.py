@@ -39,11 +39,24 @@ def stats_picture(usages: Sequence[CheckUsage]) -> str:
 
 
 def seconds(value: float) -> str:
-    """With the unit that fits: "1.2 s", "350 ms", "12 us"."""
+    """With the unit that fits, in three digits: "1.20 s", "350 ms", "12.5 µs"."""
+    scaled, unit = _scaled(value)
+    # Not 1e+03, and no point at the end.
+    text = f"{scaled:.0f}" if scaled >= 99.95 or not scaled else f"{scaled:#.3g}"
+    return f"{text} {unit}"
+
+
+def _scaled(value: float) -> tuple[float, str]:
     for unit, scale in (("s", 1.0), ("ms", 1e3)):
         if value * scale >= 1:
-            return f"{value * scale:.3g} {unit}"
-    return f"{value * 1e6:.3g} us"
+            return value * scale, unit
+    return value * 1e6, "µs"
+
+
+def _mark(value: float) -> str:
+    """A power of ten, without digits after it."""
+    scaled, unit = _scaled(value)
+    return f"{scaled:.3g} {unit}"
 
 
 class _Drawing:
@@ -89,7 +102,7 @@ class _Drawing:
             yield from self._tick(self._runs + runs * _RUNS / self._most, str(runs))
         yield _text(self._times, y - 18, "time of one run, each step ten times more", _FAINT)
         for power in range(self._low, self._high + 1):
-            yield from self._tick(self._time_x(10.0**power), seconds(10.0**power))
+            yield from self._tick(self._time_x(10.0**power), _mark(10.0**power))
 
     def _number_columns(self) -> list[tuple[float, str]]:
         return [

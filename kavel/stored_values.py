@@ -52,12 +52,14 @@ def found_text(value: Any) -> str:
 
 
 def shown_value(data: Any) -> str:
-    """A stored value as a reader thinks of it: 3, "UVMap", off, [1 to 2]."""
+    """A stored value as a reader thinks of it: 3, UVMap, off, [1 to 2], "" for an empty text."""
     if isinstance(data, list):
         shown = ", ".join(shown_value(item) for item in data)
         return (
             f"[{shown}]" if len(shown) < _LONGEST else f"[{count(len(data), 'entry', 'entries')}]"
         )
+    if data == "":
+        return '""'
     if not isinstance(data, dict):
         return "on" if data is True else "off" if data is False else str(data)
     if set(data) == {"start", "stop"}:

@@ -15,7 +15,7 @@ from kavel.configurations import Configurations
 from kavel.diagnosis.printing import print_diagnosis
 from kavel.document import Problem
 from kavel.errors import SceneError
-from kavel.findings import FAIL
+from kavel.findings import FAIL, INFO
 from kavel.logs import LogHandler
 from kavel.outcome import Outcome, RunOutcome
 from kavel.printing import print_unassigned, print_widened
@@ -37,7 +37,7 @@ class Options:
 
     `mode` is one of `kavel.validation.MODES`; `select` are the objects to work on, with what is
     below them; `fail_on` is the least status that fails a scene, and with `fail_on_unassigned` an
-    object that no rule took does.
+    object that no rule took does. With `no_info`, findings below `fail_on` are only counted.
     """
 
     mode: str = PROJECT
@@ -50,6 +50,7 @@ class Options:
     fail_on_unassigned: bool = False
     strict: bool = False
     by_check: bool = True
+    no_info: bool = False
     quiet: bool = False
     verbose: bool = False
 
@@ -139,7 +140,8 @@ class SceneValidator:
     def validate(self, file: str) -> Outcome:
         """One scene, told on the streams; after an interrupt, what was found until then."""
         outcome = Outcome(self._open(file), self._options.fail_on, self._options.fail_on_unassigned)
-        table = FindingsTable(self._options.by_check)
+        least = self._options.fail_on if self._options.no_info else INFO
+        table = FindingsTable(self._options.by_check, least)
         fixes = FixesTable(self._options.dry_run)
         self._streams.report.begin_scene(file)
         usable = (MATCHED, OPENED, *([UNMATCHED] if self._options.mode == SELECTION else []))

@@ -8,7 +8,19 @@ from rich.console import Console
 from rich.text import Text
 
 from kavel.columns import Row, fits, print_columns
-from kavel.findings import ERROR, FAIL, INFO, PASS, STATUSES, Entry, Finding, Fold, Section, Summary
+from kavel.findings import (
+    ERROR,
+    FAIL,
+    INFO,
+    PASS,
+    STATUSES,
+    Entry,
+    Finding,
+    Fold,
+    Section,
+    Summary,
+    severity,
+)
 from kavel.outcome import FAILED, PASSED, Outcome, RunOutcome, listing
 from kavel.report import UNMATCHED
 from kavel.terminal import check_title, count, printable
@@ -24,10 +36,13 @@ _WORDS = {ERROR: "check error", FAIL: "failure", INFO: "note"}
 
 
 class FindingsTable:
-    """Collects findings, and prints them folded: by check, or by object."""
+    """Collects findings, and prints them folded: by check, or by object. Those below the status
+    `least` are only counted."""
 
-    def __init__(self, by_check: bool = True) -> None:
+    def __init__(self, by_check: bool = True, least: str = INFO) -> None:
         self._by_check = by_check
+        self._least = severity(least)
+        self._hidden = 0
         self._fold = Fold()
         self.count = 0
 
@@ -35,6 +50,9 @@ class FindingsTable:
         if finding.status == PASS:
             return
         self.count += 1
+        if severity(finding.status) < self._least:
+            self._hidden += 1
+            return
         place = finding.path or _SCENE
         message = finding.message or "no message"
         if self._by_check:
@@ -54,6 +72,9 @@ class FindingsTable:
             if more:
                 counted = count(more, f"finding of {status}", f"findings of {status}")
                 console.print(f"and {counted} of further {things}", style=_STYLES[status])
+        if self._hidden:
+            hidden = count(self._hidden, "finding of info", "findings of info")
+            console.print(f"{hidden} not shown (--no-info)", style=_STYLES[INFO])
 
     def _rows(self, sections: list[tuple[str, Section]]) -> Iterator[list[Text]]:
         """A status, a text, a note and places each."""

@@ -9,7 +9,9 @@ from rich.cells import cell_len
 from rich.console import Console
 from rich.text import Text
 
-_SEPARATORS = "/\\_.,:;-=&?|"  # a word that is too long is broken after one of these
+# A word that is too long is broken after one of these: the later ones only where there is none of
+# those before, so that the parts of paths, and endings of file names, stay whole.
+_SEPARATORS = ("/\\|", "_,:;-=&?", ".")
 _NARROWEST = 40  # a line gets at least so many cells, on whatever terminal
 
 
@@ -71,12 +73,13 @@ def _break(plain: str, start: int, room: int, full: int) -> int:
     word = plain[max(blank, first) : len(plain) if word_end < 0 else word_end]
     if blank > first and cell_len(word) <= full:
         return blank
-    separator = max(plain.rfind(char, max(blank, first), end) for char in _SEPARATORS)
-    # Two slashes or an ellipsis stay together.
-    while separator > first and plain[separator] == plain[separator - 1]:
-        separator -= 1
-    if separator > first:
-        return separator + 1
+    for characters in _SEPARATORS:
+        separator = max(plain.rfind(char, max(blank, first), end) for char in characters)
+        # Two slashes or an ellipsis stay together.
+        while separator > first and plain[separator] == plain[separator - 1]:
+            separator -= 1
+        if separator > first:
+            return separator + 1
     return blank if blank > first else end
 
 

@@ -71,7 +71,7 @@ class LodTriangles(ObjectCheck):
                 count = sum(triangle_count(scene, item) for item in paths)
                 if before is not None and count > before * share and not found.keys() >= set(paths):
                     found.update(dict.fromkeys(paths))
-                    words.append(f"level {number} {count:,} after {before:,}")
+                    words.append(f"level {number}: {count:,} after {before:,}")
                 before = count
         if found:
             self.report(

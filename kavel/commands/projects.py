@@ -4,9 +4,12 @@ from __future__ import annotations
 
 import argparse
 import os
+from collections.abc import Sequence
 from typing import Any
 
-from kavel.columns import print_columns
+from rich.console import Console
+
+from kavel.columns import column_widths, fits, print_columns
 from kavel.commands import projects_editing, projects_history
 from kavel.commands.comparing import compare, print_misfits_of
 from kavel.commands.options import add_check_folders
@@ -37,19 +40,32 @@ def add_parser(subparsers: Any) -> None:
 def run_list(arguments: argparse.Namespace) -> int:
     output, errors = make_console(), make_console(stderr=True)
     home = kavel_home(arguments.home)
+    found = [found for found in user_projects(home) if found.deleted == arguments.deleted]
+    found.sort(key=lambda found: (not found.name, found.name.casefold(), found.target, found.path))
     rows = [
         (printable(project.name) or "-", printable(project.target) or "-", _state(project),
          printable(project.path))
-        for project in user_projects(home)
-        if project.deleted == arguments.deleted
+        for project in found
     ]  # fmt: skip
-    print_columns(output, rows)
+    _print_list(output, rows)
     what = "deleted project" if arguments.deleted else "project"
     errors.print(f"{count(len(rows), what)} in {printable(home)}")
     if not rows and not arguments.deleted:
         folder = os.path.join(target_directory(home, "standalone"), "projects")
         errors.print(f"a project file in {printable(folder)} is known by its name")
     return 0
+
+
+def _print_list(output: Console, rows: Sequence[tuple[str, str, str, str]]) -> None:
+    """A line for each project; where they are too long, the path stands on a line of its own."""
+    if fits(output, rows):
+        print_columns(output, rows)
+        return
+    heads = [row[:3] for row in rows]
+    widths = column_widths(output, heads)
+    for row, head in zip(rows, heads):
+        print_columns(output, [head], widths=widths)
+        output.print(f"  {row[3]}")
 
 
 def run_show(arguments: argparse.Namespace) -> int:

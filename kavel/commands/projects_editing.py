@@ -143,7 +143,9 @@ def run_restore(arguments: argparse.Namespace) -> int:
     edit, entry = _edit(lambda wait: restore(project, arguments.record, wait), project)
     if project.deleted:
         _tell(edit, f'brought "{project.name}" back')
-    if entry is not None:
+    if entry is not None and entry.current and not project.deleted:
+        _tell(edit, f'record {entry.number} of "{project.name}", {entry.time}, is current already')
+    elif entry is not None:
         _tell(edit, f'record {entry.number} of "{project.name}", {entry.time}, is the current one')
     return 0
 

@@ -12,7 +12,7 @@ from kavel.errors import KavelError, reason_of
 from kavel.json_output import write_json
 from kavel.native import require_core
 from kavel.stats_picture import seconds, stats_picture
-from kavel.terminal import check_title, count, make_console, printable
+from kavel.terminal import check_title, count, is_unicode, make_console, printable
 from kavel.usage import CheckUsage, check_usage
 from kavel.versions import versions
 
@@ -74,8 +74,13 @@ def _write_picture(path: str, usages: Sequence[CheckUsage]) -> None:
 
 def _print(usages: Sequence[CheckUsage]) -> None:
     output, errors = make_console(), make_console(stderr=True)
+    micro = str if is_unicode(output) else _ascii
     figures = [("runs", "failures", "mean", "worst")] + [
-        (str(usage.runs), str(usage.failures), seconds(usage.mean), seconds(usage.worst))
+        (
+            str(usage.runs),
+            str(usage.failures),
+            *(micro(seconds(time)) for time in (usage.mean, usage.worst)),
+        )
         for usage in usages
     ]
     widths = [max(map(len, column)) for column in zip(*figures)]
@@ -88,3 +93,7 @@ def _print(usages: Sequence[CheckUsage]) -> None:
         print_columns(output, rows)
     runs = count(sum(usage.runs for usage in usages), "run")
     errors.print(f"{runs} of {count(len(usages), 'check')}")
+
+
+def _ascii(text: str) -> str:
+    return text.replace("µ", "u")

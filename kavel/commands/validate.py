@@ -69,6 +69,11 @@ def add_parser(subparsers: Any) -> None:
         default="check",
         help="how to group the findings (default: check)",
     )
+    parser.add_argument(
+        "--no-info",
+        action="store_true",
+        help="only count findings below --fail-on in the tables; reports have them all",
+    )
     add_json(parser, in_place_of="the tables")
     parser.add_argument("-q", "--quiet", action="store_true", help="no tables, only the verdicts")
     parser.add_argument(
@@ -136,6 +141,7 @@ def _validate(arguments: argparse.Namespace, report: Any) -> Any:
         fail_on_unassigned=arguments.fail_on_unassigned,
         strict=arguments.strict,
         by_check=arguments.group == "check",
+        no_info=arguments.no_info,
         quiet=arguments.quiet,
         verbose=arguments.verbose,
     )

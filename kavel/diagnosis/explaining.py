@@ -20,7 +20,9 @@ from kavel.diagnosis.departure import (
     Reason,
 )
 from kavel.diagnosis.fitting import Fitting, described
+from kavel.diagnosis.homes import Home, Homes
 from kavel.diagnosis.levels import Level, Matching
+from kavel.diagnosis.wording import named
 
 _CHECKED = 4000  # left objects of a level that are tried on its items
 _COMPARED = 40  # objects and items of a level that are compared with each other
@@ -31,16 +33,22 @@ class Explanation:
     """The departures of one level.
 
     `elsewhere` are objects of other places that stand wrong there; one of them may be what this
-    level lacks.
+    level lacks. `homes` tells where else objects that no item takes belong.
     """
 
     def __init__(
-        self, matching: Matching, fitting: Fitting, level: Level, elsewhere: Sequence[Any] = ()
+        self,
+        matching: Matching,
+        fitting: Fitting,
+        level: Level,
+        homes: Homes,
+        elsewhere: Sequence[Any] = (),
     ) -> None:
         self._matching = matching
         self._fitting = fitting
         self._level = level
         self._elsewhere = elsewhere
+        self._homes = homes
         self._items = [
             (position, item) for position, item in enumerate(level.items) if item.rule is not None
         ]
@@ -100,11 +108,13 @@ class Explanation:
             for position, item in self._items
             if not _contains(item, len(self._level.taken[position]))
         ]
-        nearest = self._nearest(lacking[:_COMPARED], fitting)
+        # Where no number of objects will do, none comes near either.
+        possible = [(position, item) for position, item in lacking if _possible(item)]
+        nearest = self._nearest(possible[:_COMPARED], fitting)
         departures = []
         for number, (position, item) in enumerate(lacking):
             candidate = None
-            if number < _COMPARED:
+            if number < _COMPARED and _possible(item):
                 candidate = self._candidate(position, item, nearest.get(position))
             found = len(self._level.taken[position])
             departures.append(self._departure(MISSING, item, found=found, candidate=candidate))
@@ -127,6 +137,8 @@ class Explanation:
         for position, item in lacking:
             for order, path in enumerate(list(self._left)[:_COMPARED]):
                 candidate = self._fitting.compare(self._level, item, self._left[path])
+                if not candidate.is_named and self._home(path):
+                    continue  # its name is right, for another place
                 pairs.append((path in fitting, candidate.rank, position, order, candidate))
         only = len(self._left) == len(lacking) == 1 and not self._unlisted
         nearest: dict[int, Candidate] = {}
@@ -168,6 +180,8 @@ class Explanation:
         for path, position in fitting.items():
             by_item.setdefault(position, []).append(path)
         for position, paths in by_item.items():
+            if not _possible(self._level.items[position]):  # told already
+                continue
             yield self._departure(
                 TOO_MANY,
                 self._level.items[position],
@@ -181,18 +195,21 @@ class Explanation:
     def _strays(self, paths: list[str]) -> list[Departure]:
         """Together when the same comes near to them in the same way, and when nothing does."""
         groups: dict[Any, list[str]] = {}
-        nearest: dict[Any, tuple[Any, Candidate]] = {}
+        nearest: dict[Any, tuple[Level, Any, Candidate]] = {}
         for order, path in enumerate(paths):
-            found = self._nearest_item(path) if order < _COMPARED else None
-            key = found and (id(found[0]), tuple(reason.kind for reason in found[1].reasons))
+            found = self._meant_for(path) if order < _COMPARED else None
+            key = None
+            if found is not None:
+                level, item, candidate = found
+                key = (level.place, id(item), tuple(reason.kind for reason in candidate.reasons))
             groups.setdefault(key, []).append(path)
             if found is not None:
                 nearest.setdefault(key, found)
         far = groups.pop(None, [])
         departures = []
         for key, alike in groups.items():
-            item, candidate = nearest[key]
-            bound = self._fitting.bound(self._level, item)
+            level, item, candidate = nearest[key]
+            bound = self._fitting.bound(level, item)
             departures.append(replace(self._stray(alike), candidate=candidate, bound=bound))
         if far or self._unlisted:
             departures.append(self._stray(far, self._unlisted))
@@ -201,6 +218,22 @@ class Explanation:
     def _stray(self, paths: list[str], more: int = 0) -> Departure:
         more += max(len(paths) - _LISTED, 0)
         return self._departure(STRAY, objects=tuple(paths[:_LISTED]), more=more)
+
+    def _home(self, path: str) -> Home | None:
+        return self._homes.of(self._left[path], self._level.place)
+
+    def _meant_for(self, path: str) -> tuple[Level, Any, Candidate] | None:
+        """The item that a stray object fits elsewhere, else the one that it comes near to here."""
+        near = self._nearest_item(path)
+        home = None if near is not None and near[1].is_named else self._home(path)
+        if home is None:
+            return None if near is None else (self._level, *near)
+        parent = home.level.place
+        below = f"below {named(parent)}" if parent else "at the top"
+        reason = Reason(PLACE, f"which belongs {below}")
+        location = self._left[path]
+        candidate = Candidate(path, location.name, (reason,), item=described(home.item))
+        return home.level, home.item, candidate
 
     def _nearest_item(self, path: str) -> tuple[Any, Candidate] | None:
         compared = []
@@ -220,6 +253,11 @@ class Explanation:
 def _contains(item: Any, number: int) -> bool:
     limits = item.rule.range
     return bool(limits.minimum <= number <= limits.maximum)
+
+
+def _possible(item: Any) -> bool:
+    limits = item.rule.range
+    return bool(limits.minimum <= limits.maximum)
 
 
 def _lost_its_object(departure: Departure) -> bool:

@@ -101,6 +101,12 @@ class Fitting:
         with contextlib.suppress(re.error, ValueError):
             if self._matching.matches(level.captures, f"(?i){expression}", location):
                 return "upper and lower case differ in its name"
+            blanks = _outer_blanks(location.name)
+            bare = type(location)(
+                location.name.strip(" "), location.path, location.type, location.children
+            )
+            if blanks and self._matching.matches(level.captures, expression, bare):
+                return f"its name {blanks}"
         return "its name does not match"
 
     def _plain(self, level: Level, expression: str) -> str:
@@ -114,6 +120,15 @@ def described(item: Any) -> Item:
     limits = rule.range
     types = tuple(map(str, rule.types))
     return Item(rule.name, rule.stamp, rule.regex, types, limits.minimum, limits.maximum)
+
+
+def _outer_blanks(name: str) -> str:
+    parts = [
+        f"{verb} with a blank"
+        for verb, found in (("begins", name.startswith(" ")), ("ends", name.endswith(" ")))
+        if found
+    ]
+    return " and ".join(parts)
 
 
 def _moved(path: str, place: str) -> str:

@@ -19,6 +19,7 @@ from kavel.diagnosis.departure import (
 )
 from kavel.diagnosis.explaining import Explanation
 from kavel.diagnosis.fitting import Fitting, described
+from kavel.diagnosis.homes import Homes
 from kavel.diagnosis.levels import Budget, Level, Matching, wrong_levels
 
 _SCOPES = 1000  # tops of hierarchies that are looked at
@@ -65,6 +66,7 @@ class _SceneDiagnosis:
         self._fitting = Fitting(self._matching)
         self._complete = True
         self._more = 0
+        self._homes = Homes(self._matching, self._fitting, [])
         self._aside: list[str] = []  # top objects that the scan left aside
 
     def run(self) -> Diagnosis:
@@ -77,6 +79,7 @@ class _SceneDiagnosis:
         if not tops:
             return Diagnosis([self._no_root(roots)])
         self._search(tops)
+        self._homes = Homes(self._matching, self._fitting, [top.level for top in tops])
         return self._told(tops)
 
     def _needs_company(self) -> bool:
@@ -185,7 +188,8 @@ class _SceneDiagnosis:
     def _explain(self, level: Level, elsewhere: Sequence[Any] = ()) -> list[Departure]:
         if not level.paths:
             return [Departure(EMPTY, level.place, level.rule.name if level.rule else "")]
-        return Explanation(self._matching, self._fitting, level, elsewhere).departures()
+        explanation = Explanation(self._matching, self._fitting, level, self._homes, elsewhere)
+        return explanation.departures()
 
     def _below(self, paths: Sequence[str]) -> Iterator[Any]:
         """The first of the objects with everything below them, level by level."""

@@ -21,6 +21,7 @@ from kavel.diagnosis.departure import (
     Departure,
     Item,
 )
+from kavel.gltf.paths import name_of
 from kavel.terminal import count
 
 _NAMED = 3  # objects that a line names
@@ -46,7 +47,7 @@ def headline(departure: Departure) -> str:
 def _where(departure: Departure) -> str:
     if not departure.place:
         return "at the top of the scene"
-    return f'in {departure.place} ("{departure.place_rule}")'
+    return f'in {_path(departure.place)} ("{departure.place_rule}")'
 
 
 def _what(departure: Departure) -> str:
@@ -78,23 +79,26 @@ def details(departure: Departure) -> Iterator[str]:
         kinds = f"type {' or '.join(item.types)}" if item.types else "any type"
         yield f'"{item.rule}" has the expression {item.expression or "that is empty"}, {kinds}'
     for bound in departure.bound:
-        yield f'{bound.anchor} is "{bound.text}" here, because of {bound.path}'
+        yield f'{bound.anchor} is "{bound.text}" here, because of {_path(bound.path)}'
 
 
 def _nearest(departure: Departure, candidate: Candidate) -> str:
     reasons = ", and ".join(reason.text for reason in candidate.reasons)
     kinds = {reason.kind for reason in candidate.reasons}
     if departure.kind == STRAY and candidate.item is not None:
-        it = "it" if len(departure.objects) == 1 else _last_part(candidate.path)
+        if PLACE in kinds:
+            it = "it fits" if len(departure.objects) == 1 else "they fit"
+            return f'{it} "{candidate.item.rule}", {reasons}'
+        it = "it" if len(departure.objects) == 1 else named(candidate.path)
         near = f'{it} comes near "{candidate.item.rule}"'
         return f"{near}, but {reasons}" if kinds != {FULL} else f"{near}: {reasons}"
     if kinds & {PLACE, SELECTION}:
-        return f"{candidate.path} would fit, but {reasons}"
+        return f"{_path(candidate.path)} would fit, but {reasons}"
     if TAKEN in kinds:
-        return f"{_last_part(candidate.path)} fits, but {reasons}"
+        return f"{named(candidate.path)} fits, but {reasons}"
     if not candidate.is_near:
-        return f"left over is {_last_part(candidate.path)}, but {reasons}"
-    return f"{_last_part(candidate.path)} comes nearest, but {reasons}"
+        return f"left over is {named(candidate.path)}, but {reasons}"
+    return f"{named(candidate.path)} comes nearest, but {reasons}"
 
 
 def _range(item: Item) -> str:
@@ -109,12 +113,23 @@ def _objects(departure: Departure) -> str:
 
 def _names(paths: Sequence[str], number: int) -> str:
     """The last parts of the first paths, of `number` in all."""
-    names = [_last_part(path) for path in paths[:_NAMED]]
+    names = [named(path) for path in paths[:_NAMED]]
     if not names:
         return count(number, "further object")
     more = number - len(names)
     return ", ".join(names) + (f" and {more} more" if more else "")
 
 
-def _last_part(path: str) -> str:
-    return path[max(path.rfind(separator) for separator in "/|") + 1 :]
+def named(path: str) -> str:
+    """The name of an object in quotes, so that blanks can be seen, and its part of the path where
+    that is another text."""
+    part = path[max(path.rfind(separator) for separator in "/|") + 1 :]
+    name = name_of(part)
+    if not name:
+        return f"{part} (an object without a name)"
+    return f'"{name}"' if name == part else f'"{name}" ({part} in paths)'
+
+
+def _path(path: str) -> str:
+    """Only quoted where it holds blanks: it is there to be copied."""
+    return f'"{path}"' if " " in path else path

@@ -90,7 +90,8 @@ def restore(project: Head, record: str | None, on_wait: OnWait) -> tuple[Edit, E
     """Make a record the current one, and a deleted project one of the user's again.
 
     Every record stays in the history, and the next one that is saved starts from this one. None,
-    which changes no record, is only for deleted projects. Returns the record.
+    which changes no record, is only for deleted projects. Returns the record,
+    which is `current` when it was so before.
 
     Errors: ProjectError when there is no such record, or nothing to restore; those of `editing`.
     """
@@ -101,7 +102,7 @@ def restore(project: Head, record: str | None, on_wait: OnWait) -> tuple[Edit, E
         if record is not None:
             entry = find_entry(read_entries(document.history), record)
             if entry.current and not deleted:
-                raise ProjectError(f"record {entry.number} is the current one already")
+                return edit, entry  # as it shall be: nothing is written
             entry.record.select()
         elif not deleted:
             raise ProjectError("the project is not deleted; which record shall be the current one?")

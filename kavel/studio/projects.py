@@ -15,6 +15,10 @@ from kavel.studio.file_names import is_safe_filename
 from kavel.terminal import printable
 
 _MAXIMUM_TEXT = 200  # characters of a target or a user's name
+# What a seat can take: beyond these, its exchange would end with an error each time.
+_DEPTH = 400  # arrays and objects in each other
+_LARGEST_VERSION = 2**53 - 1  # every JSON reader has it exactly
+_LATEST_EDIT = 1e11  # seconds since the epoch, the year 5138: nothing could be newer
 
 
 @dataclass(frozen=True)
@@ -125,4 +129,25 @@ def _checked(item: Any, text: str) -> Project:
         raise RequestError(f"{filename}: the project has no target")
     if isinstance(version, bool) or not isinstance(version, int) or version < 0:
         raise RequestError(f'{filename}: the project\'s "version" is not an integer from 0 on')
+    if version > _LARGEST_VERSION:
+        raise RequestError(f'{filename}: the project\'s "version" is above {_LARGEST_VERSION}')
+    if version == VERSION and not (isinstance(item.get("records"), dict) and item["records"]):
+        raise RequestError(f'{filename}: the project\'s "records" are not an object with a record')
+    edited = item.get("edit_timestamp")
+    if isinstance(edited, (int, float)) and edited > _LATEST_EDIT:
+        raise RequestError(f'{filename}: the project\'s "edit_timestamp" is above {_LATEST_EDIT:g}')
+    if _depth(item) > _DEPTH:
+        raise RequestError(f"{filename}: the project is nested more than {_DEPTH} deep")
     return read_project(item, text)
+
+
+def _depth(value: Any) -> int:
+    """How many arrays and objects stand in each other; what is beyond `_DEPTH` is not counted."""
+    depth, layer = 0, [value]
+    while layer and depth <= _DEPTH:
+        inner = [part for part in layer if isinstance(part, (dict, list))]
+        layer = [
+            one for part in inner for one in (part.values() if isinstance(part, dict) else part)
+        ]
+        depth += bool(inner)
+    return depth

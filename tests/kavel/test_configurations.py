@@ -92,6 +92,7 @@ def problems(state: Any, **members: Any) -> list[Any]:
         ("unit", {"selected_attr": []}, '"metre" or "foot"', "the default counts: metre"),
         ("parts", {"text": "x", "enabled": True}, "a list of", ENDS),
         ("parts", [{"text": "y"}], '"enabled": true or false', "taken for [y (off)]"),
+        ("parts", [{"text": ""}], '"enabled": true or false', 'taken for ["" (off)]'),
         ("names", [{"text": 3}], '{"text": a text}', ENDS),
         ("ranges", [{"start": {"value": 10}, "stop": {"value": 2}}], "from 0 to 9", "it counts"),
         ("ranges", [{"start": 1}], "from 0 to 9", ENDS),

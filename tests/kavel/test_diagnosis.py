@@ -100,7 +100,7 @@ def test_a_captured_text_is_told_with_its_origin(scan: Scan) -> None:
         {"anchor": "<side>", "text": "L", "path": ARM_L}
     ]
     assert headline(right) == (
-        f'in {ARM_R} ("arm"): "hand" is missing: needs 1, found 0; hand_L comes nearest, '
+        f'in {ARM_R} ("arm"): "hand" is missing: needs 1, found 0; "hand_L" comes nearest, '
         'but its name has "L" where <side> is "R"'
     )
 
@@ -258,6 +258,68 @@ def test_tops_and_items(scan: Scan, rules: Any, shape: Any, tops: Any, expected:
     assert outline(first) == expected, headline(first)
 
 
+@pytest.mark.parametrize("limits", [[4, 1], [4, 0]])
+def test_an_impossible_range_is_told_once_and_whole(scan: Scan, limits: list[int]) -> None:
+    tops = [mesh("m_1"), mesh("m_2"), mesh("m_3")]
+    rules = [GHOST, {**MESH, "range": limits}]
+    (departure,) = told(scan(gltf(*tops), project(rules, {"ghost": {"m": {}}})))
+    said = f'"m" fits no number of objects: its range is {limits[0]} to {limits[1]}'
+    assert headline(departure) == f"at the top of the scene: {said}"
+
+
+@pytest.mark.parametrize(
+    ("left", "lid", "expected"),
+    [
+        pytest.param([], "chest_gold_lid", ("lid", "place"), id="its old parent is a leaf now"),
+        pytest.param([mesh("lock")], "chest_gold_lid", ("lid", "place"), id="it is none"),
+        pytest.param([], "chest_iron_lid", ("body", "name"), id="of another parent"),
+        pytest.param(
+            [mesh("chest_gold_lid"), mesh("lock"), mesh("x")],
+            "chest_gold_lid",
+            ("body", "name"),
+            id="there is no room for it",
+        ),
+    ],
+)
+def test_an_object_that_was_dragged_out(
+    scan: Scan, left: Any, lid: str, expected: tuple[str, str]
+) -> None:
+    rules = [
+        rule("prop"),
+        rule("box"),
+        rule("any", ""),  # what takes everything is nobody's home
+        rule("chest", "chest_<id:[a-z]+>$"),
+        rule("lid", "chest_<id>_lid", ["mesh"]),
+        rule("lock"),
+        rule("body", "chest_gold_body", ["mesh"]),
+    ]
+    shape = {"prop": {"box": {"any": {}}, "chest": {"lid": {}, "lock": {}}, "body": {}}}
+    inside = [node("box"), node("chest_gold", *left), mesh("chest_gold_body"), mesh(lid)]
+    departures = told(scan(gltf(node("prop", *inside)), project(rules, shape)))
+    (stray,) = (found for found in departures if found.objects == (f"/prop/{lid}",))
+    near = stray.candidate
+    assert near is not None and near.item is not None
+    assert (near.item.rule, near.reasons[0].kind) == expected
+    if expected == ("lid", "place"):
+        assert headline(stray).endswith('it fits "lid", which belongs below "chest_gold"')
+
+
+@pytest.mark.parametrize(
+    ("name", "said"),
+    [
+        ("m_1 ", '"m_1 " comes nearest, but its name ends with a blank'),
+        (" m_1", '" m_1" comes nearest, but its name begins with a blank'),
+        ("m/_1", '"m/_1" (m%2F_1 in paths) comes nearest, but its name does not match'),
+        ("", "left over is #1 (an object without a name), but its name does not match"),
+        ("m_ 2", '"m_ 2" comes nearest, but its name does not match'),
+    ],
+)
+def test_names_that_are_hard_to_see(scan: Scan, name: str, said: str) -> None:
+    rules = [ANY, rule("m", r"m_\d$")]
+    (departure,) = told(scan(gltf(node("a", mesh(name))), project(rules, {"any": {"m": {}}})))
+    assert headline(departure).endswith(f"; {said}")
+
+
 def test_a_rule_twice_on_a_level(scan: Scan) -> None:
     document = project([ANY, MESH], {"any": {"m": {}}})
     top = document["records"]["1700000000"]["pattern"][0]
@@ -334,8 +396,8 @@ def test_it_is_told_within_80_columns(write: Writer, capsys: pytest.CaptureFixtu
     out = capsys.readouterr().out
     assert out[out.index("project:") : out.index(f"{scene}: nothing")] == (
         "project:\n"
-        '  in /rig_a ("rig"): "body" is missing: needs 1, found 0; b_body comes nearest,\n'
-        '    but its name has "b" where <id> is "a"\n'
+        '  in /rig_a ("rig"): "body" is missing: needs 1, found 0; "b_body" comes\n'
+        '    nearest, but its name has "b" where <id> is "a"\n'
         '      "body" has the expression <id>_body$, type mesh\n'
         '      <id> is "a" here, because of /rig_a\n'
     )

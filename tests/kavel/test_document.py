@@ -94,7 +94,7 @@ DOCUMENT_FIELDS: list[tuple[dict[str, Any], str]] = [
             ({"options": {"formats": {"obj": {}}}}, "warning: options.formats.obj: is not one of"),
             (
                 {"options": {"formats": {"glb": {"scales": 2}}}},
-                'warning: options.formats.glb.scales: is no known key; it has no effect; is',
+                "warning: options.formats.glb.scales: is no known key; it has no effect; is",
             ),
         )
     ),

@@ -71,9 +71,9 @@ def test_list(home: str, capsys: pytest.CaptureFixture[str]) -> None:
     unusable = "not usable: does not compile: missing ), unterminated subpattern"
     assert rows == [
         ["Hero", "blender", "ok"],
+        ["Hero", "maya", "ok"],
         ["Prop", "standalone", unusable],
         ["-", "-", "unreadable: not JSON: Expecting property name enclosed in double quotes"],
-        ["Hero", "maya", "ok"],
     ]
     assert err.startswith("4 projects in ")
 
@@ -85,6 +85,25 @@ def test_list_of_deleted_and_empty_projects(
     assert main(["--home", home, "projects", "list", "--deleted"]) == 0
     rows = [re.split("  +", line)[2] for line in capsys.readouterr().out.splitlines()]
     assert rows == ["ok", "not usable: the rule tree names no rule: nothing can match"]
+
+
+def test_a_narrow_list_keeps_files_whole(
+    write: Callable[[str, Any], str],
+    tmp_path: Path,
+    monkeypatch: pytest.MonkeyPatch,
+    capsys: pytest.CaptureFixture[str],
+) -> None:
+    monkeypatch.setenv("COLUMNS", "80")
+    folder = "home/standalone/projects"
+    name = "A rather long name of a project that leaves little room for all else on a line"
+    for number, title in enumerate(["beta", name]):
+        write(f"{folder}/some_project_{number}_0bbd63b4.json", project([rule("a")], name=title))
+    assert main(["--home", str(tmp_path / "home"), "projects", "list"]) == 0
+    lines = capsys.readouterr().out.splitlines()
+    assert max(map(len, lines)) <= 80
+    assert [line.split()[0] for line in lines if "standalone  ok" in line] == ["A", "beta"]
+    for number in range(2):
+        assert any(line.endswith(f"some_project_{number}_0bbd63b4.json") for line in lines)
 
 
 def test_list_of_no_home(tmp_path: Path, capsys: pytest.CaptureFixture[str]) -> None:

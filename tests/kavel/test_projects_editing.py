@@ -152,13 +152,19 @@ def test_restoring_a_record_keeps_every_other(deleted: bool, run: Run, home: str
     assert [mark for mark in marks if "*" in mark] == [["1", "*"]]
 
 
+def test_restoring_the_current_record_changes_nothing(run: Run, home: str) -> None:
+    before = content(home)
+    status, out, err = run("restore", "Hero", "2")
+    assert (status, err) == (0, "") and 'record 2 of "Hero"' in out and "current already" in out
+    assert content(home) == before
+
+
 @pytest.mark.parametrize(
     ("arguments", "reason"),
     [
         (["rename", "nobody", "x"], '"nobody" is not the name of a project'),
         (["delete", "Twin"], "more than one project.*\n.*twin_2.json\n.*twin_1.json"),
         (["restore", "Hero"], "not deleted; which record"),
-        (["restore", "Hero", "2"], "record 2 is the current one already"),
         (["restore", "Hero", "9"], "a number from 1 to 3"),
         (["restore", "Hero", "2023-11"], "more than one record:\n  1  2023-11-14 22:13:20\n  2 "),
         (["rename", "Newer", "x"], "made by a newer version .* 4, .* 3"),

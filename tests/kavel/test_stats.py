@@ -11,7 +11,7 @@ from xml.etree import ElementTree
 import pytest
 
 from kavel.cli import main
-from kavel.stats_picture import COLOURS, stats_picture
+from kavel.stats_picture import COLOURS, seconds, stats_picture
 from kavel.usage import CheckUsage, check_usage
 
 SAMPLES = Path(__file__).resolve().parents[2] / "samples"
@@ -126,3 +126,19 @@ def test_the_picture_has_scales_and_a_legend() -> None:
     *failed, swatch = rectangles(picture, COLOURS["fail"])
     assert failed[0] == 2.0 and failed[1] == passed[1], "one failure of a thousand is seen"
     assert stats_picture([]).count("<rect") == 1 and "no check has run yet" in stats_picture([])
+
+
+@pytest.mark.parametrize(
+    ("value", "text"),
+    [
+        (0, "0 µs"),
+        (1.25e-5, "12.5 µs"),
+        (0.0037, "3.70 ms"),
+        (0.0999996, "100 ms"),
+        (0.35, "350 ms"),
+        (1.0, "1.00 s"),
+        (4000, "4000 s"),
+    ],
+)
+def test_times_have_one_precision(value: float, text: str) -> None:
+    assert seconds(value) == text

@@ -109,6 +109,9 @@ def test_what_a_newer_build_wrote_is_kept_as_it_is(server: Server) -> None:
     assert server.merge(odd)["future.json"] == odd
     text = server.ask("POST", "/projects", {"target": "standalone", "projects": []}).body.decode()
     assert json.dumps(odd) in text  # not one character is another
+    deep = document("deep.json", 5, version=2**53 - 1, more=json.loads("[" * 399 + "]" * 399))
+    assert server.merge(deep)["deep.json"] == deep
+    assert server.merge({**deep, "edit_timestamp": 1e11})["deep.json"]["edit_timestamp"] == 1e11
     plain = {"filename": "plain.json", "target": "standalone", "version": 0}
     assert server.merge(plain)["plain.json"] == {**plain, "edit_timestamp": 0.0}
 
@@ -141,6 +144,13 @@ def of(**fields: Any) -> Any:
         (of(filename="x.json", target="maya"), 422, "target"),
         (of(filename="x.json", version=-1), 422, "version"),
         (of(filename="x.json", version=True), 422, "version"),
+        (of(filename="x.json", version=2**53), 422, "version"),
+        (of(filename="x.json", version=10**3999), 422, "version"),
+        (of(filename="x.json", records=[]), 422, "records"),
+        (of(filename="x.json", records={}), 422, "records"),
+        (of(filename="x.json", edit_timestamp=10**400), 422, "edit_timestamp"),
+        (of(filename="x.json", edit_timestamp=1.1e11), 422, "edit_timestamp"),
+        (of(filename="x.json", description=json.loads("[" * 400 + "]" * 400)), 422, "nested"),
         (b'{"target":"standalone","projects":[{"filename":"x.json","version":3,'
          b'"target":"standalone","n":1e999}]}', 400, "too large"),  # fmt: skip
         (b'{"target":"standalone","projects":[', 400, "not JSON"),

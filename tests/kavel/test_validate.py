@@ -272,6 +272,19 @@ def test_grouping(write: Writer, validate: Any, capsys: Captured) -> None:
     ]
 
 
+def test_notes_can_be_left_out(write: Writer, validate: Any, capsys: Captured) -> None:
+    scene, notes = scene_of(write, LARGE), asked("test.size", as_info=True)
+    told = {}
+    for options in ([], ["--no-info"], ["--no-info", "--fail-on", "info"]):
+        _, report = validate(scene, *options, checklist=notes)
+        assert "The size is wrong" in json.dumps(report)
+        told[" ".join(options)] = capsys.readouterr().out
+    assert told["--no-info"].splitlines()[1] == "1 finding of info not shown (--no-info)"
+    assert "1 note in 1 check" in told["--no-info"] and "wrong" not in told["--no-info"]
+    assert "info  The size is wrong" in told[""]
+    assert "info  The size is wrong" in told["--no-info --fail-on info"]
+
+
 def test_a_dry_run_tells_and_changes_nothing(
     write: Writer, validate: Any, capsys: Captured
 ) -> None:
