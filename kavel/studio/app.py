@@ -191,7 +191,12 @@ def _kept_text(merged: Merged) -> str:
 def _listing(kept: list[Kept]) -> list[dict[str, Any]]:
     listed, size = [], 0
     for item in kept:
-        entry = {"id": item.number, "file": item.filename, "name": item.name}
+        entry = {
+            "id": item.number,
+            "file": item.filename,
+            "name": item.name,
+            "records": item.records,
+        }
         size += len(json.dumps(entry))
         if size > _KEPT_SIZE:
             break

@@ -22,11 +22,13 @@ _KEPT_HEADER = "Kavel-Kept"
 
 @dataclass(frozen=True)
 class Entry:
-    """A project that something became of; `kept` is the number of an edit on the server."""
+    """A project that something became of; `kept` is the number of an edit on the server, `records`
+    whether the project lacks records of it."""
 
     name: str
     filename: str
     kept: int | None = None
+    records: bool = True
 
     def data(self) -> dict[str, Any]:
         kept = {} if self.kept is None else {"edit": self.kept}
@@ -208,7 +210,12 @@ def _add_kept(outcome: ProjectsOutcome, answer: Answer) -> None:
 
 def _entries(listed: Any) -> list[Entry]:
     return [
-        Entry(str(item.get("name")), str(item.get("file")), _number(item.get("id"), 0))
+        Entry(
+            str(item.get("name")),
+            str(item.get("file")),
+            _number(item.get("id"), 0),
+            item.get("records") is not False,  # other servers do not tell
+        )
         for item in (listed if isinstance(listed, list) else ())
         if isinstance(item, dict)
     ]

@@ -23,11 +23,13 @@ _BATCH = 200  # projects at once
 
 @dataclass
 class Kept:
-    """An edit in the table of edits: its number, and the file and name of its project."""
+    """An edit in the table of edits: its number, and the file and name of its project. `records`:
+    whether what won lacks records of it, not only its name, description or deletion."""
 
     number: int
     filename: str
     name: str
+    records: bool = True
 
 
 @dataclass
@@ -161,6 +163,9 @@ class _Merging:
             there = self._edits_of(names)
         beaten = ((name, current[name]["digest"]) for name in self._newer)
         lost = ((name, project.digest) for name, project in self._late.items())
+        for name, project in self._late.items():
+            kept = there[name, project.digest][0]
+            kept.records = not keeps_records(_document(current[name]), project.data)
         self.merged.beaten += [there[key][0] for key in beaten if there[key][1]]
         self.merged.lost += [there[key][0] for key in lost if there[key][1]]
 

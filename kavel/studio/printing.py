@@ -44,16 +44,33 @@ def print_projects(console: Console, outcome: ProjectsOutcome, address: Address)
         _print_entries(console, label, getattr(outcome, key))
     _print_kept(console, outcome.lost, outcome.lost_count, _LOST)
     _print_kept(console, outcome.beaten, outcome.beaten_count, _BEATEN)
-    if outcome.lost_count or outcome.beaten_count:
+    _print_advice(console, outcome, address)
+    if outcome.errors:
+        console.print(Text(f"  {count(len(outcome.errors), 'error')} on the way:", "red"))
+        for error in outcome.errors[:_LISTED]:
+            console.print(Text(f"  {printable(error)[:_ERROR]}", "red"))
+
+
+def _print_advice(console: Console, outcome: ProjectsOutcome, address: Address) -> None:
+    """How to get back what lost: by its records, where the project lacks any."""
+    kept = [*outcome.lost, *outcome.beaten]
+    if not outcome.lost_count and not outcome.beaten_count:
+        return
+    plain = [str(entry.kept) for entry in kept if not entry.records]
+    if len(plain) < len(kept) or not kept:
         console.print(
             "  The server keeps what lost. To have the records of an edit in the project again:\n"
             f"  kavel sync --server {address} --restore-edit NUMBER\n"
             "  or --get-edit NUMBER --to FILE for a file of its own; --list-edits lists them all."
         )
-    if outcome.errors:
-        console.print(Text(f"  {count(len(outcome.errors), 'error')} on the way:", "red"))
-        for error in outcome.errors[:_LISTED]:
-            console.print(Text(f"  {printable(error)[:_ERROR]}", "red"))
+    if plain:
+        what = "edit" if len(plain) == 1 else "edits"
+        console.print(
+            f"  Of {what} {', '.join(plain[:_LISTED])} no records are missing, only name, "
+            "description or deletion differ:\n"
+            "  set them anew with kavel projects rename, delete or restore; "
+            f"to look at one:\n  kavel sync --server {address} --get-edit NUMBER --to FILE"
+        )
 
 
 def print_statistics(console: Console, outcome: StatisticsOutcome) -> None:

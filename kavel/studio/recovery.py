@@ -79,7 +79,10 @@ def restore_edit(client: Client, number: int, api: Any, log: LogHandler) -> tupl
     current = document.data
     records, places = _union(current["records"], lost.get("records"))
     if not places:
-        raise KavelError(f"edit {number} has no record that the project lacks; use --get-edit")
+        raise KavelError(
+            f"edit {number} has no record that the project lacks; if its name or deletion "
+            "differ, set them with `kavel projects`"
+        )
     selected = str(lost.get("selected_record"))
     changed = {
         "records": records,

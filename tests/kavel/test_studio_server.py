@@ -14,7 +14,11 @@ import pytest
 from studio_server import BEARER, Server, running
 
 from kavel.cli import main
+from kavel.studio.addresses import Address
+from kavel.studio.exchange import Entry, ProjectsOutcome
 from kavel.studio.file_names import is_safe_filename
+from kavel.studio.printing import print_projects
+from kavel.terminal import make_console
 
 Captured = pytest.CaptureFixture[str]
 
@@ -85,6 +89,28 @@ def test_a_losing_edit_is_kept_and_told(server: Server) -> None:
     assert send(theirs)["lost"] == told["beaten"]  # the other seat is told, too
     listed = server.ask("GET", "/history?file=kept.json&lost=1").data
     assert [item["edited"] for item in listed] == [30, 20]
+
+
+def test_an_edit_that_lost_only_its_name_says_so(server: Server) -> None:
+    base = document("named.json", 10)
+    renamed = {**base, "edit_timestamp": 20, "name": "Ours"}
+    server.merge({**base, "edit_timestamp": 30, "name": "Theirs"})
+    body = {"target": "standalone", "projects": [renamed]}
+    (lost,) = kept(server.ask("POST", "/projects", body))["lost"]
+    assert lost["name"] == "Ours" and lost["records"] is False
+
+
+@pytest.mark.parametrize(
+    ("records", "restore", "anew"), [([True], 1, 0), ([False], 0, 1), ([True, False], 1, 1)]
+)
+def test_the_advice_after_a_conflict(
+    capsys: Captured, records: list[bool], restore: int, anew: int
+) -> None:
+    lost = [Entry("a", "a.json", number, has) for number, has in enumerate(records)]
+    outcome = ProjectsOutcome(lost=lost, lost_count=len(lost))
+    print_projects(make_console(), outcome, Address("host", 1))
+    out = capsys.readouterr().out
+    assert out.count("--restore-edit") == restore and out.count("set them anew") == anew
 
 
 def test_old_edits_that_are_contained_make_room(server: Server) -> None:
