@@ -30,9 +30,9 @@ A check marked as fixable can repair what it finds. It does not offer to where t
 skin, a blend shape, an animation, or another object that shows the same mesh; the message says why.
 
 In glTF files, points in the same place that move alike are one before any check sees them. So parts
-of a mesh that touch exactly count as joined, and only points that are apart count as not merged. The
-numbers of points and edges in a message are those of the merged points; the numbers of faces are
-those of the file.
+of a mesh that touch exactly count as joined, and only points that are apart count as not merged.
+The numbers of points and edges in a message are those of the merged points; the numbers of faces
+are those of the file.
 
 <!-- Written by tools/make_check_docs.py from the classes. -->
 """
