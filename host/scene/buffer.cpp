@@ -13,7 +13,6 @@ namespace {
 using scene::Bucket;
 using scene::BucketRef;
 using scene::Buffer;
-using scene::Joint;
 using scene::JointRef;
 
 py::list to_list(const std::vector<BucketRef>& buckets) {
@@ -23,7 +22,9 @@ py::list to_list(const std::vector<BucketRef>& buckets) {
 }
 
 /// A snapshot, also of the buffer's own list.
-constexpr auto buckets_of = &detail::elements<BucketRef>;
+std::vector<BucketRef> buckets_of(const py::object& objects) {
+  return detail::elements<BucketRef>(objects);
+}
 
 BucketRef bucket_of(const py::object& object) { return detail::element<BucketRef>(object); }
 
