@@ -293,7 +293,8 @@ def test_an_object_that_was_dragged_out(
         rule("lock"),
         rule("body", "chest_gold_body", ["mesh"]),
     ]
-    shape: dict[str, Any] = {"prop": {"box": {"any": {}}, "chest": {"lid": {}, "lock": {}}, "body": {}}}
+    below: dict[str, Any] = {"box": {"any": {}}, "chest": {"lid": {}, "lock": {}}, "body": {}}
+    shape = {"prop": below}
     inside = [node("box"), node("chest_gold", *left), mesh("chest_gold_body"), mesh(lid)]
     departures = told(scan(gltf(node("prop", *inside)), project(rules, shape)))
     (stray,) = (found for found in departures if found.objects == (f"/prop/{lid}",))
