@@ -2,11 +2,9 @@
 
 from __future__ import annotations
 
-import io
 import json
 import os
 import re
-import tracemalloc
 from collections import Counter
 from pathlib import Path
 from typing import Any, Callable
@@ -15,12 +13,9 @@ import jsonschema  # type: ignore[import-untyped]
 import pytest
 from check_modules import RUNS, asked, broken_checks, sound_checks
 from conftest import gltf, node, project, rule
-from rich.console import Console
 
 from kavel.cli import main
-from kavel.findings import Finding
 from kavel.projects import read_project
-from kavel.validation_printing import FindingsTable
 
 ROOT = Path(__file__).resolve().parents[2]
 SCHEMA = json.loads((ROOT / "docs/schema/validation-report.schema.json").read_text())
@@ -407,30 +402,6 @@ def test_a_project_that_cannot_be_used_is_reported(
     assert main(["validate", "s.glb", "--project", file, "--json", str(report)]) == 2
     told = checked_report(report)
     assert (told["exit_status"], told["scenes"]) == (2, []) and "cannot be used" in told["error"]
-
-
-def finding(number: int, status: str = "fail", check: str = "c") -> Finding:
-    message = f"face {number} is wrong"
-    return Finding(check, check, f"/o{number}", "", status, message, False, True, None, {})
-
-
-@pytest.mark.parametrize("by_check", [True, False])
-def test_many_findings_take_little_room_and_hide_nothing_worse(by_check: bool) -> None:
-    """Every message and every object is another one; the worst comes last."""
-    stream = io.StringIO()
-    table = FindingsTable(by_check)
-    tracemalloc.start()
-    for number in range(100_000):
-        table.add(finding(number))
-    table.add(finding(100_000, "error"))
-    table.print(Console(file=stream, soft_wrap=True, width=80))
-    _, peak = tracemalloc.get_traced_memory()
-    tracemalloc.stop()
-    lines = stream.getvalue().splitlines()
-    assert peak < 5_000_000 and len(lines) < 500
-    assert "face 100000 is wrong" in lines[1] and lines[1].split()[0] == "error"
-    told = sum("face" in line and "fail" in line for line in lines)
-    assert f"{100_000 - told:} finding" in stream.getvalue()
 
 
 def test_the_samples(home: Path, capsys: Captured) -> None:
