@@ -298,6 +298,15 @@ def test_a_server_that_stalls(tmp_path: Path, way: str) -> None:
     assert ann.read("hero.json")["edit_timestamp"] == 1000
 
 
+@pytest.fixture
+def interruptible() -> Iterator[None]:
+    """A shell makes what it runs in the background, and what that starts, deaf to interrupts."""
+    before = signal.signal(signal.SIGINT, signal.default_int_handler)
+    yield
+    signal.signal(signal.SIGINT, before)
+
+
+@pytest.mark.usefixtures("interruptible")
 def test_an_interrupt(tmp_path: Path) -> None:
     with OddServer(tmp_path, lambda handler: odd.wait()) as odd:
         ann = Seat(tmp_path / "home" / "ann", odd.url, odd.files["authority"])
