@@ -128,24 +128,24 @@ std::shared_ptr<const std::vector<Vocabulary::Definition>> Vocabulary::definitio
   return std::make_shared<const std::vector<Definition>>(std::move(made));
 }
 
-std::vector<std::pair<std::uint32_t, std::string>> Vocabulary::cut(Prepared& prepared,
-                                                                   const std::string& texts,
-                                                                   std::string_view name) {
-  // Compiling may let another thread in that prepares the same expression.
-  if (!prepared.definitions) prepared.definitions = definitions(prepared);
-  const auto parts = prepared.definitions;
-  std::vector<std::pair<std::uint32_t, std::string>> captured;
-  for (const auto& [key, before, after] : *parts) {
-    captured.emplace_back(key, after.remove(texts, before.remove(texts, name)));
+void Vocabulary::cut(Prepared& prepared, CapturedTexts texts, std::string_view name,
+                     std::vector<Cut>& found) {
+  found.clear();
+  if (!prepared.definitions) {
+    auto made = definitions(prepared);
+    // Compiling may have let another thread in that prepared the same expression.
+    if (!prepared.definitions) prepared.definitions = std::move(made);
   }
-  return captured;
+  for (const auto& [key, before, after] : *prepared.definitions) {
+    found.push_back({key, after.remove(texts, before.remove(texts, name))});
+  }
 }
 
-bool NameExpression::match(const std::string& texts, std::string_view name) const {
+bool NameExpression::match(CapturedTexts texts, std::string_view name) const {
   return bound_ != nullptr ? bound_->match(texts, name) : plain_->match(name);
 }
 
-std::string NameExpression::remove(const std::string& texts, std::string_view name) const {
+std::string NameExpression::remove(CapturedTexts texts, std::string_view name) const {
   if (bound_ != nullptr) return bound_->remove(texts, name);
   return place_ == Place::start ? plain_->remove_start(name) : plain_->remove_first(name);
 }
@@ -165,7 +165,7 @@ std::string replace_anchors(const AnchorState& state, std::string_view expressio
   const AnchorState::Keys& keys = *state.keys();
   for (std::uint32_t key = 0; key < keys.size(); ++key) {
     if (!contains(result, keys[key].parts.usage)) continue;
-    if (const std::string* text = state.decide(key, path)) {
+    if (const auto text = state.decide(key, path)) {
       result = foundation::replace_all(result, keys[key].parts.usage, *text);
     }
   }
@@ -188,8 +188,9 @@ bool Anchor::match(std::string_view expression, std::string_view name, std::stri
 void Anchor::extract_anchors(std::string_view expression, std::string_view name,
                              std::string_view path) {
   const auto words = vocabulary(*state_);
-  auto captured = words->cut(*words->prepare(std::string(expression)), "", name);
-  for (auto& [key, text] : captured) state_->add(key, path, std::move(text));
+  std::vector<Vocabulary::Cut> cuts;
+  words->cut(*words->prepare(std::string(expression)), {}, name, cuts);
+  for (const auto& [key, text] : cuts) state_->add(key, path, text);
 }
 
 bool Anchor::has_anchor(std::string_view expression) const {
@@ -202,75 +203,93 @@ bool Anchor::has_sub_anchor(std::string_view expression) const {
 }
 
 RuleMatcher::RuleMatcher(Vocabulary& vocabulary, AnchorState& state, std::string_view expression)
-    : vocabulary_(vocabulary), state_(state), expression_(expression) {
+    : vocabulary_(&vocabulary), state_(&state), expression_(expression) {
   const AnchorState::Keys& keys = *vocabulary.keys();
   for (std::uint32_t key = 0; key < keys.size(); ++key) {
-    if (contains(expression, keys[key].parts.usage)) used_.push_back(key);
+    const std::string& usage = keys[key].parts.usage;
+    if (!contains(expression, usage)) continue;
+    const auto known = std::ranges::find(usages_, usage);
+    used_.push_back({key, static_cast<std::uint32_t>(known - usages_.begin())});
+    if (known == usages_.end()) usages_.push_back(usage);
   }
 }
 
+/// Finds the usages captured on the branch of `path`, with their texts.
 void RuleMatcher::find_bound(std::string_view path) {
   bound_usages_.clear();
   bound_texts_.clear();
-  for (const std::uint32_t key : used_) {
-    const std::string& usage = (*vocabulary_.keys())[key].parts.usage;
+  const AnchorState::Branch branch = state_->branch(path);
+  for (const auto& [key, usage] : used_) {
     // Of several definitions of one name the first with a capture decides.
     if (std::ranges::find(bound_usages_, usage) != bound_usages_.end()) continue;
-    if (const std::string* text = state_.decide(key, path)) {
+    if (const auto text = state_->decide(key, branch)) {
       bound_usages_.push_back(usage);
-      bound_texts_.push_back(text);
+      bound_texts_.push_back(*text);
     }
   }
 }
 
-std::optional<bool> RuleMatcher::match_bound(std::string_view name, std::string_view path) {
-  if (!std::ranges::all_of(bound_texts_,
-                           [](const std::string* text) { return is_plain_text(*text); })) {
-    return std::nullopt;
+void RuleMatcher::keep(std::string_view name, std::string_view path) {
+  if (name.data() == name_.data()) return;
+  name_.assign(name);
+  path_.assign(path);
+}
+
+CapturedTexts RuleMatcher::keep(CapturedTexts texts) {
+  if (texts.empty() || texts.data() == text_views_.data()) return texts;
+  texts_.clear();
+  for (const std::string_view text : texts) texts_.append(text);
+  std::size_t begin = 0;
+  text_views_.clear();
+  for (const std::string_view text : texts) {
+    text_views_.push_back(std::string_view(texts_).substr(begin, text.size()));
+    begin += text.size();
   }
-  const std::string texts = bound_prefix(bound_texts_);
-  if (bound_for_ != bound_usages_) {
-    const std::string own_name(name);
-    const std::string own_path(path);
-    bound_for_ = bound_usages_;
-    bound_ = vocabulary_.prepare(expression_, bound_for_);
-    if (bound_ == nullptr) return std::nullopt;
-    return match_prepared(bound_, texts, own_name, own_path);
-  }
-  if (bound_ == nullptr) return std::nullopt;
-  return match_prepared(bound_, texts, name, path);
+  return text_views_;
 }
 
 bool RuleMatcher::match(std::string_view name, std::string_view path) {
-  find_bound(path);
-  if (!bound_usages_.empty()) {
-    if (const auto matched = match_bound(name, path)) return *matched;
-    const std::string own_name(name);
-    const std::string own_path(path);
-    const std::string inserted = replace_anchors(state_, expression_, path);
-    return match_prepared(vocabulary_.prepare(inserted), "", own_name, own_path);
-  }
-  if (plain_ == nullptr) {
-    // Compiling runs the interpreter's own code, and with it perhaps another thread that lets the
-    // table behind these views grow.
-    const std::string own_name(name);
-    const std::string own_path(path);
-    plain_ = vocabulary_.prepare(expression_);
-    return match_prepared(plain_, "", own_name, own_path);
-  }
-  return match_prepared(plain_, "", name, path);
+  if (!used_.empty()) find_bound(path);
+  if (!bound_usages_.empty()) return match_bound(name, path);
+  if (plain_ != nullptr) return match_prepared(plain_, {}, name, path);
+  keep(name, path);
+  plain_ = vocabulary_->prepare(expression_);
+  return match_prepared(plain_, {}, name_, path_);
 }
 
-bool RuleMatcher::match_prepared(const PreparedPointer& prepared, const std::string& texts,
+/// Matches by references to the captured texts where they need not be inserted.
+bool RuleMatcher::match_bound(std::string_view name, std::string_view path) {
+  if (!std::ranges::all_of(bound_texts_, is_plain_text)) return match_inserted(name, path);
+  if (bound_for_ == bound_usages_) {
+    if (bound_ == nullptr) return match_inserted(name, path);
+    return match_prepared(bound_, bound_texts_, name, path);
+  }
+  std::vector<std::string> usages;
+  for (const std::uint32_t usage : bound_usages_) usages.push_back(usages_[usage]);
+  keep(name, path);
+  const CapturedTexts texts = keep(bound_texts_);
+  bound_for_.clear();
+  bound_ = vocabulary_->prepare(expression_, usages);
+  bound_for_ = bound_usages_;
+  if (bound_ == nullptr) return match_inserted(name_, path_);
+  return match_prepared(bound_, texts, name_, path_);
+}
+
+bool RuleMatcher::match_inserted(std::string_view name, std::string_view path) {
+  const std::string inserted = replace_anchors(*state_, expression_, path);
+  keep(name, path);
+  return match_prepared(vocabulary_->prepare(inserted), {}, name_, path_);
+}
+
+bool RuleMatcher::match_prepared(const PreparedPointer& prepared, CapturedTexts texts,
                                  std::string_view name, std::string_view path) {
   if (prepared->defined.empty()) return prepared->expression.match(texts, name);
-  const std::string own_name(name);
-  const std::string own_path(path);
-  if (!prepared->expression.match(texts, own_name)) return false;
+  keep(name, path);
+  const CapturedTexts kept = keep(texts);
+  if (!prepared->expression.match(kept, name_)) return false;
   // Every capture is cut before the first is recorded: a failing one leaves nothing behind.
-  for (auto& [key, text] : vocabulary_.cut(*prepared, texts, own_name)) {
-    state_.add(key, own_path, std::move(text));
-  }
+  vocabulary_->cut(*prepared, kept, name_, cuts_);
+  for (const auto& [key, text] : cuts_) state_->add(key, path_, text);
   return true;
 }
 

@@ -7,7 +7,6 @@
 #pragma once
 
 #include <memory>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -29,9 +28,9 @@ class NameExpression {
   explicit NameExpression(std::shared_ptr<const BoundExpression> bound)
       : bound_(std::move(bound)) {}
 
-  [[nodiscard]] bool match(const std::string& texts, std::string_view name) const;
+  [[nodiscard]] bool match(CapturedTexts texts, std::string_view name) const;
   /// `name` without what matches at the expression's place.
-  [[nodiscard]] std::string remove(const std::string& texts, std::string_view name) const;
+  [[nodiscard]] std::string remove(CapturedTexts texts, std::string_view name) const;
 
  private:
   Plain plain_;
@@ -60,7 +59,7 @@ class Vocabulary {
     std::vector<std::string> usages;
     NameExpression expression;
     std::vector<std::uint32_t> defined;
-    /// Compiled when the first capture needs them.
+    /// Compiled when the first capture needs them, and never replaced.
     std::shared_ptr<const std::vector<Definition>> definitions;
   };
   /// `usages` become references to captured texts, in that order; null when captured texts have to
@@ -68,10 +67,13 @@ class Vocabulary {
   /// value error for a definition that stands in it twice.
   [[nodiscard]] std::shared_ptr<Prepared> prepare(const std::string& expression,
                                                   const std::vector<std::string>& usages = {});
-  /// What the definitions in the expression capture of `name`, by key.
-  [[nodiscard]] std::vector<std::pair<std::uint32_t, std::string>> cut(Prepared& prepared,
-                                                                       const std::string& texts,
-                                                                       std::string_view name);
+  /// What a definition captured of a name.
+  struct Cut {
+    std::uint32_t key;
+    std::string text;
+  };
+  /// What the definitions in the expression capture of `name`. May run foreign code.
+  void cut(Prepared& prepared, CapturedTexts texts, std::string_view name, std::vector<Cut>& found);
 
   /// `expression` with the remaining anchors replaced by their sub-expressions.
   [[nodiscard]] std::string apply_anchors(std::string expression) const;
@@ -133,26 +135,40 @@ class RuleMatcher {
 
  private:
   using PreparedPointer = std::shared_ptr<Vocabulary::Prepared>;
+  /// A key whose usage stands in the expression; keys of one usage share its number.
+  struct Used {
+    std::uint32_t key;
+    std::uint32_t usage;
+  };
 
-  /// The usages captured on the branch of `path`, with their texts.
   void find_bound(std::string_view path);
-  /// Matches by references to the captured texts; nothing when they have to be inserted.
-  [[nodiscard]] std::optional<bool> match_bound(std::string_view name, std::string_view path);
-  [[nodiscard]] bool match_prepared(const PreparedPointer& prepared, const std::string& texts,
+  [[nodiscard]] bool match_bound(std::string_view name, std::string_view path);
+  [[nodiscard]] bool match_inserted(std::string_view name, std::string_view path);
+  [[nodiscard]] bool match_prepared(const PreparedPointer& prepared, CapturedTexts texts,
                                     std::string_view name, std::string_view path);
+  void keep(std::string_view name, std::string_view path);
+  [[nodiscard]] CapturedTexts keep(CapturedTexts texts);
 
-  Vocabulary& vocabulary_;
-  AnchorState& state_;
+  Vocabulary* vocabulary_;
+  AnchorState* state_;
   std::string expression_;
-  /// Keys whose usage stands in the expression.
-  std::vector<std::uint32_t> used_;
-  std::vector<std::string> bound_usages_;
-  std::vector<const std::string*> bound_texts_;
+  std::vector<Used> used_;
+  std::vector<std::string> usages_;
+  /// The usages captured on the branch in question, by number, with their texts.
+  std::vector<std::uint32_t> bound_usages_;
+  std::vector<std::string_view> bound_texts_;
   /// The expression without captured texts, once it was needed.
   PreparedPointer plain_;
   /// The expression for the usages that were captured last, null when they cannot be bound.
   PreparedPointer bound_;
-  std::vector<std::string> bound_for_;
+  std::vector<std::uint32_t> bound_for_;
+  // Copies: compiling runs the interpreter's own code, and with it perhaps another thread that
+  // lets the tables behind the views grow. Members, so that they are not allocated for each name.
+  std::string name_;
+  std::string path_;
+  std::string texts_;
+  std::vector<std::string_view> text_views_;
+  std::vector<Vocabulary::Cut> cuts_;
 };
 
 /// `expression` with each usage replaced by the text that decides for `path`.

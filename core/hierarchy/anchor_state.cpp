@@ -8,19 +8,23 @@ namespace {
 
 constexpr std::uint64_t kHashSeed = 0xcbf29ce484222325;
 constexpr std::uint64_t kHashFactor = 0x100000001b3;
+constexpr std::size_t kSmallestIndex = 16;
 
 constexpr std::uint64_t add_byte(std::uint64_t hash, char character) noexcept {
   const char unified = is_separator(character) ? '/' : character;
   return (hash ^ static_cast<unsigned char>(unified)) * kHashFactor;
 }
 
-constexpr std::uint64_t seed(std::uint32_t key) noexcept { return kHashSeed ^ (key * kHashFactor); }
-
-/// The place in the index of a capture of `key` at `scope`.
-std::uint64_t place_of(std::uint32_t key, std::string_view scope) noexcept {
-  std::uint64_t hash = seed(key);
-  for (const char character : scope) hash = add_byte(hash, character);
+std::uint64_t add_bytes(std::uint64_t hash, std::string_view text) noexcept {
+  for (const char character : text) hash = add_byte(hash, character);
   return hash;
+}
+
+/// Where the last component begins with its separator; npos for a path of one component.
+std::size_t last_separator(std::string_view path) noexcept {
+  std::size_t at = path.size();
+  while (at > 0 && !is_separator(path[at - 1])) --at;
+  return at == 0 ? std::string_view::npos : at - 1;
 }
 
 }  // namespace
@@ -30,65 +34,146 @@ AnchorState::AnchorState() : keys_(std::make_shared<const Keys>()) {}
 void AnchorState::set_keys(std::shared_ptr<const Keys> keys) {
   keys_ = std::move(keys);
   counts_.assign(keys_->size(), 0);
-  captures_.clear();
-  heads_.clear();
+  records_.clear();
+  arena_.clear();
+  index_.clear();
+  forget_way(0);
+}
+
+Capture AnchorState::capture(std::size_t position) const noexcept {
+  const Record& record = records_[position];
+  const std::string_view texts(arena_);
+  return {record.key, texts.substr(record.begin, record.scope_size),
+          texts.substr(record.begin + record.scope_size, record.text_size)};
+}
+
+std::size_t AnchorState::slot_of(std::uint64_t place) const noexcept {
+  const std::size_t mask = index_.size() - 1;
+  std::size_t slot = place & mask;
+  while (index_[slot] != kNone && records_[index_[slot]].place != place) slot = (slot + 1) & mask;
+  return slot;
 }
 
 std::uint32_t AnchorState::chain(std::uint64_t place) const noexcept {
-  const auto found = heads_.find(place);
-  return found == heads_.end() ? kNoCapture : found->second;
+  return index_.empty() ? kNone : index_[slot_of(place)];
 }
 
-void AnchorState::add(std::uint32_t key, std::string_view scope, std::string text) {
+void AnchorState::grow_index() {
+  index_.assign(std::max(kSmallestIndex, index_.size() * 2), kNone);
+  // In the order in which they came: the newest of a chain stays in its slot.
+  for (std::uint32_t at = 0; at < records_.size(); ++at) index_[slot_of(records_[at].place)] = at;
+}
+
+void AnchorState::add(std::uint32_t key, std::string_view scope, std::string_view text) {
   // A host may replace the keys while a question that began before them is under way.
   if (key >= counts_.size()) return;
-  const std::uint64_t place = place_of(key, scope);
-  const std::uint32_t head = chain(place);
-  for (std::uint32_t at = head; at != kNoCapture; at = captures_[at].next) {
-    const Capture& known = captures_[at];
+  if ((records_.size() + 1) * 2 > index_.size()) grow_index();
+  const std::uint64_t place = add_bytes(kHashSeed, scope);
+  std::uint32_t& head = index_[slot_of(place)];
+  for (std::uint32_t at = head; at != kNone; at = records_[at].next) {
+    const Capture known = capture(at);
     if (known.key == key && known.scope == scope && known.text == text) return;
   }
-  captures_.push_back({key, std::string(scope), std::move(text), head});
-  heads_[place] = static_cast<std::uint32_t>(captures_.size() - 1);
+  records_.push_back({.place = place,
+                      .begin = arena_.size(),
+                      .scope_size = static_cast<std::uint32_t>(scope.size()),
+                      .text_size = static_cast<std::uint32_t>(text.size()),
+                      .key = key,
+                      .next = head});
+  arena_.append(scope).append(text);
+  head = static_cast<std::uint32_t>(records_.size() - 1);
   ++counts_[key];
+  forget_way(scope.size());
 }
 
 void AnchorState::truncate(std::size_t position) {
-  while (captures_.size() > position) {
-    const Capture& last = captures_.back();
-    const auto head = heads_.find(place_of(last.key, last.scope));
-    if (last.next == kNoCapture) {
-      heads_.erase(head);
-    } else {
-      head->second = last.next;
-    }
+  while (records_.size() > position) {
+    const Record& last = records_.back();
+    index_[slot_of(last.place)] = last.next;
     --counts_[last.key];
-    captures_.pop_back();
+    forget_way(last.scope_size);
+    arena_.resize(last.begin);
+    records_.pop_back();
   }
 }
 
-const std::string* AnchorState::decide(std::uint32_t key, std::string_view path) const {
-  if (key >= counts_.size() || counts_[key] == 0) return nullptr;
-  const std::string* decision = nullptr;
-  CaptureRank best;
-  const auto consider = [&](std::uint64_t place) {
-    for (std::uint32_t at = chain(place); at != kNoCapture; at = captures_[at].next) {
-      const Capture& capture = captures_[at];
-      if (capture.key != key || !same_scope(capture.scope, path)) continue;
-      const CaptureRank rank = capture_rank(capture.scope, capture.text, path);
-      if (decision != nullptr && rank >= best) continue;
-      best = rank;
-      decision = &capture.text;
-    }
-  };
-  std::uint64_t hash = seed(key);
-  for (const char character : path) {
-    // Every prefix that ends before a separator is an ancestor.
-    if (is_separator(character)) consider(hash);
-    hash = add_byte(hash, character);
+/// Forgets the steps at which a scope of `size` characters or of more may lie.
+void AnchorState::forget_way(std::size_t size) const noexcept {
+  while (!steps_.empty() && steps_.back().size >= size) steps_.pop_back();
+  decisions_.resize(steps_.size() * counts_.size());
+  if (steps_.empty()) way_.clear();
+}
+
+/// Whether the capture `left` decides before `right` on the branch of `path`.
+bool AnchorState::precedes(std::uint32_t left, std::uint32_t right, std::string_view path) const {
+  const Capture one = capture(left);
+  const Capture other = capture(right);
+  return capture_rank(one.scope, one.text, path) < capture_rank(other.scope, other.text, path);
+}
+
+void AnchorState::push_step(std::uint64_t place, std::size_t size, std::string_view parent) const {
+  const std::size_t count = counts_.size();
+  const std::size_t begin = decisions_.size();
+  decisions_.resize(begin + count, kNone);
+  if (begin > 0) {
+    std::copy_n(decisions_.begin() + static_cast<std::ptrdiff_t>(begin - count), count,
+                decisions_.begin() + static_cast<std::ptrdiff_t>(begin));
   }
-  consider(hash);
-  return decision;
+  const std::string_view ancestor = parent.substr(0, size);
+  for (std::uint32_t at = chain(place); at != kNone; at = records_[at].next) {
+    if (!same_scope(capture(at).scope, ancestor)) continue;
+    std::uint32_t& decision = decisions_[begin + records_[at].key];
+    if (decision == kNone || precedes(at, decision, ancestor)) decision = at;
+  }
+  steps_.push_back({size, place});
+}
+
+/// Makes the way lead to `parent`; what it shares with the way before is kept.
+void AnchorState::follow(std::string_view parent) const {
+  if (!steps_.empty() && steps_.back().size == parent.size() &&
+      std::string_view(way_).substr(0, parent.size()) == parent) {
+    return;
+  }
+  const auto differ = std::ranges::mismatch(parent, way_);
+  const auto shared = static_cast<std::size_t>(differ.in1 - parent.begin());
+  const auto is_on_way = [&](std::size_t size) {
+    return size <= shared && (size == parent.size() || is_separator(parent[size]));
+  };
+  while (!steps_.empty() && !is_on_way(steps_.back().size)) steps_.pop_back();
+  decisions_.resize(steps_.size() * counts_.size());
+  way_.assign(parent);
+  std::uint64_t place = kHashSeed;
+  std::size_t at = 0;
+  if (!steps_.empty()) {
+    place = steps_.back().place;
+    at = steps_.back().size;
+    if (at == parent.size()) return;
+    place = add_byte(place, parent[at++]);
+  }
+  for (; at < parent.size(); ++at) {
+    if (is_separator(parent[at])) push_step(place, at, parent);
+    place = add_byte(place, parent[at]);
+  }
+  push_step(place, parent.size(), parent);
+}
+
+AnchorState::Branch AnchorState::branch(std::string_view path) const {
+  const std::size_t cut = last_separator(path);
+  if (cut == std::string_view::npos) return {path, 0, chain(add_bytes(kHashSeed, path))};
+  follow(path.substr(0, cut));
+  return {path, steps_.size(), chain(add_bytes(steps_.back().place, path.substr(cut)))};
+}
+
+std::optional<std::string_view> AnchorState::decide(std::uint32_t key, const Branch& branch) const {
+  if (!has_captures(key)) return std::nullopt;
+  std::uint32_t decision = kNone;
+  if (branch.steps > 0) decision = decisions_[(branch.steps - 1) * counts_.size() + key];
+  for (std::uint32_t at = branch.own; at != kNone; at = records_[at].next) {
+    if (records_[at].key != key || !same_scope(capture(at).scope, branch.path)) continue;
+    if (decision == kNone || precedes(at, decision, branch.path)) decision = at;
+  }
+  if (decision == kNone) return std::nullopt;
+  return capture(decision).text;
 }
 
 runtime::Ref<AnchorState> AnchorState::clone() const {
@@ -101,20 +186,26 @@ void AnchorState::apply(const AnchorState& other) {
   if (this == &other) return;
   keys_ = other.keys_;
   counts_ = other.counts_;
-  captures_ = other.captures_;
-  heads_ = other.heads_;
+  records_ = other.records_;
+  arena_ = other.arena_;
+  index_ = other.index_;
+  forget_way(0);
 }
 
 void AnchorState::swap(AnchorState& other) noexcept {
   std::swap(keys_, other.keys_);
   std::swap(counts_, other.counts_);
-  std::swap(captures_, other.captures_);
-  std::swap(heads_, other.heads_);
+  std::swap(records_, other.records_);
+  std::swap(arena_, other.arena_);
+  std::swap(index_, other.index_);
+  forget_way(0);
+  other.forget_way(0);
 }
 
 runtime::Ref<AnchorState> AnchorState::join(const AnchorState& left, const AnchorState& right) {
   auto joined = left.clone();
-  for (const Capture& capture : right.captures_) {
+  for (std::size_t at = 0; at < right.size(); ++at) {
+    const Capture capture = right.capture(at);
     const std::string& definition = (*right.keys_)[capture.key].definition;
     const auto found = std::ranges::find(*left.keys_, definition, &AnchorKey::definition);
     if (found == left.keys_->end()) continue;
@@ -127,8 +218,9 @@ runtime::Ref<AnchorState> AnchorState::join(const AnchorState& left, const Ancho
 std::vector<std::pair<std::string_view, std::string_view>> AnchorState::content(
     std::uint32_t key) const {
   std::vector<std::pair<std::string_view, std::string_view>> result;
-  for (const Capture& capture : captures_) {
-    if (capture.key == key) result.emplace_back(capture.scope, capture.text);
+  for (std::size_t at = 0; at < size(); ++at) {
+    const Capture one = capture(at);
+    if (one.key == key) result.emplace_back(one.scope, one.text);
   }
   std::ranges::sort(result);
   return result;
@@ -137,7 +229,8 @@ std::vector<std::pair<std::string_view, std::string_view>> AnchorState::content(
 std::size_t AnchorState::hash() const {
   // A sum, because the order in which captures were made does not count.
   std::size_t sum = 0;
-  for (const Capture& capture : captures_) {
+  for (std::size_t at = 0; at < size(); ++at) {
+    const Capture capture = this->capture(at);
     const std::hash<std::string_view> hash_text;
     std::size_t one = hash_text((*keys_)[capture.key].definition);
     one = one * kHashFactor + hash_text(capture.scope);

@@ -2,8 +2,12 @@
 //
 // Captures are a journal: they are appended as objects are accepted, a saved state is a position
 // in it and a rolled-back guess a truncation, so nothing is copied per object. An index from the
-// scope path of a capture (its separators unified) finds the captures on a branch by walking the
-// path once; captures of one path and anchor hang together in a chain, newest first.
+// scope path of a capture (its separators unified) finds the captures of one object; those of one
+// path hang together in a chain, newest first. The texts lie in one arena.
+//
+// Which capture decides for an object depends on the objects above it. The way from the root to the
+// parent that was asked for last is kept with the decision at each step, so that a walk through a
+// scene looks every parent up once, and siblings only themselves.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +15,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "core/hierarchy/anchor_syntax.h"
@@ -27,14 +30,12 @@ struct AnchorKey {
   AnchorParts parts;
 };
 
+/// A capture; its texts live until the next change of the state.
 struct Capture {
   std::uint32_t key;
-  std::string scope;
-  std::string text;
-  /// Position of the next capture in the chain, or kNoCapture.
-  std::uint32_t next;
+  std::string_view scope;
+  std::string_view text;
 };
-inline constexpr std::uint32_t kNoCapture = 0xFFFFFFFF;
 
 class AnchorState final : public runtime::Object {
  public:
@@ -48,18 +49,36 @@ class AnchorState final : public runtime::Object {
   [[nodiscard]] const std::shared_ptr<const Keys>& keys() const noexcept { return keys_; }
 
   /// Adds a capture unless the same one is there.
-  void add(std::uint32_t key, std::string_view scope, std::string text);
-  [[nodiscard]] const std::vector<Capture>& captures() const noexcept { return captures_; }
-  [[nodiscard]] bool has_captures(std::uint32_t key) const noexcept { return counts_[key] > 0; }
+  void add(std::uint32_t key, std::string_view scope, std::string_view text);
+  [[nodiscard]] std::size_t size() const noexcept { return records_.size(); }
+  /// The capture at a position below `size()`.
+  [[nodiscard]] Capture capture(std::size_t position) const noexcept;
+  [[nodiscard]] bool has_captures(std::uint32_t key) const noexcept {
+    return key < counts_.size() && counts_[key] > 0;
+  }
 
   /// A position to which `truncate` goes back.
-  [[nodiscard]] std::size_t position() const noexcept { return captures_.size(); }
+  [[nodiscard]] std::size_t position() const noexcept { return records_.size(); }
   void truncate(std::size_t position);
 
-  /// The captured text that decides for an object at `path`: of the captures on its branch the one
-  /// that shares the fewest leading characters with it (the one nearest the root), then the one
-  /// with the fewest path components, then the least text. Null when there is none.
-  [[nodiscard]] const std::string* decide(std::uint32_t key, std::string_view path) const;
+  /// Where an object stands; good for questions until the next change of the state.
+  struct Branch {
+    std::string_view path;
+    /// Number of steps on the way to the parent.
+    std::size_t steps;
+    /// The newest capture at the object itself, or none.
+    std::uint32_t own;
+  };
+  [[nodiscard]] Branch branch(std::string_view path) const;
+  /// The captured text that decides on a branch: of the captures there the one that shares the
+  /// fewest leading characters with the object's path (the one nearest the root), then the one with
+  /// the fewest path components, then the least text. Valid until the next change of the state.
+  [[nodiscard]] std::optional<std::string_view> decide(std::uint32_t key,
+                                                       const Branch& branch) const;
+  [[nodiscard]] std::optional<std::string_view> decide(std::uint32_t key,
+                                                       std::string_view path) const {
+    return decide(key, branch(path));
+  }
 
   /// A deep copy.
   [[nodiscard]] runtime::Ref<AnchorState> clone() const;
@@ -76,14 +95,46 @@ class AnchorState final : public runtime::Object {
   friend bool operator==(const AnchorState& left, const AnchorState& right);
 
  private:
+  static constexpr std::uint32_t kNone = 0xFFFFFFFF;
+  struct Record {
+    /// Hash of the scope.
+    std::uint64_t place;
+    /// Where in the arena the scope begins; the text follows it.
+    std::uint64_t begin;
+    std::uint32_t scope_size;
+    std::uint32_t text_size;
+    std::uint32_t key;
+    /// The next capture in the chain, or kNone.
+    std::uint32_t next;
+  };
+  /// An ancestor on the way: the leading `size` characters of `way_`.
+  struct Step {
+    std::size_t size;
+    std::uint64_t place;
+  };
+
+  [[nodiscard]] std::size_t slot_of(std::uint64_t place) const noexcept;
   [[nodiscard]] std::uint32_t chain(std::uint64_t place) const noexcept;
+  void grow_index();
+  void follow(std::string_view parent) const;
+  void push_step(std::uint64_t place, std::size_t size, std::string_view parent) const;
+  void forget_way(std::size_t size) const noexcept;
+  [[nodiscard]] bool precedes(std::uint32_t left, std::uint32_t right, std::string_view path) const;
   [[nodiscard]] std::vector<std::pair<std::string_view, std::string_view>> content(
       std::uint32_t key) const;
 
   std::shared_ptr<const Keys> keys_;
   std::vector<std::size_t> counts_;
-  std::vector<Capture> captures_;
-  std::unordered_map<std::uint64_t, std::uint32_t> heads_;
+  std::vector<Record> records_;
+  std::string arena_;
+  /// Open addressing over the places: the newest capture of each. Its size is a power of two.
+  /// Captures leave in the reverse of the order in which they came, so a slot is just emptied.
+  std::vector<std::uint32_t> index_;
+
+  mutable std::string way_;
+  mutable std::vector<Step> steps_;
+  /// For each step the deciding capture of each key, or kNone.
+  mutable std::vector<std::uint32_t> decisions_;
 };
 
 }  // namespace kavel::hierarchy

@@ -1,6 +1,7 @@
 #include "core/hierarchy/bound_expression.h"
 
 #include <algorithm>
+#include <array>
 
 #include "core/foundation/text.h"
 #include "core/runtime/services.h"
@@ -8,7 +9,14 @@
 namespace kavel::hierarchy {
 namespace {
 
-constexpr std::string_view kSpecial("\\.^$*+?{}[]|()<>\0", 17);
+/// Whether a character has a meaning in expressions, by its code.
+constexpr auto kSpecial = [] {
+  std::array<bool, 256> special{};
+  for (const char character : std::string_view("\\.^$*+?{}[]|()<>\0", 17)) {
+    special[static_cast<unsigned char>(character)] = true;
+  }
+  return special;
+}();
 constexpr const char* kHit = "kavel_hit";
 
 std::string reference_name(std::size_t index) { return "kavel_" + std::to_string(index); }
@@ -89,15 +97,14 @@ bool stands_alone(std::string_view before, std::string_view after) noexcept {
   return !quantified && !inside && !nested;
 }
 
-/// What `bound_prefix` joined.
-std::vector<std::string_view> split_prefix(std::string_view prefix) {
-  std::vector<std::string_view> texts;
-  while (!prefix.empty()) {
-    const std::size_t end = prefix.find('\0');
-    texts.push_back(prefix.substr(0, end));
-    prefix.remove_prefix(end + 1);
+/// The texts in front of a subject, each ended by a zero character.
+std::string prefix_of(CapturedTexts texts) {
+  std::string prefix;
+  for (const std::string_view text : texts) {
+    prefix += text;
+    prefix += '\0';
   }
-  return texts;
+  return prefix;
 }
 
 PlainExpression compile(const std::string& references, std::size_t count,
@@ -114,7 +121,9 @@ PlainExpression compile(const std::string& references, std::size_t count,
 }  // namespace
 
 bool is_plain_text(std::string_view text) noexcept {
-  return !text.empty() && text.find_first_of(kSpecial) == std::string_view::npos;
+  return !text.empty() && std::ranges::none_of(text, [](char character) {
+    return kSpecial[static_cast<unsigned char>(character)];
+  });
 }
 
 bool can_bind(std::string_view expression, const std::vector<std::string>& usages) {
@@ -148,32 +157,23 @@ std::string restore_usages(std::string references, const std::vector<std::string
 BoundExpression::BoundExpression(const std::string& references, std::size_t count, Use use)
     : use_(use), expression_(compile(references, count, use)) {}
 
-bool BoundExpression::match(const std::string& texts, std::string_view subject) const {
+bool BoundExpression::match(CapturedTexts texts, std::string_view subject) const {
   if (NameAutomaton* automaton = expression_.automaton()) {
-    if (const auto matched = automaton->match(subject, split_prefix(texts))) return *matched;
+    if (const auto matched = automaton->match(subject, texts)) return *matched;
   }
-  const std::string whole = texts + std::string(subject);
+  const std::string whole = prefix_of(texts).append(subject);
   return expression_.law().match(whole);
 }
 
-std::string BoundExpression::remove(const std::string& texts, std::string_view subject) const {
+std::string BoundExpression::remove(CapturedTexts texts, std::string_view subject) const {
   if (NameAutomaton* automaton = expression_.automaton()) {
-    const auto captured = split_prefix(texts);
-    auto rest = use_ == Use::match ? automaton->remove_start(subject, captured)
-                                   : automaton->remove_first(subject, captured);
+    auto rest = use_ == Use::match ? automaton->remove_start(subject, texts)
+                                   : automaton->remove_first(subject, texts);
     if (rest) return *std::move(rest);
   }
-  const std::string whole = texts + std::string(subject);
-  return expression_.law().remove_group(whole, kHit).substr(texts.size());
-}
-
-std::string bound_prefix(const std::vector<const std::string*>& texts) {
-  std::string prefix;
-  for (const std::string* text : texts) {
-    prefix += *text;
-    prefix += '\0';
-  }
-  return prefix;
+  const std::string prefix = prefix_of(texts);
+  const std::string whole = prefix + std::string(subject);
+  return expression_.law().remove_group(whole, kHit).substr(prefix.size());
 }
 
 }  // namespace kavel::hierarchy

@@ -16,6 +16,9 @@
 
 namespace kavel::hierarchy {
 
+/// Texts that usages were captured as, in the order of the usages.
+using CapturedTexts = NameAutomaton::Texts;
+
 /// Whether `text` is not empty and has no character with a meaning in expressions.
 [[nodiscard]] bool is_plain_text(std::string_view text) noexcept;
 
@@ -43,17 +46,14 @@ class BoundExpression {
   /// `references` is what `refer_back` made, with no anchors left in it.
   BoundExpression(const std::string& references, std::size_t count, Use use);
 
-  /// `texts` is the captured texts as `bound_prefix` joins them.
-  [[nodiscard]] bool match(const std::string& texts, std::string_view subject) const;
+  /// `texts` are the captured texts. All texts are read before any foreign code runs.
+  [[nodiscard]] bool match(CapturedTexts texts, std::string_view subject) const;
   /// `subject` without what matches.
-  [[nodiscard]] std::string remove(const std::string& texts, std::string_view subject) const;
+  [[nodiscard]] std::string remove(CapturedTexts texts, std::string_view subject) const;
 
  private:
   Use use_;
   PlainExpression expression_;
 };
-
-/// The captured texts in front of a subject.
-[[nodiscard]] std::string bound_prefix(const std::vector<const std::string*>& texts);
 
 }  // namespace kavel::hierarchy

@@ -1,6 +1,8 @@
 #include "core/hierarchy/matcher.h"
 
 #include <algorithm>
+#include <memory>
+#include <unordered_map>
 #include <unordered_set>
 
 #include "core/facade/constants.h"
@@ -10,66 +12,93 @@ namespace kavel::hierarchy {
 
 using scene::Id;
 
-/// One way down the scene: a stack of levels instead of recursion, since scenes can be deep.
+/// One way down the scene: a stack of objects instead of recursion, since scenes can be deep. The
+/// items of a level are prepared when it is met first, for all objects that it is asked about.
 class Matcher::Walk {
  public:
   Walk(scene::QueryPort& scene, std::shared_ptr<Vocabulary> vocabulary, Ref<AnchorState> state,
        bool record)
-      : scene_(scene), layers_(scene, std::move(vocabulary), std::move(state)), record_(record) {}
+      : scene_(scene),
+        vocabulary_(std::move(vocabulary)),
+        state_(std::move(state)),
+        layer_(scene),
+        record_(record) {}
 
   Match run(std::span<const Id> roots, const std::vector<Ref<Scope>>& scopes) {
-    if (!enter(roots, scopes, -1)) return std::move(match_);
-    while (!levels_.empty()) {
-      Level& level = levels_.back();
-      if (level.next == level.responses.size()) {
-        levels_.pop_back();
-        continue;
-      }
-      const Response response = level.responses[level.next++];
-      if (!descend(response, level.parent)) return std::move(match_);
+    Known top = prepare(nullptr, scopes);
+    match_.valid = enter(roots, top, -1);
+    while (match_.valid && !pending_.empty()) {
+      const Pending next = pending_.back();
+      pending_.pop_back();
+      match_.valid = descend(next);
     }
-    match_.valid = true;
     return std::move(match_);
   }
 
  private:
-  struct Level {
-    std::vector<Response> responses;
-    std::size_t next;
+  /// A level, prepared; `owner` keeps the list alive by whose address it is known.
+  struct Known {
+    Ref<Scope::Children> owner;
+    std::shared_ptr<const Level> level;
+    std::vector<RuleMatcher> matchers;
+  };
+  /// An object that an item took and whose children are still to be searched.
+  struct Pending {
+    Id object;
     std::int32_t parent;
+    const Scope* scope;
   };
 
+  Known prepare(Ref<Scope::Children> owner, const std::vector<Ref<Scope>>& scopes) {
+    auto level = std::make_shared<const Level>(scopes);
+    auto matchers = level->matchers(*vocabulary_, *state_);
+    return {std::move(owner), std::move(level), std::move(matchers)};
+  }
+
+  Known& known(const Ref<Scope::Children>& children) {
+    Known& found = known_[children.get()];
+    if (!found.level) found = prepare(children, children->items);
+    return found;
+  }
+
   /// Searches one level; false when it does not follow the pattern.
-  bool enter(std::span<const Id> roots, const std::vector<Ref<Scope>>& scopes,
-             std::int32_t parent) {
-    std::vector<Response> responses = layers_.run(roots, scopes, true);
-    if (responses.empty()) return is_optional_level(scopes);
-    levels_.push_back({std::move(responses), 0, parent});
+  bool enter(std::span<const Id> roots, Known& known, std::int32_t parent) {
+    layer_.load(roots, known.level, true);
+    const Level& level = *known.level;
+    if (!layer_.guess(known.matchers, *state_)) return level.optional;
+    const std::size_t begin = pending_.size();
+    for (std::size_t position = 0; position < level.scopes.size(); ++position) {
+      const Scope* scope = level.scopes[position].get();
+      if (!scope->rule) continue;
+      for (const Id object : layer_.found(position)) pending_.push_back({object, parent, scope});
+    }
+    if (pending_.size() == begin) return level.optional;
+    // The first is to be on top of the stack.
+    std::reverse(pending_.begin() + static_cast<std::ptrdiff_t>(begin), pending_.end());
     return true;
   }
 
-  bool descend(const Response& response, std::int32_t parent) {
-    if (record_) match_.assignments.push_back({response.object, response.scope->rule, parent});
-    const auto position = static_cast<std::int32_t>(match_.assignments.size()) - 1;
-    const auto children = scene_.table().children(response.object);
+  bool descend(const Pending& taken) {
+    const auto position = static_cast<std::int32_t>(match_.assignments.size());
+    if (record_) match_.assignments.push_back({taken.object, taken.scope->rule, taken.parent});
+    const auto children = scene_.table().children(taken.object);
     // A childless object is finished, whether or not its item has children.
     if (children.empty()) return true;
     // Copied: asking for the next level may let the table grow.
-    const std::vector<Id> below(children.begin(), children.end());
-    return enter(below, response.scope->children->items, position);
+    below_.assign(children.begin(), children.end());
+    return enter(below_, known(taken.scope->children), position);
   }
 
   scene::QueryPort& scene_;
-  LayerSearch layers_;
+  std::shared_ptr<Vocabulary> vocabulary_;
+  Ref<AnchorState> state_;
+  LayerSearch layer_;
   bool record_;
   Match match_;
-  std::vector<Level> levels_;
+  std::unordered_map<const Scope::Children*, Known> known_;
+  std::vector<Pending> pending_;
+  std::vector<Id> below_;
 };
-
-bool is_optional_level(const std::vector<Ref<Scope>>& scopes) {
-  return std::ranges::any_of(
-      scopes, [](const Ref<Scope>& scope) { return scope->rule && scope->rule->is_optional(); });
-}
 
 Matcher::Matcher(std::unique_ptr<scene::QueryPort> scene, Value check_classes)
     : pattern_(runtime::make<Pattern>(std::move(check_classes))),
@@ -132,10 +161,16 @@ bool Matcher::match(const std::vector<std::string>& roots, const std::vector<Ref
 std::vector<std::string> Matcher::mask(const std::vector<std::string>& roots) {
   const std::vector<Ref<Scope>> scopes = pattern_->get()->items;
   const auto state = fresh_state();
-  LayerSearch layer(search_->scene(), search_->logic()->vocabulary(*state), state);
+  const auto vocabulary = search_->logic()->vocabulary(*state);
+  const auto level = std::make_shared<const Level>(scopes);
+  std::vector<RuleMatcher> matchers = level->matchers(*vocabulary, *state);
+  LayerSearch layer(search_->scene());
+  layer.load(search_->ids(roots), level, false);
   std::vector<std::string> paths;
-  for (const Response& response : layer.run(search_->ids(roots), scopes, false)) {
-    paths.emplace_back(search_->scene().table().path(response.object));
+  if (layer.guess(matchers, *state)) {
+    for (const Response& response : layer.responses()) {
+      paths.emplace_back(search_->scene().table().path(response.object));
+    }
   }
   search_->logic()->state()->swap(*state);
   return paths;
@@ -175,7 +210,9 @@ std::vector<std::string> Matcher::children_of(const std::string& path) {
   scene::QueryPort& scene = search_->scene();
   const Id root = scene.table().intern(path);
   std::vector<std::string> paths;
-  for (const Id object : scene.locate(std::span(&root, 1))) {
+  std::vector<Id> existing;
+  scene.locate(std::span(&root, 1), existing);
+  for (const Id object : existing) {
     for (const Id child : scene.table().children(object)) {
       paths.emplace_back(scene.table().path(child));
     }

@@ -78,7 +78,4 @@ class Matcher final : public runtime::Object {
   Ref<Search> search_;
 };
 
-/// Whether an empty result of a level is accepted: some item of it is optional.
-[[nodiscard]] bool is_optional_level(const std::vector<Ref<Scope>>& scopes);
-
 }  // namespace kavel::hierarchy

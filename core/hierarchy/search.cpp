@@ -46,105 +46,123 @@ std::vector<std::size_t> rule_slots(const std::vector<Ref<Scope>>& scopes) {
 
 }  // namespace
 
-void LayerSearch::load(std::span<const Id> roots, std::vector<Ref<Scope>> scopes, bool exact) {
-  left_ = scene_->locate(roots);
-  scopes_ = std::move(scopes);
+Level::Level(std::vector<Ref<Scope>> items)
+    : scopes(std::move(items)),
+      slots(rule_slots(scopes)),
+      optional(std::ranges::any_of(scopes, [](const Ref<Scope>& scope) {
+        return scope->rule && scope->rule->is_optional();
+      })) {}
+
+std::vector<RuleMatcher> Level::matchers(Vocabulary& vocabulary, AnchorState& state) const {
+  std::vector<RuleMatcher> made;
+  made.reserve(scopes.size());
+  for (const Ref<Scope>& scope : scopes) {
+    const std::string expression = scope->rule ? scope->rule->config().regex : "";
+    made.emplace_back(vocabulary, state, expression);
+  }
+  return made;
+}
+
+LayerSearch::LayerSearch(scene::QueryPort& scene)
+    : scene_(&scene), level_(std::make_shared<const Level>(std::vector<Ref<Scope>>())) {}
+
+void LayerSearch::load(std::span<const Id> roots, std::shared_ptr<const Level> level, bool exact) {
+  left_.clear();
+  scene_->locate(roots, left_);
+  level_ = std::move(level);
   exact_ = exact;
-  slots_ = rule_slots(scopes_);
-  found_.assign(scopes_.size(), {});
+  if (found_.size() < level_->slots.size()) found_.resize(level_->slots.size());
+  for (std::size_t slot = 0; slot < level_->slots.size(); ++slot) found_[slot].clear();
 }
 
-void LayerSearch::drop_scopes() noexcept {
-  scopes_.clear();
-  slots_.clear();
+void LayerSearch::drop_level() noexcept {
   found_.clear();
+  level_ = nullptr;
 }
 
-bool LayerSearch::accepts(const Scope& scope, RuleMatcher& matcher, Id object) {
+bool LayerSearch::accepts(const Scope& scope, RuleMatcher& matcher, AnchorState& state,
+                          Id object) const {
   const scene::Snapshot& table = scene_->table();
   if (!scope.rule->accepts_type(table.type(object))) return false;
-  const std::size_t before = state_->position();
+  const std::size_t before = state.position();
   if (!matcher.match(table.name(object), table.path(object))) return false;
   if (scope.children->items.empty() && !table.children(object).empty()) {
     // It matched but does not fit: what it captured must not decide below it.
-    state_->truncate(before);
+    state.truncate(before);
     return false;
   }
   return true;
 }
 
-void LayerSearch::fill(std::size_t position) {
-  const Ref<Scope> scope = scopes_[position];
-  const RuleRange range = scope->rule->config().range;
-  RuleMatcher matcher(*vocabulary_, *state_, scope->rule->config().regex);
-  std::vector<Id> found;
-  std::vector<Id> left;
+void LayerSearch::fill(std::size_t position, RuleMatcher& matcher, AnchorState& state) {
+  const Scope& scope = *level_->scopes[position];
+  const std::int64_t maximum = scope.rule->config().range.maximum;
+  std::vector<Id>& found = found_[level_->slots[position]];
+  found.clear();
+  std::size_t kept = 0;
   std::size_t next = 0;
   for (; next < left_.size(); ++next) {
-    const std::size_t before = state_->position();
-    if (!accepts(*scope, matcher, left_[next])) {
-      left.push_back(left_[next]);
-    } else if (static_cast<std::int64_t>(found.size()) < range.maximum) {
+    const std::size_t before = state.position();
+    if (!accepts(scope, matcher, state, left_[next])) {
+      left_[kept++] = left_[next];
+    } else if (static_cast<std::int64_t>(found.size()) < maximum) {
       found.push_back(left_[next]);
     } else {
-      state_->truncate(before);
+      state.truncate(before);
       break;
     }
   }
-  left.insert(left.end(), left_.begin() + static_cast<std::ptrdiff_t>(next), left_.end());
-  found_[slots_[position]] = std::move(found);
-  left_ = std::move(left);
+  left_.erase(left_.begin() + static_cast<std::ptrdiff_t>(kept),
+              left_.begin() + static_cast<std::ptrdiff_t>(next));
 }
 
-void LayerSearch::make_guess() {
-  for (std::size_t position = 0; position < scopes_.size(); ++position) {
-    if (scopes_[position]->rule) fill(position);
+void LayerSearch::make_guess(std::span<RuleMatcher> matchers, AnchorState& state) {
+  for (std::size_t position = 0; position < matchers.size(); ++position) {
+    if (level_->scopes[position]->rule) fill(position, matchers[position], state);
   }
 }
 
 bool LayerSearch::wrong_guess() const {
-  for (std::size_t position = 0; position < scopes_.size(); ++position) {
-    const Ref<PatternRule>& rule = scopes_[position]->rule;
+  for (std::size_t position = 0; position < level_->scopes.size(); ++position) {
+    const Ref<PatternRule>& rule = level_->scopes[position]->rule;
     if (!rule) continue;
-    const auto count = static_cast<std::int64_t>(found_[slots_[position]].size());
+    const auto count = static_cast<std::int64_t>(found(position).size());
     if (!rule->config().range.contains(count)) return true;
   }
   return exact_ && !left_.empty();
 }
 
-std::vector<Response> LayerSearch::responses() const {
-  std::vector<Response> result;
-  for (std::size_t position = 0; position < scopes_.size(); ++position) {
-    if (!scopes_[position]->rule) continue;
-    for (const Id object : found_[slots_[position]]) result.push_back({object, scopes_[position]});
-  }
-  return result;
+bool LayerSearch::guess(std::span<RuleMatcher> matchers, AnchorState& state) {
+  const std::size_t before = state.position();
+  make_guess(matchers, state);
+  if (!wrong_guess()) return true;
+  state.truncate(before);
+  return false;
 }
 
-std::vector<Response> LayerSearch::run(std::span<const Id> roots, std::vector<Ref<Scope>> scopes,
-                                       bool exact) {
-  load(roots, std::move(scopes), exact);
-  const std::size_t before = state_->position();
-  make_guess();
-  if (!wrong_guess()) return responses();
-  state_->truncate(before);
-  return {};
+std::vector<Response> LayerSearch::responses() const {
+  std::vector<Response> result;
+  for (std::size_t position = 0; position < level_->scopes.size(); ++position) {
+    if (!level_->scopes[position]->rule) continue;
+    for (const Id object : found(position)) result.push_back({object, level_->scopes[position]});
+  }
+  return result;
 }
 
 Search::Search(std::unique_ptr<scene::QueryPort> scene)
     : scene_(std::move(scene)),
       logic_(runtime::make<Anchor>()),
       backup_(logic_->state()->clone()),
-      level_(*scene_, nullptr, nullptr) {}
+      level_(*scene_) {}
 
 void Search::each_reference(runtime::ReferenceVisitor& visitor) const {
   scene_->each_reference(visitor);
   visitor(logic_);
   visitor(backup_);
-  visitor(level_.scopes());
+  if (level_.level()) visitor(level_.level()->scopes);
 }
 
-void Search::drop_references() noexcept { level_.drop_scopes(); }
+void Search::drop_references() noexcept { level_.drop_level(); }
 
 std::vector<Id> Search::ids(const std::vector<std::string>& paths) const {
   std::vector<Id> result;
@@ -153,37 +171,41 @@ std::vector<Id> Search::ids(const std::vector<std::string>& paths) const {
   return result;
 }
 
-LayerSearch Search::guess(LayerSearch level, const Ref<AnchorState>& state) const {
-  level.use(logic_->vocabulary(*state), state);
-  level.make_guess();
-  level.use(nullptr, nullptr);
+LayerSearch Search::load(const std::vector<std::string>& roots,
+                         const std::vector<Ref<Scope>>& scopes, bool exact) const {
+  LayerSearch level(*scene_);
+  level.load(ids(roots), std::make_shared<const Level>(scopes), exact);
   return level;
 }
 
-void Search::publish(LayerSearch level) noexcept { std::swap(level_, level); }
+void Search::guess(LayerSearch& level, AnchorState& state) const {
+  const auto vocabulary = logic_->vocabulary(state);
+  std::vector<RuleMatcher> matchers = level.level()->matchers(*vocabulary, state);
+  level.make_guess(matchers, state);
+}
 
 void Search::load_variables(const std::vector<std::string>& roots,
                             const std::vector<Ref<Scope>>& scopes, bool exact) {
-  LayerSearch level(*scene_, nullptr, nullptr);
-  level.load(ids(roots), scopes, exact);
-  publish(std::move(level));
+  LayerSearch level = load(roots, scopes, exact);
+  std::swap(level_, level);
 }
 
 void Search::make_guess() {
   const auto state = logic_->state()->clone();
-  publish(guess(level_, state));
+  LayerSearch level = level_;
+  guess(level, *state);
+  std::swap(level_, level);
   logic_->state()->swap(*state);
 }
 
 std::vector<Response> Search::layer(const std::vector<std::string>& roots,
                                     const std::vector<Ref<Scope>>& scopes, bool exact) {
-  LayerSearch level(*scene_, nullptr, nullptr);
-  level.load(ids(roots), scopes, exact);
+  LayerSearch level = load(roots, scopes, exact);
   auto before = logic_->state()->clone();
   const auto state = before->clone();
-  level = guess(std::move(level), state);
+  guess(level, *state);
   std::swap(backup_, before);
-  publish(level);
+  level_ = level;
   if (level.wrong_guess()) return {};
   logic_->state()->swap(*state);
   return level.responses();

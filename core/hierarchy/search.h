@@ -27,48 +27,58 @@ struct Response {
   Ref<Scope> scope;
 };
 
+/// The items of a level, with what does not depend on the objects looked up once.
+struct Level {
+  explicit Level(std::vector<Ref<Scope>> items);
+
+  /// The matchers of the items, by position; for items without a rule one that is never asked.
+  [[nodiscard]] std::vector<RuleMatcher> matchers(Vocabulary& vocabulary, AnchorState& state) const;
+
+  std::vector<Ref<Scope>> scopes;
+  /// For each item the place of its objects: items of equal rules share that of the first of them.
+  std::vector<std::size_t> slots;
+  /// Whether an empty result is accepted: some item is optional.
+  bool optional;
+};
+
 class LayerSearch {
  public:
-  LayerSearch(scene::QueryPort& scene, std::shared_ptr<Vocabulary> vocabulary,
-              Ref<AnchorState> state)
-      : scene_(&scene), vocabulary_(std::move(vocabulary)), state_(std::move(state)) {}
+  explicit LayerSearch(scene::QueryPort& scene);
 
-  /// The same level on another state.
-  void use(std::shared_ptr<Vocabulary> vocabulary, Ref<AnchorState> state) noexcept {
-    vocabulary_ = std::move(vocabulary);
-    state_ = std::move(state);
-  }
-  void drop_scopes() noexcept;
+  /// Afterwards there is no level, and no question but `load`.
+  void drop_level() noexcept;
 
   /// Takes the existing ones of `roots` and the items of a level; forgets the last guess.
-  void load(std::span<const scene::Id> roots, std::vector<Ref<Scope>> scopes, bool exact);
-  /// Assigns; captures of accepted objects stay in the state. Errors of expressions propagate.
-  void make_guess();
+  void load(std::span<const scene::Id> roots, std::shared_ptr<const Level> level, bool exact);
+  /// Assigns with the matchers of the level, which work on `state`; captures of accepted objects
+  /// stay there. Errors of expressions propagate.
+  void make_guess(std::span<RuleMatcher> matchers, AnchorState& state);
   [[nodiscard]] bool wrong_guess() const;
+  /// Both: a wrong guess leaves the state as it was. Whether it is right.
+  [[nodiscard]] bool guess(std::span<RuleMatcher> matchers, AnchorState& state);
+  /// The objects that the item at a position took, in order.
+  [[nodiscard]] std::span<const scene::Id> found(std::size_t position) const {
+    return found_[level_->slots[position]];
+  }
   /// The assignments: item by item, each with its objects in order.
   [[nodiscard]] std::vector<Response> responses() const;
-  /// All four steps; a wrong guess leaves the state as it was and gives no responses.
-  [[nodiscard]] std::vector<Response> run(std::span<const scene::Id> roots,
-                                          std::vector<Ref<Scope>> scopes, bool exact);
 
   /// The objects of the level that no item took.
   [[nodiscard]] const std::vector<scene::Id>& left() const noexcept { return left_; }
   [[nodiscard]] bool exact() const noexcept { return exact_; }
-  [[nodiscard]] const std::vector<Ref<Scope>>& scopes() const noexcept { return scopes_; }
+  [[nodiscard]] const std::shared_ptr<const Level>& level() const noexcept { return level_; }
 
  private:
-  void fill(std::size_t position);
-  [[nodiscard]] bool accepts(const Scope& scope, RuleMatcher& matcher, scene::Id object);
+  void fill(std::size_t position, RuleMatcher& matcher, AnchorState& state);
+  [[nodiscard]] bool accepts(const Scope& scope, RuleMatcher& matcher, AnchorState& state,
+                             scene::Id object) const;
 
   scene::QueryPort* scene_;
-  std::shared_ptr<Vocabulary> vocabulary_;
-  Ref<AnchorState> state_;
+  std::shared_ptr<const Level> level_;
   std::vector<scene::Id> left_;
-  std::vector<Ref<Scope>> scopes_;
   bool exact_ = true;
-  /// Objects of each item; items of equal rules share the place of the first of them.
+  /// Objects of each slot; more slots than the level has are kept for their room.
   std::vector<std::vector<scene::Id>> found_;
-  std::vector<std::size_t> slots_;
 };
 
 /// The search as the host sees it: a level at a time, on the captures of the last question. Each
@@ -105,9 +115,10 @@ class Search final : public runtime::Object {
   [[nodiscard]] std::vector<scene::Id> ids(const std::vector<std::string>& paths) const;
 
  private:
-  /// `level` with its guess; the captures are added to `state`.
-  [[nodiscard]] LayerSearch guess(LayerSearch level, const Ref<AnchorState>& state) const;
-  void publish(LayerSearch level) noexcept;
+  [[nodiscard]] LayerSearch load(const std::vector<std::string>& roots,
+                                 const std::vector<Ref<Scope>>& scopes, bool exact) const;
+  /// Makes the guess of `level`; the captures are added to `state`.
+  void guess(LayerSearch& level, AnchorState& state) const;
 
   std::unique_ptr<scene::QueryPort> scene_;
   Ref<Anchor> logic_;

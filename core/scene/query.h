@@ -20,8 +20,9 @@ class QueryPort {
 
   /// The table in which the objects of `locate` are found; stays the same object.
   [[nodiscard]] virtual Snapshot& table() = 0;
-  /// Those of `roots` that exist, in their order, stored in `table()`. May run foreign code.
-  [[nodiscard]] virtual std::vector<Id> locate(std::span<const Id> roots) = 0;
+  /// Appends those of `roots` that exist, in their order, to `existing`; they are stored in
+  /// `table()`. May run foreign code.
+  virtual void locate(std::span<const Id> roots, std::vector<Id>& existing) = 0;
   /// The parent's path; nothing for none and for an empty text.
   [[nodiscard]] virtual std::optional<std::string> parent(const std::string& path) = 0;
   /// The unified type, empty for an unknown object.

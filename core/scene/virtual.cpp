@@ -71,12 +71,11 @@ std::vector<runtime::Ref<Location>> Virtual::get_locations(
   return locations;
 }
 
-std::vector<Id> VirtualQuery::locate(std::span<const Id> roots) {
-  std::vector<Id> existing;
+void VirtualQuery::locate(std::span<const Id> roots, std::vector<Id>& existing) {
+  const Snapshot& known = scene_->table();
   for (const Id id : roots) {
-    if (table().exists(id)) existing.push_back(id);
+    if (known.exists(id)) existing.push_back(id);
   }
-  return existing;
 }
 
 }  // namespace kavel::scene

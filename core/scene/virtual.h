@@ -63,7 +63,7 @@ class VirtualQuery final : public QueryPort {
 
   void each_reference(runtime::ReferenceVisitor& visitor) const override { visitor(scene_); }
   [[nodiscard]] Snapshot& table() override { return scene_->table(); }
-  [[nodiscard]] std::vector<Id> locate(std::span<const Id> roots) override;
+  void locate(std::span<const Id> roots, std::vector<Id>& existing) override;
   [[nodiscard]] std::optional<std::string> parent(const std::string& path) override {
     return scene_->get_parent(path);
   }

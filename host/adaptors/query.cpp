@@ -16,14 +16,11 @@ class HostQuery final : public scene::QueryPort {
 
   scene::Snapshot& table() override { return table_; }
 
-  std::vector<Id> locate(std::span<const Id> roots) override {
+  void locate(std::span<const Id> roots, std::vector<Id>& existing) override {
     py::list paths;
     for (const Id id : roots) paths.append(to_text(table_.path(id)));
     const py::object locations = call_operation(host(), OperationName("get_locations"), {paths});
-    std::vector<Id> found;
-    found.reserve(roots.size());
-    for (const py::handle location : py::iter(locations)) found.push_back(store(location));
-    return found;
+    for (const py::handle location : py::iter(locations)) existing.push_back(store(location));
   }
 
   std::optional<std::string> parent(const std::string& path) override {

@@ -11,12 +11,13 @@ using hierarchy::AnchorState;
 py::dict expressions(const AnchorState& self) {
   py::dict map;
   // Copied: making objects may run foreign code.
-  const auto keys = self.keys();
-  const std::vector<hierarchy::Capture> all = self.captures();
-  for (const auto& key : *keys) map[to_text(key.definition)] = py::set();
-  for (const auto& capture : all) {
+  const auto state = self.clone();
+  const AnchorState::Keys& keys = *state->keys();
+  for (const auto& key : keys) map[to_text(key.definition)] = py::set();
+  for (std::size_t at = 0; at < state->size(); ++at) {
+    const hierarchy::Capture capture = state->capture(at);
     auto captures =
-        py::reinterpret_borrow<py::set>(py::object(map[to_text((*keys)[capture.key].definition)]));
+        py::reinterpret_borrow<py::set>(py::object(map[to_text(keys[capture.key].definition)]));
     captures.add(py::make_tuple(to_text(capture.scope), to_text(capture.text)));
   }
   return map;
