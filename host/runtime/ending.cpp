@@ -69,17 +69,27 @@ void count_function(py::handle function) {
   found->ml_meth = reinterpret_cast<PyCFunction>(counted_form(found->ml_flags));
 }
 
+/// The functions that a member of a class or module is made of.
+void count_member(py::handle member) {
+  const auto is = [member](PyTypeObject& type) { return PyObject_TypeCheck(member.ptr(), &type); };
+  if (is(PyProperty_Type)) {
+    count_function(member.attr("fget"));
+    count_function(member.attr("fset"));
+  } else if (is(PyStaticMethod_Type) || is(PyClassMethod_Type) || is(PyMethod_Type)) {
+    count_function(member.attr("__func__"));
+  } else {
+    count_function(member);
+  }
+}
+
 void count_members(py::handle scope, std::set<PyObject*>& seen) {
   const py::list members(scope.attr("__dict__").attr("values")());
   for (const py::handle member : members) {
     if (!seen.insert(member.ptr()).second) continue;
-    if (PyType_Check(member.ptr()) != 0) {
-      if (from_text(member.attr("__module__")) == "core") count_members(member, seen);
-      continue;
-    }
-    count_function(member);
-    for (const char* part : {"fget", "fset", "__func__"}) {
-      if (py::hasattr(member, part)) count_function(member.attr(part));
+    if (PyType_Check(member.ptr()) == 0) {
+      count_member(member);
+    } else if (from_text(member.attr("__module__")) == "core") {
+      count_members(member, seen);
     }
   }
 }

@@ -63,9 +63,15 @@ class Dump {
     return true;
   }
 
-  void begin_line() {
-    output += '\n';
-    output.append(2 * depth_, ' ');
+  /// Ends a line with `separator`; nothing for a zero character.
+  void begin_line(char separator) {
+    static const std::string kBreak = ",\n" + std::string(2 * kMaximumDepth, ' ');
+    if (separator == ',') {
+      output.append(kBreak, 0, 2 + 2 * depth_);
+      return;
+    }
+    if (separator != '\0') output += separator;
+    output.append(kBreak, 1, 1 + 2 * depth_);
   }
 
   bool write_map(PyObject* map) {
@@ -75,9 +81,8 @@ class Dump {
     PyObject* key = nullptr;
     PyObject* value = nullptr;
     for (Py_ssize_t position = 0; PyDict_Next(map, &position, &key, &value) != 0;) {
-      output += separator;
+      begin_line(separator);
       separator = ',';
-      begin_line();
       if (PyUnicode_Check(key) == 0 || !write_text(key)) return false;
       output += ": ";
       if (!write(value)) return false;
@@ -90,8 +95,7 @@ class Dump {
     if (size == 0) return put("[]");
     if (++depth_ > kMaximumDepth) return false;
     for (Py_ssize_t index = 0; index < size; ++index) {
-      output += index == 0 ? '[' : ',';
-      begin_line();
+      begin_line(index == 0 ? '[' : ',');
       if (!write(PySequence_Fast_GET_ITEM(array, index))) return false;
     }
     return end(']');
@@ -99,7 +103,7 @@ class Dump {
 
   bool end(char bracket) {
     --depth_;
-    begin_line();
+    begin_line('\0');
     output += bracket;
     return true;
   }
