@@ -118,17 +118,6 @@ Ref<ParameterTask> ParameterTask::clone() const {
   return copy;
 }
 
-Ref<ParameterTask> ParameterTask::compact(
-    const std::function<bool(const Input& input)>& is_sole) const {
-  if (!is_frozen()) return nullptr;
-  const bool may_go = std::ranges::all_of(
-      own_, [&is_sole](const Ref<Input>& input) { return !input || is_sole(*input); });
-  if (!may_go) return nullptr;
-  Ref<ParameterTask> copy = clone();
-  copy->number = number;
-  return copy;
-}
-
 bool ParameterTask::is_frozen() const noexcept {
   return own_.empty() || (!original_->may_change_unnoticed && original_->edits_seen == edits());
 }

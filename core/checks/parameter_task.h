@@ -8,7 +8,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -59,10 +58,8 @@ class ParameterTask final : public runtime::Object {
   void assert_no_errors() const;
   /// A task of its own with the same values, whose number is 0.
   [[nodiscard]] Ref<ParameterTask> clone() const;
-  /// A copy, with its number, that has made no input its own yet; null when a value may differ from
-  /// the frozen one, or when `is_sole` denies one of the own inputs.
-  [[nodiscard]] Ref<ParameterTask> compact(
-      const std::function<bool(const Input& input)>& is_sole) const;
+  /// Whether no value can differ from the frozen one.
+  [[nodiscard]] bool is_frozen() const noexcept;
   /// The frozen inputs with this task's values.
   [[nodiscard]] Ref<ParameterOriginal> freeze() const;
 
@@ -73,6 +70,9 @@ class ParameterTask final : public runtime::Object {
   [[nodiscard]] Ref<Input> find(const std::string& attr) const;
   /// The frozen inputs as they are now.
   [[nodiscard]] const Ref<ParameterOriginal>& original() const noexcept { return original_; }
+  /// The own inputs, by place; empty before the first, null where there is none.
+  [[nodiscard]] const std::vector<Ref<Input>>& own() const noexcept { return own_; }
+  [[nodiscard]] bool has_load_errors() const noexcept { return load_errors_ != nullptr; }
   /// {attribute name: value}.
   [[nodiscard]] Json state() const;
   /// {"as_info", "state"}.
@@ -86,8 +86,6 @@ class ParameterTask final : public runtime::Object {
 
  private:
   void note_load_error();
-  /// Whether the frozen inputs have the values of the own ones.
-  [[nodiscard]] bool is_frozen() const noexcept;
 
   mutable Ref<ParameterOriginal> original_;
   /// Own copies; empty until the first is asked for, null where none was yet.

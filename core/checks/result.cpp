@@ -1,5 +1,6 @@
 #include "core/checks/result.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "core/facade/constants.h"
@@ -8,6 +9,9 @@
 
 namespace kavel::checks {
 namespace {
+
+/// Far more than a project has sets of parameters.
+constexpr std::size_t kMaximumSpares = 4096;
 
 std::string suffix(std::int32_t number) {
   const std::string digits = std::to_string(number);
@@ -32,9 +36,38 @@ RunContext::RunContext(std::unique_ptr<CheckPort> checks, Ref<services::Statisti
 void RunContext::each_reference(runtime::ReferenceVisitor& visitor) const {
   visitor(statistics_);
   operator_->each_reference(visitor);
+  for (const auto& [original, spare] : spares_) visitor(spare);
 }
 
-void RunContext::drop_references() noexcept { operator_->drop_references(); }
+void RunContext::drop_references() noexcept {
+  operator_->drop_references();
+  spares_.clear();
+}
+
+Ref<ParameterTask> RunContext::lend(const ParameterTask& parameters) {
+  const Ref<ParameterOriginal> original = parameters.freeze();
+  const auto spare = spares_.find(original.get());
+  if (spare == spares_.end()) return parameters.clone();
+  const Ref<ParameterTask> lent = std::move(spare->second);
+  spares_.erase(spare);
+  if (!lent->is_frozen()) return parameters.clone();
+  lent->as_info = parameters.as_info;
+  lent->number = 0;
+  return lent;
+}
+
+bool RunContext::take_back(const Ref<ParameterTask>& lent) {
+  const bool is_as_lent =
+      lent->is_frozen() && !lent->has_load_errors() && !lent->original()->may_change_unnoticed;
+  if (!is_as_lent || !checks_->is_sole(*lent)) return false;
+  const bool is_free = std::ranges::all_of(
+      lent->own(), [this](const Ref<Input>& input) { return !input || checks_->is_sole(*input); });
+  if (!is_free) return false;
+  // Sets of inputs that were replaced are never asked for again.
+  if (spares_.size() >= kMaximumSpares) spares_.clear();
+  spares_.insert_or_assign(lent->original().get(), lent);
+  return true;
+}
 
 Result::Result(const Ref<RunContext>& context, Value path, Value check_class,
                const ParameterTask& parameters, bool single)
@@ -57,33 +90,43 @@ void Result::each_reference(runtime::ReferenceVisitor& visitor) const {
 
 void Result::drop_references() noexcept { check_ = Value(); }
 
-Status Result::run() {
-  if (!is_made_) return Status::error;
+Status Result::run(const Ref<ParameterTask>& parameters) {
   Status status = Status::error;
   foundation::guarded_foreign([&] {
-    parameters_->assert_no_errors();
+    parameters->assert_no_errors();
     context_->checks().forget(check_);
     const bool passed =
-        context_->checks().run(check_, path_, parameters_) == CheckPort::Outcome::passed;
-    status = passed ? Status::pass : parameters_->as_info ? Status::info : Status::fail;
+        context_->checks().run(check_, path_, parameters) == CheckPort::Outcome::passed;
+    status = passed ? Status::pass : parameters->as_info ? Status::info : Status::fail;
   });
   return status;
 }
 
-void Result::let_go_of_inputs() {
-  CheckPort& checks = context_->checks();
-  if (!checks.is_sole(*parameters_)) return;
-  Ref<ParameterTask> compact =
-      parameters_->compact([&checks](const Input& input) { return checks.is_sole(input); });
-  if (compact) parameters_ = std::move(compact);
+void Result::run() {
+  if (!is_made_) {
+    status_ = Status::error;
+    return;
+  }
+  // Parameters that somebody has seen or changed are what the check gets itself.
+  if (parameters_->face() != nullptr || !parameters_->own().empty()) {
+    status_ = run(parameters_);
+    return;
+  }
+  Ref<ParameterTask> lent = context_->lend(*parameters_);
+  status_ = run(lent);
+  if (context_->take_back(lent)) {
+    parameters_->as_info = lent->as_info;
+    parameters_->number = lent->number;
+  } else {
+    parameters_ = std::move(lent);
+  }
 }
 
 void Result::check() {
   runtime::System& system = *runtime::services().system;
   const double started = system.monotonic();
-  status_ = run();
+  run();
   const double seconds = system.monotonic() - started;
-  let_go_of_inputs();
   foundation::guarded_foreign([&] {
     context_->statistics()->add_check(context_->checks().name(check_), text_of(status_), seconds);
   });

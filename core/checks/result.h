@@ -5,6 +5,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <unordered_map>
 
 #include "core/checks/check_port.h"
 #include "core/runtime/list.h"
@@ -33,14 +34,23 @@ class RunContext final : public runtime::Object {
   }
   [[nodiscard]] scene::OperatorPort& operator_port() const noexcept { return *operator_; }
 
+  /// A copy of `parameters` for one run: one that ran before, with the inputs it made its own.
+  [[nodiscard]] Ref<ParameterTask> lend(const ParameterTask& parameters);
+  /// Keeps a lent copy for the next run. False when it may differ from what was lent or somebody
+  /// holds a part of it.
+  [[nodiscard]] bool take_back(const Ref<ParameterTask>& lent);
+
  private:
   std::unique_ptr<CheckPort> checks_;
   Ref<services::StatisticsPort> statistics_;
   std::unique_ptr<scene::OperatorPort> operator_;
+  /// At most one copy for each set of frozen inputs.
+  std::unordered_map<const ParameterOriginal*, Ref<ParameterTask>> spares_;
 };
 
 /// Nothing that a check does leaves it but an interrupt. It lives as long as the queue and there
-/// may be millions, so it holds no more than what differs between runs.
+/// may be millions, so it holds no more than what differs between runs: the check is lent its
+/// parameters, which become the result's own only when the check keeps or changes them.
 class Result final : public runtime::Object {
  public:
   /// Makes an instance of the class and runs it with a copy of the parameters. Unless `single`, the
@@ -71,10 +81,9 @@ class Result final : public runtime::Object {
   [[nodiscard]] const Ref<RunContext>& context() const noexcept { return context_; }
 
  private:
-  /// Lets go of the inputs that the check has read, unless somebody keeps them or has changed one.
-  void let_go_of_inputs();
+  void run();
   /// The status after one run of the check.
-  [[nodiscard]] Status run();
+  [[nodiscard]] Status run(const Ref<ParameterTask>& parameters);
 
   Ref<RunContext> context_;
   Value check_;

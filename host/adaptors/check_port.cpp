@@ -101,8 +101,8 @@ class HostChecks final : public CheckPort {
     if (Py_REFCNT(face) != 1) return false;
     PyObject** const references = PyObject_GET_WEAKREFS_LISTPTR(face);
     if (references != nullptr && *references != nullptr) return false;
-    const py::object attributes = py::getattr(py::handle(face), "__dict__", py::dict());
-    return py::len(attributes) == 0;
+    PyObject** const attributes = _PyObject_GetDictPtr(face);
+    return attributes == nullptr || *attributes == nullptr || PyDict_GET_SIZE(*attributes) == 0;
   }
 
   Plan plan(const Value& control) override {

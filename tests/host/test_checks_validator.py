@@ -3,6 +3,7 @@
 from __future__ import annotations
 
 import gc
+import weakref
 from collections.abc import Iterator
 from contextlib import contextmanager
 from types import SimpleNamespace
@@ -209,6 +210,46 @@ def test_a_validation_leaves_one_record() -> None:
     kinds = [(record.key, getattr(record, "project", None)) for record in scene.store.records]
     assert kinds == [("checks", None), ("validate", "p.json"), ("validate", "")]
     assert scene.store.written == 2
+
+
+# Runs are lent the parameters of earlier ones: nothing that one leaves on them may reach the next.
+def test_every_run_gets_the_parameters_as_they_were_planned() -> None:
+    kept: list[Any] = []
+    actions: dict[str, Any] = {
+        "read": lambda task: task["limit"].value,
+        "note": lambda task: setattr(task, "note", 1),
+        "note on the input": lambda task: setattr(task["limit"], "note", 1),
+        "as information": lambda task: setattr(task, "as_info", True),
+        "number": lambda task: setattr(task, "number", 7),
+        "keep": lambda task: kept.append(task),
+        "keep the input": lambda task: kept.append(task["limit"]),
+        "refer": lambda task: kept.append(weakref.ref(task["limit"])),
+        "change": lambda task: setattr(task["limit"], "value", 7),
+        "read again": lambda task: task["limit"].value,
+    }
+    seen = []
+
+    def check(self: Any, path: str, parameters: Any) -> None:
+        limit = parameters["limit"]
+        state = (parameters.state, parameters.as_info, parameters.number)
+        seen.append((state, {**vars(parameters), **vars(limit)}))
+        actions[path](parameters)
+
+    limit = core.Parameters.IntRange("limit", value=1)
+    leaving = check_class("leaving", check=check, parameters=lambda: core.Parameters.Block([limit]))
+    scene = Scene([leaving], workspace=config(leaving=[]))
+    scene.settings.check.mode = Mode.Selection
+    scene.host.selection = list(actions)
+    scene.validator.start()
+    assert seen == [(({"limit": {"value": 1}}, False, 0), {})] * len(actions)
+    parameters = {task.path: task.results[0]._param for task in list(scene.validator.queue)[1:]}
+    found = {
+        path: (task["limit"].value, task.as_info, task.number) for path, task in parameters.items()
+    }
+    changed = {"as information": (1, True, 0), "number": (1, False, 7), "change": (7, False, 0)}
+    assert found == {path: changed.get(path, (1, False, 0)) for path in actions}
+    assert kept[0] is parameters["keep"] and kept[1] is parameters["keep the input"]["limit"]
+    assert vars(parameters["note"]) == vars(parameters["note on the input"]["limit"]) == {"note": 1}
 
 
 def test_an_interrupt_keeps_what_was_found() -> None:

@@ -40,20 +40,6 @@ TEST(ParameterTask, TheGivenInputsAreNotItsOwn) {
   EXPECT_FALSE(own(task, "a").is_enabled());
 }
 
-TEST(ParameterTask, BecomesCompactOnlyWhileNothingCanHaveChanged) {
-  const auto always = [](const Input&) { return true; };
-  const auto never = [](const Input&) { return false; };
-  const Ref<ParameterTask> task = two_switches();
-  task->number = 3;
-  (void)task->find("a");
-  EXPECT_EQ(task->compact(never), nullptr);  // somebody keeps the input
-  const Ref<ParameterTask> compact = task->compact(always);
-  ASSERT_NE(compact, nullptr);
-  EXPECT_EQ(compact->number, 3);
-  own(task, "a").set_enabled(true);
-  EXPECT_EQ(task->compact(always), nullptr);
-}
-
 TEST(ParameterTask, LoadsWhatItCanAndKeepsTheFirstError) {
   const Ref<ParameterTask> task = two_switches();
   task->load(Json::Map{{"gone", Json::Map{}},
