@@ -37,6 +37,8 @@ void AnchorState::set_keys(std::shared_ptr<const Keys> keys) {
   records_.clear();
   arena_.clear();
   index_.clear();
+  separator_ = '\0';
+  is_mixed_ = false;
   forget_way(0);
 }
 
@@ -81,6 +83,11 @@ void AnchorState::add(std::uint32_t key, std::string_view scope, std::string_vie
                       .key = key,
                       .next = head});
   arena_.append(scope).append(text);
+  for (const char character : scope) {
+    if (!is_separator(character)) continue;
+    if (separator_ == '\0') separator_ = character;
+    is_mixed_ |= character != separator_;
+  }
   head = static_cast<std::uint32_t>(records_.size() - 1);
   ++counts_[key];
   forget_way(scope.size());
@@ -159,16 +166,24 @@ void AnchorState::follow(std::string_view parent) const {
 
 AnchorState::Branch AnchorState::branch(std::string_view path) const {
   const std::size_t cut = last_separator(path);
-  if (cut == std::string_view::npos) return {path, 0, chain(add_bytes(kHashSeed, path))};
+  if (cut == std::string_view::npos) return {path, 0, 0};
   follow(path.substr(0, cut));
-  return {path, steps_.size(), chain(add_bytes(steps_.back().place, path.substr(cut)))};
+  return {path, cut, steps_.size()};
+}
+
+/// The newest capture at the object itself.
+std::uint32_t AnchorState::own_chain(const Branch& branch) const noexcept {
+  const std::uint64_t above = branch.steps == 0 ? kHashSeed : steps_[branch.steps - 1].place;
+  return chain(add_bytes(above, branch.path.substr(branch.parent_size)));
 }
 
 std::optional<std::string_view> AnchorState::decide(std::uint32_t key, const Branch& branch) const {
   if (!has_captures(key)) return std::nullopt;
   std::uint32_t decision = kNone;
   if (branch.steps > 0) decision = decisions_[(branch.steps - 1) * counts_.size() + key];
-  for (std::uint32_t at = branch.own; at != kNone; at = records_[at].next) {
+  // Between scopes that are written alike the ancestor always comes first.
+  if (decision != kNone && !is_mixed_) return capture(decision).text;
+  for (std::uint32_t at = own_chain(branch); at != kNone; at = records_[at].next) {
     if (records_[at].key != key || !same_scope(capture(at).scope, branch.path)) continue;
     if (decision == kNone || precedes(at, decision, branch.path)) decision = at;
   }
@@ -189,6 +204,8 @@ void AnchorState::apply(const AnchorState& other) {
   records_ = other.records_;
   arena_ = other.arena_;
   index_ = other.index_;
+  separator_ = other.separator_;
+  is_mixed_ = other.is_mixed_;
   forget_way(0);
 }
 
@@ -198,6 +215,8 @@ void AnchorState::swap(AnchorState& other) noexcept {
   std::swap(records_, other.records_);
   std::swap(arena_, other.arena_);
   std::swap(index_, other.index_);
+  std::swap(separator_, other.separator_);
+  std::swap(is_mixed_, other.is_mixed_);
   forget_way(0);
   other.forget_way(0);
 }

@@ -64,10 +64,9 @@ class AnchorState final : public runtime::Object {
   /// Where an object stands; good for questions until the next change of the state.
   struct Branch {
     std::string_view path;
-    /// Number of steps on the way to the parent.
+    /// Number of characters and of steps on the way to the parent.
+    std::size_t parent_size;
     std::size_t steps;
-    /// The newest capture at the object itself, or none.
-    std::uint32_t own;
   };
   [[nodiscard]] Branch branch(std::string_view path) const;
   /// The captured text that decides on a branch: of the captures there the one that shares the
@@ -115,6 +114,7 @@ class AnchorState final : public runtime::Object {
 
   [[nodiscard]] std::size_t slot_of(std::uint64_t place) const noexcept;
   [[nodiscard]] std::uint32_t chain(std::uint64_t place) const noexcept;
+  [[nodiscard]] std::uint32_t own_chain(const Branch& branch) const noexcept;
   void grow_index();
   void follow(std::string_view parent) const;
   void push_step(std::uint64_t place, std::size_t size, std::string_view parent) const;
@@ -130,6 +130,10 @@ class AnchorState final : public runtime::Object {
   /// Open addressing over the places: the newest capture of each. Its size is a power of two.
   /// Captures leave in the reverse of the order in which they came, so a slot is just emptied.
   std::vector<std::uint32_t> index_;
+  /// The separator of all scopes so far; zero before the first.
+  char separator_ = '\0';
+  /// Some scopes are written with other separators.
+  bool is_mixed_ = false;
 
   mutable std::string way_;
   mutable std::vector<Step> steps_;
