@@ -36,8 +36,17 @@ import straight
 
 import core
 
-STRAIGHT_LIMIT = {"wide": 100_000, "deep": 100_000, "anchors": 9_001, "siblings": 3_001}
+STRAIGHT_LIMIT = {
+    "wide": 100_000,
+    "deep": 100_000,
+    "anchors": 9_001,
+    "siblings": 3_001,
+    "levels": 3_001,
+    "chain": 10_000,
+}
 """Beyond these numbers of objects the plain implementation takes minutes."""
+LARGEST = {"chain": 100_000}
+"""A pattern as deep as the chain is measured up to here."""
 
 
 CALLS = ("object_exists", "name_from_path", "get_type", "get_parent", "get_children")
@@ -300,6 +309,8 @@ def measure(
     for name in names:
         before = None
         for size in sizes:
+            if size > LARGEST.get(name, size):
+                continue
             case = scenes.LARGE[name](size)
             with tempfile.TemporaryDirectory() as folder:
                 operator = Operator(case.scene, case.roots)

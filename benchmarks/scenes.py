@@ -212,6 +212,30 @@ def defining_siblings(parts: int) -> Case:
     return case
 
 
+def anchored_chains(objects: int, depth: int = 100) -> Case:
+    """Chains in which every object captures a number of its own and uses its parent's."""
+    chains = max(1, objects // depth)
+    root = rule(1, "root", "root$", ["transform"])
+    links = [rule(2, "chain", r"c_<n00:\d+>$", ["transform"], 1, chains)]
+    links += [
+        rule(2 + level, f"link {level}", rf"j<n{level - 1:02d}>_<n{level:02d}:\d+>$")
+        for level in range(1, depth)
+    ]
+    below = node(links[-1])
+    for link in reversed(links[:-1]):
+        below = node(link, below)
+    case = _case("levels", [root, *links], node(root, below))
+    top = case.add(root, "root")
+    for number in range(chains):
+        path = case.add(links[0], f"c_{number}", top)
+        case.captures.append((r"<n00:\d+>", path, str(number)))
+        for level in range(1, depth):
+            path = case.add(links[level], f"j{number}_{number}", path)
+            case.captures.append((rf"<n{level:02d}:\d+>", path, str(number)))
+    case.captures.sort()
+    return case
+
+
 def chain(objects: int, levels: int | None = None) -> Case:
     """One chain with opaque paths "o0", "o1", ...; as many pattern levels unless `levels` is given.
 
@@ -236,5 +260,7 @@ LARGE: dict[str, Callable[[int], Case]] = {
     "deep": deep,
     "anchors": lambda objects: anchor_branches(max(1, (objects - 1) // BRANCH_SIZE)),
     "siblings": lambda objects: defining_siblings(max(1, (objects - 1) // PART_SIZE)),
+    "levels": anchored_chains,
+    "chain": chain,
 }
 """Generators by number of objects, which the scene has but for a part of a chain or branch."""

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <functional>
 
+#include "core/foundation/text.h"
+
 namespace kavel::hierarchy {
 namespace {
 
@@ -70,7 +72,7 @@ void AnchorState::add(std::uint32_t key, std::string_view scope, std::string_vie
   // A host may replace the keys while a question that began before them is under way.
   if (key >= counts_.size()) return;
   if ((records_.size() + 1) * 2 > index_.size()) grow_index();
-  const std::uint64_t place = add_bytes(kHashSeed, scope);
+  const std::uint64_t place = place_of(scope);
   std::uint32_t& head = index_[slot_of(place)];
   for (std::uint32_t at = head; at != kNone; at = records_[at].next) {
     const Capture known = capture(at);
@@ -83,10 +85,11 @@ void AnchorState::add(std::uint32_t key, std::string_view scope, std::string_vie
                       .key = key,
                       .next = head});
   arena_.append(scope).append(text);
-  for (const char character : scope) {
-    if (!is_separator(character)) continue;
-    if (separator_ == '\0') separator_ = character;
-    is_mixed_ |= character != separator_;
+  for (const char separator : kSeparators) {
+    if (separator == separator_ || !foundation::contains(scope, std::string_view(&separator, 1)))
+      continue;
+    is_mixed_ |= separator_ != '\0';
+    separator_ = separator;
   }
   head = static_cast<std::uint32_t>(records_.size() - 1);
   ++counts_[key];
@@ -135,20 +138,17 @@ void AnchorState::push_step(std::uint64_t place, std::size_t size, std::string_v
   steps_.push_back({size, place});
 }
 
+/// Whether the last step is `parent` or stands above it.
+bool AnchorState::leads_to(std::string_view parent) const noexcept {
+  const std::size_t size = steps_.back().size;
+  return size <= parent.size() && (size == parent.size() || is_separator(parent[size])) &&
+         parent.starts_with(std::string_view(way_).substr(0, size));
+}
+
 /// Makes the way lead to `parent`; what it shares with the way before is kept.
 void AnchorState::follow(std::string_view parent) const {
-  if (!steps_.empty() && steps_.back().size == parent.size() &&
-      std::string_view(way_).substr(0, parent.size()) == parent) {
-    return;
-  }
-  const auto differ = std::ranges::mismatch(parent, way_);
-  const auto shared = static_cast<std::size_t>(differ.in1 - parent.begin());
-  const auto is_on_way = [&](std::size_t size) {
-    return size <= shared && (size == parent.size() || is_separator(parent[size]));
-  };
-  while (!steps_.empty() && !is_on_way(steps_.back().size)) steps_.pop_back();
+  while (!steps_.empty() && !leads_to(parent)) steps_.pop_back();
   decisions_.resize(steps_.size() * counts_.size());
-  way_.assign(parent);
   std::uint64_t place = kHashSeed;
   std::size_t at = 0;
   if (!steps_.empty()) {
@@ -157,11 +157,18 @@ void AnchorState::follow(std::string_view parent) const {
     if (at == parent.size()) return;
     place = add_byte(place, parent[at++]);
   }
+  way_.assign(parent);
   for (; at < parent.size(); ++at) {
     if (is_separator(parent[at])) push_step(place, at, parent);
     place = add_byte(place, parent[at]);
   }
   push_step(place, parent.size(), parent);
+}
+
+/// The hash of a scope; what it shares with the way is not read again.
+std::uint64_t AnchorState::place_of(std::string_view scope) const noexcept {
+  if (steps_.empty() || !leads_to(scope)) return add_bytes(kHashSeed, scope);
+  return add_bytes(steps_.back().place, scope.substr(steps_.back().size));
 }
 
 AnchorState::Branch AnchorState::branch(std::string_view path) const {

@@ -116,6 +116,8 @@ class AnchorState final : public runtime::Object {
   [[nodiscard]] std::uint32_t chain(std::uint64_t place) const noexcept;
   [[nodiscard]] std::uint32_t own_chain(const Branch& branch) const noexcept;
   void grow_index();
+  [[nodiscard]] bool leads_to(std::string_view parent) const noexcept;
+  [[nodiscard]] std::uint64_t place_of(std::string_view scope) const noexcept;
   void follow(std::string_view parent) const;
   void push_step(std::uint64_t place, std::size_t size, std::string_view parent) const;
   void forget_way(std::size_t size) const noexcept;

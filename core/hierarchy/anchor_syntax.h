@@ -44,9 +44,10 @@ struct AnchorSurroundings {
 };
 [[nodiscard]] AnchorSurroundings split_at_anchor(std::string_view anchor, std::string_view source);
 
-/// "\", "|" and "/" separate the components of a path alike.
+/// They separate the components of a path alike.
+inline constexpr std::string_view kSeparators = "/|\\";
 [[nodiscard]] constexpr bool is_separator(char character) noexcept {
-  return character == '/' || character == '|' || character == '\\';
+  return character == kSeparators[0] || character == kSeparators[1] || character == kSeparators[2];
 }
 /// Whether `scope` is `path` or one of its ancestors.
 [[nodiscard]] bool same_scope(std::string_view scope, std::string_view path);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 
 #include "core/foundation/errors.h"
 
@@ -10,7 +11,9 @@ namespace {
 
 constexpr std::size_t kSmallestIndex = 16;
 
-std::size_t hash_of(std::string_view path) noexcept { return std::hash<std::string_view>{}(path); }
+std::uint32_t hash_of(std::string_view path) noexcept {
+  return static_cast<std::uint32_t>(std::hash<std::string_view>{}(path));
+}
 
 }  // namespace
 
@@ -34,39 +37,45 @@ std::span<const Id> Snapshot::children(Id id) const noexcept {
   return std::span(children_).subspan(object(id).children_begin, object(id).children_count);
 }
 
-std::size_t Snapshot::slot_of(std::string_view path) const noexcept {
+std::size_t Snapshot::slot_of(std::string_view path, std::uint32_t hash) const noexcept {
   const std::size_t mask = index_.size() - 1;
-  std::size_t slot = hash_of(path) & mask;
-  while (index_[slot] != kNoId && this->path(index_[slot]) != path) slot = (slot + 1) & mask;
+  std::size_t slot = hash & mask;
+  while (index_[slot].id != kNoId &&
+         (index_[slot].hash != hash || this->path(index_[slot].id) != path)) {
+    slot = (slot + 1) & mask;
+  }
   return slot;
 }
 
 Id Snapshot::find(std::string_view path) const noexcept {
-  return index_.empty() ? kNoId : index_[slot_of(path)];
+  return index_.empty() ? kNoId : index_[slot_of(path, hash_of(path))].id;
 }
 
 Id Snapshot::intern(std::string_view path) {
   // At three quarters the runs of taken slots are still short.
   if ((objects_.size() + 1) * 4 > index_.size() * 3) grow_index();
-  const std::size_t slot = slot_of(path);
-  if (index_[slot] != kNoId) return index_[slot];
+  const std::uint32_t hash = hash_of(path);
+  Slot& slot = index_[slot_of(path, hash)];
+  if (slot.id != kNoId) return slot.id;
   const auto id = static_cast<Id>(objects_.size());
   const std::uint64_t begin = arena_.size();
   arena_.append(path);
   objects_.push_back(
       {.path_begin = begin, .path_size = static_cast<std::uint32_t>(arena_.size() - begin)});
-  index_[slot] = id;
+  slot = {.hash = hash, .id = id};
   return id;
 }
 
 void Snapshot::grow_index() {
-  index_.assign(std::max(kSmallestIndex, index_.size() * 2), kNoId);
-  const std::size_t mask = index_.size() - 1;
-  for (Id id = 0; id < objects_.size(); ++id) {
-    std::size_t slot = hash_of(path(id)) & mask;
-    while (index_[slot] != kNoId) slot = (slot + 1) & mask;
-    index_[slot] = id;
+  std::vector<Slot> grown(std::max(kSmallestIndex, index_.size() * 2));
+  const std::size_t mask = grown.size() - 1;
+  for (const Slot& known : index_) {
+    if (known.id == kNoId) continue;
+    std::size_t slot = known.hash & mask;
+    while (grown[slot].id != kNoId) slot = (slot + 1) & mask;
+    grown[slot] = known;
   }
+  index_ = std::move(grown);
 }
 
 std::uint16_t Snapshot::type_number(std::string_view type) {
@@ -116,7 +125,7 @@ void Snapshot::clear() noexcept {
   arena_ = std::string();
   objects_ = std::vector<Object>();
   children_ = std::vector<Id>();
-  index_ = std::vector<Id>();
+  index_ = std::vector<Slot>();
 }
 
 void Snapshot::compact() {
@@ -127,7 +136,7 @@ void Snapshot::compact() {
 
 std::size_t Snapshot::bytes() const noexcept {
   return arena_.capacity() + objects_.capacity() * sizeof(Object) +
-         (children_.capacity() + index_.capacity()) * sizeof(Id);
+         children_.capacity() * sizeof(Id) + index_.capacity() * sizeof(Slot);
 }
 
 }  // namespace kavel::scene

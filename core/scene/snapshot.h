@@ -80,13 +80,18 @@ class Snapshot {
   [[nodiscard]] std::string_view text(std::uint64_t begin, std::uint32_t size) const noexcept;
   std::uint16_t type_number(std::string_view type);
   void grow_index();
-  [[nodiscard]] std::size_t slot_of(std::string_view path) const noexcept;
+  [[nodiscard]] std::size_t slot_of(std::string_view path, std::uint32_t hash) const noexcept;
 
   std::string arena_;
   std::vector<Object> objects_;
   std::vector<Id> children_;
+  /// A place in the index; the hash spares most comparisons of long paths, and growing all.
+  struct Slot {
+    std::uint32_t hash = 0;
+    Id id = kNoId;
+  };
   /// Open addressing over the paths; its size is a power of two.
-  std::vector<Id> index_;
+  std::vector<Slot> index_;
   std::vector<std::string> types_{std::string()};
   std::uint32_t generation_ = 0;
 
