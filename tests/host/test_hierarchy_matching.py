@@ -146,7 +146,7 @@ def test_random_hierarchies_agree_with_the_plain_search(plain: bool) -> None:
 @pytest.mark.parametrize("name", list(scenes.LARGE))
 def test_large_scenes_get_the_known_captures(name: str) -> None:
     # The record of a chain is as deep as the chain, and made here by recursion.
-    case = scenes.LARGE[name](500 if name == "chain" else 2_000)
+    case = scenes.LARGE[name](300 if name == "chain" else 2_000)
     hierarchy = matcher(case)
     assert hierarchy.is_valid(case.roots)
     assert captures(hierarchy) == sorted(case.captures)
