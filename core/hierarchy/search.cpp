@@ -1,6 +1,7 @@
 #include "core/hierarchy/search.h"
 
 #include <algorithm>
+#include <optional>
 #include <unordered_map>
 
 namespace kavel::hierarchy {
@@ -80,10 +81,10 @@ void LayerSearch::drop_level() noexcept {
   level_ = nullptr;
 }
 
+/// Whether an object of a fitting type is one for `scope`; its captures are in the state then.
 bool LayerSearch::accepts(const Scope& scope, RuleMatcher& matcher, AnchorState& state,
                           Id object) const {
   const scene::Snapshot& table = scene_->table();
-  if (!scope.rule->accepts_type(table.type(object))) return false;
   const std::size_t before = state.position();
   if (!matcher.match(table.name(object), table.path(object))) return false;
   if (scope.children->items.empty() && !table.children(object).empty()) {
@@ -96,17 +97,26 @@ bool LayerSearch::accepts(const Scope& scope, RuleMatcher& matcher, AnchorState&
 
 void LayerSearch::fill(std::size_t position, RuleMatcher& matcher, AnchorState& state) {
   const Scope& scope = *level_->scopes[position];
+  const scene::Snapshot& table = scene_->table();
   const std::int64_t maximum = scope.rule->config().range.maximum;
   std::vector<Id>& found = found_[level_->slots[position]];
   found.clear();
+  // Objects of one type mostly come together.
+  std::optional<std::uint16_t> type;
+  bool is_type_accepted = false;
   std::size_t kept = 0;
   std::size_t next = 0;
   for (; next < left_.size(); ++next) {
+    const Id object = left_[next];
+    if (type != table.type_key(object)) {
+      type = table.type_key(object);
+      is_type_accepted = scope.rule->accepts_type(table.type(object));
+    }
     const std::size_t before = state.position();
-    if (!accepts(scope, matcher, state, left_[next])) {
-      left_[kept++] = left_[next];
+    if (!is_type_accepted || !accepts(scope, matcher, state, object)) {
+      left_[kept++] = object;
     } else if (static_cast<std::int64_t>(found.size()) < maximum) {
-      found.push_back(left_[next]);
+      found.push_back(object);
     } else {
       state.truncate(before);
       break;

@@ -19,24 +19,6 @@ std::uint32_t hash_of(std::string_view path) noexcept {
 
 const Snapshot::Object Snapshot::kUnknown{};
 
-std::string_view Snapshot::text(std::uint64_t begin, std::uint32_t size) const noexcept {
-  return std::string_view(arena_).substr(begin, size);
-}
-
-std::string_view Snapshot::path(Id id) const noexcept {
-  return text(object(id).path_begin, object(id).path_size);
-}
-
-std::string_view Snapshot::name(Id id) const noexcept {
-  return text(object(id).name_begin, object(id).name_size);
-}
-
-std::string_view Snapshot::type(Id id) const noexcept { return types_[object(id).type]; }
-
-std::span<const Id> Snapshot::children(Id id) const noexcept {
-  return std::span(children_).subspan(object(id).children_begin, object(id).children_count);
-}
-
 std::size_t Snapshot::slot_of(std::string_view path, std::uint32_t hash) const noexcept {
   const std::size_t mask = index_.size() - 1;
   std::size_t slot = hash & mask;

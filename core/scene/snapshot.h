@@ -45,16 +45,22 @@ class Snapshot {
   /// Whether name, type, parent and children are known.
   [[nodiscard]] bool stored(Id id) const noexcept { return object(id).stored; }
 
-  [[nodiscard]] std::string_view path(Id id) const noexcept;
-  [[nodiscard]] std::string_view name(Id id) const noexcept;
+  [[nodiscard]] std::string_view path(Id id) const noexcept {
+    return text(object(id).path_begin, object(id).path_size);
+  }
+  [[nodiscard]] std::string_view name(Id id) const noexcept {
+    return text(object(id).name_begin, object(id).name_size);
+  }
   /// The unified type; empty when it is not known.
-  [[nodiscard]] std::string_view type(Id id) const noexcept;
+  [[nodiscard]] std::string_view type(Id id) const noexcept { return types_[object(id).type]; }
   /// A number that is equal for equal types, below `types().size()`.
   [[nodiscard]] std::uint16_t type_key(Id id) const noexcept { return object(id).type; }
   /// The distinct types met so far, by key.
   [[nodiscard]] std::span<const std::string> types() const noexcept { return types_; }
   [[nodiscard]] Id parent(Id id) const noexcept { return object(id).parent; }
-  [[nodiscard]] std::span<const Id> children(Id id) const noexcept;
+  [[nodiscard]] std::span<const Id> children(Id id) const noexcept {
+    return std::span(children_).subspan(object(id).children_begin, object(id).children_count);
+  }
 
   /// Bytes that the table takes, arena included.
   [[nodiscard]] std::size_t bytes() const noexcept;
@@ -77,7 +83,9 @@ class Snapshot {
   [[nodiscard]] const Object& object(Id id) const noexcept {
     return id < objects_.size() ? objects_[id] : kUnknown;
   }
-  [[nodiscard]] std::string_view text(std::uint64_t begin, std::uint32_t size) const noexcept;
+  [[nodiscard]] std::string_view text(std::uint64_t begin, std::uint32_t size) const noexcept {
+    return {arena_.data() + begin, size};
+  }
   std::uint16_t type_number(std::string_view type);
   void grow_index();
   [[nodiscard]] std::size_t slot_of(std::string_view path, std::uint32_t hash) const noexcept;
