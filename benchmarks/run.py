@@ -163,15 +163,12 @@ def quiet_collector() -> Iterator[None]:
         gc.enable()
 
 
-def timed(work: Callable[[], Any], repeats: int = 3) -> tuple[float, Any]:
-    """The least of some runs, in seconds, and the last result."""
-    best, result = math.inf, None
-    for _ in range(repeats):
-        with quiet_collector():
-            start = time.perf_counter()
-            result = work()
-            best = min(best, time.perf_counter() - start)
-    return best, result
+def timed(work: Callable[[], Any]) -> tuple[float, Any]:
+    """Seconds and result of one run."""
+    with quiet_collector():
+        start = time.perf_counter()
+        result = work()
+        return time.perf_counter() - start, result
 
 
 def plain_calls(operator: Operator, roots: Sequence[str]) -> None:
@@ -226,24 +223,25 @@ class Measured:
         hierarchy = api.scene.hierarchy
         hierarchy.pattern.set(record_of(case.record))
         roots = case.roots
-        self.repeats = 3 if self.objects <= 100_000 else 1
-        self.calls, _ = timed(lambda: plain_calls(operator, roots), self.repeats)
-        self.upload, _ = timed(lambda: virtual.upload(roots), self.repeats)
-        self.match, self.valid = timed(lambda: hierarchy.is_valid(roots), self.repeats)
-        self.scan, self.status = timed(lambda: scanner.upload_buffer(False), 1)
-        self.bytes = self.snapshot_bytes(virtual)
-        self.re, _ = timed(plain_matches(case), self.repeats)
+        self.calls = self.upload = self.match = self.scan = self.re = math.inf
+        plain = plain_matches(case)
+        # By turns: what else runs on the machine slows all of them alike.
+        for _ in range(5 if self.objects <= 200_000 else 3):
+            self.calls = min(self.calls, timed(lambda: plain_calls(operator, roots))[0])
+            self.upload = min(self.upload, timed(lambda: virtual.upload(roots))[0])
+            seconds, self.valid = timed(lambda: hierarchy.is_valid(roots))
+            self.match = min(self.match, seconds)
+            seconds, self.status = timed(lambda: scanner.upload_buffer(False))
+            self.scan = min(self.scan, seconds)
+            self.re = min(self.re, timed(plain)[0])
+        self.path_bytes = sum(len(path.encode("utf-8", "surrogatepass")) for path in case.expected)
+        self.bytes = float(virtual._bytes - self.path_bytes) / self.objects
         self.straight = math.nan
         if with_straight:
             snapshot = straight.Snapshot(case.scene, roots)
             matcher = straight.Matcher(snapshot, case.record)
-            self.straight, _ = timed(lambda: matcher.is_valid(roots), 1)
+            self.straight, _ = timed(lambda: matcher.is_valid(roots))
         self.check(api, hierarchy)
-
-    def snapshot_bytes(self, virtual: Any) -> float:
-        """Bytes per object beyond the text of its path."""
-        paths = sum(len(path.encode("utf-8", "surrogatepass")) for path in self.case.expected)
-        return float(virtual._bytes - paths) / self.objects
 
     def check(self, api: Any, hierarchy: Any) -> None:
         if not self.valid or not self.status:
@@ -268,11 +266,11 @@ class Measured:
             "match/re": self.match / self.re,
             "straight/match": self.straight / self.match,
         }
-        growth = math.nan
+        growth = growth_per_byte = math.nan
         if before is not None:
-            growth = math.log(
-                (self.upload + self.match) / (before.upload + before.match)
-            ) / math.log(self.objects / before.objects)
+            slower = math.log((self.upload + self.match) / (before.upload + before.match))
+            growth = slower / math.log(self.objects / before.objects)
+            growth_per_byte = slower / math.log(self.path_bytes / before.path_bytes)
         return {
             "scene": self.case.name,
             "objects": self.objects,
@@ -284,6 +282,7 @@ class Measured:
             "straight s": self.straight,
             **ratio,
             "growth": growth,
+            "growth/byte": growth_per_byte,
             "bytes/object": self.bytes,
         }
 
