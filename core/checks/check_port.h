@@ -38,7 +38,8 @@ class CheckPort {
   /// The long name; the name of the class when it has none.
   [[nodiscard]] virtual std::string name(const Value& check_or_class) = 0;
 
-  /// Whether the caller alone holds the object, and nobody left anything on it.
+  /// Whether the caller alone holds the object, and nobody left anything on it. Its parts are not
+  /// asked.
   [[nodiscard]] virtual bool is_sole(const runtime::Object& object) = 0;
 
   [[nodiscard]] virtual Plan plan(const Value& control) = 0;

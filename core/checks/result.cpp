@@ -18,6 +18,23 @@ std::string suffix(std::int32_t number) {
   return " (Task " + std::string(digits.size() < 2 ? 2 - digits.size() : 0, '0') + digits + ")";
 }
 
+/// Asks objects and all their parts whether nobody else holds them.
+class SoleParts final : public runtime::ReferenceVisitor {
+ public:
+  explicit SoleParts(CheckPort& checks) : checks_(checks) {}
+
+  void value(const Value& /*value*/) override {}
+  void object(const runtime::Object& part) override {
+    are_sole_ = are_sole_ && checks_.is_sole(part);
+    if (are_sole_) part.each_reference(*this);
+  }
+  [[nodiscard]] bool are_sole() const noexcept { return are_sole_; }
+
+ private:
+  CheckPort& checks_;
+  bool are_sole_ = true;
+};
+
 }  // namespace
 
 std::string_view text_of(Status status) noexcept {
@@ -60,9 +77,9 @@ bool RunContext::take_back(const Ref<ParameterTask>& lent) {
   const bool is_as_lent =
       lent->is_frozen() && !lent->has_load_errors() && !lent->original()->may_change_unnoticed;
   if (!is_as_lent || !checks_->is_sole(*lent)) return false;
-  const bool is_free = std::ranges::all_of(
-      lent->own(), [this](const Ref<Input>& input) { return !input || checks_->is_sole(*input); });
-  if (!is_free) return false;
+  SoleParts parts(*checks_);
+  parts(lent->own());
+  if (!parts.are_sole()) return false;
   // Sets of inputs that were replaced are never asked for again.
   if (spares_.size() >= kMaximumSpares) spares_.clear();
   spares_.insert_or_assign(lent->original().get(), lent);
@@ -78,7 +95,15 @@ Result::Result(const Ref<RunContext>& context, Value path, Value check_class,
   is_made_ = foundation::guarded_foreign([&] {
     check_ = context_->checks().make(check_, single ? std::string() : suffix(parameters.number));
   });
-  check();
+  // Nobody has this result yet, and so nobody can see that it lends its parameters.
+  Ref<ParameterTask> lent = context_->lend(*parameters_);
+  run_and_record(lent);
+  if (context_->take_back(lent)) {
+    parameters_->as_info = lent->as_info;
+    parameters_->number = lent->number;
+  } else {
+    parameters_ = std::move(lent);
+  }
 }
 
 void Result::each_reference(runtime::ReferenceVisitor& visitor) const {
@@ -91,6 +116,7 @@ void Result::each_reference(runtime::ReferenceVisitor& visitor) const {
 void Result::drop_references() noexcept { check_ = Value(); }
 
 Status Result::run(const Ref<ParameterTask>& parameters) {
+  if (!is_made_) return Status::error;
   Status status = Status::error;
   foundation::guarded_foreign([&] {
     parameters->assert_no_errors();
@@ -102,30 +128,10 @@ Status Result::run(const Ref<ParameterTask>& parameters) {
   return status;
 }
 
-void Result::run() {
-  if (!is_made_) {
-    status_ = Status::error;
-    return;
-  }
-  // Parameters that somebody has seen or changed are what the check gets itself.
-  if (parameters_->face() != nullptr || !parameters_->own().empty()) {
-    status_ = run(parameters_);
-    return;
-  }
-  Ref<ParameterTask> lent = context_->lend(*parameters_);
-  status_ = run(lent);
-  if (context_->take_back(lent)) {
-    parameters_->as_info = lent->as_info;
-    parameters_->number = lent->number;
-  } else {
-    parameters_ = std::move(lent);
-  }
-}
-
-void Result::check() {
+void Result::run_and_record(const Ref<ParameterTask>& parameters) {
   runtime::System& system = *runtime::services().system;
   const double started = system.monotonic();
-  run();
+  status_ = run(parameters);
   const double seconds = system.monotonic() - started;
   foundation::guarded_foreign([&] {
     context_->statistics()->add_check(context_->checks().name(check_), text_of(status_), seconds);
@@ -140,7 +146,7 @@ void Result::fix_result() {
       });
     });
   }
-  check();
+  run_and_record(parameters_);
 }
 
 Value Result::select_result() {

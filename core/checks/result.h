@@ -49,8 +49,8 @@ class RunContext final : public runtime::Object {
 };
 
 /// Nothing that a check does leaves it but an interrupt. It lives as long as the queue and there
-/// may be millions, so it holds no more than what differs between runs: the check is lent its
-/// parameters, which become the result's own only when the check keeps or changes them.
+/// may be millions, so it holds no more than what differs between runs: for its first run the check
+/// is lent its parameters, which become the result's own only when it keeps or changes them.
 class Result final : public runtime::Object {
  public:
   /// Makes an instance of the class and runs it with a copy of the parameters. Unless `single`, the
@@ -61,8 +61,8 @@ class Result final : public runtime::Object {
   void each_reference(runtime::ReferenceVisitor& visitor) const override;
   void drop_references() noexcept override;
 
-  /// Runs the check again and records the run.
-  void check();
+  /// Runs the check again, with the result's own parameters, and records the run.
+  void check() { run_and_record(parameters_); }
   /// Lets the check repair what it found, with the selection kept, and runs it again.
   void fix_result();
   /// What the check answers; an empty value when it fails.
@@ -81,7 +81,7 @@ class Result final : public runtime::Object {
   [[nodiscard]] const Ref<RunContext>& context() const noexcept { return context_; }
 
  private:
-  void run();
+  void run_and_record(const Ref<ParameterTask>& parameters);
   /// The status after one run of the check.
   [[nodiscard]] Status run(const Ref<ParameterTask>& parameters);
 

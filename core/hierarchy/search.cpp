@@ -45,6 +45,12 @@ std::vector<std::size_t> rule_slots(const std::vector<Ref<Scope>>& scopes) {
   return slots;
 }
 
+/// A level without items.
+const std::shared_ptr<const Level>& no_level() {
+  static const auto level = std::make_shared<const Level>(std::vector<Ref<Scope>>());
+  return level;
+}
+
 }  // namespace
 
 Level::Level(std::vector<Ref<Scope>> items)
@@ -64,8 +70,7 @@ std::vector<RuleMatcher> Level::matchers(Vocabulary& vocabulary, AnchorState& st
   return made;
 }
 
-LayerSearch::LayerSearch(scene::QueryPort& scene)
-    : scene_(&scene), level_(std::make_shared<const Level>(std::vector<Ref<Scope>>())) {}
+LayerSearch::LayerSearch(scene::QueryPort& scene) : scene_(&scene), level_(no_level()) {}
 
 void LayerSearch::load(std::span<const Id> roots, std::shared_ptr<const Level> level, bool exact) {
   left_.clear();
@@ -76,10 +81,7 @@ void LayerSearch::load(std::span<const Id> roots, std::shared_ptr<const Level> l
   for (std::size_t slot = 0; slot < level_->slots.size(); ++slot) found_[slot].clear();
 }
 
-void LayerSearch::drop_level() noexcept {
-  found_.clear();
-  level_ = nullptr;
-}
+void LayerSearch::drop_level() noexcept { level_ = no_level(); }
 
 /// Whether an object of a fitting type is one for `scope`; its captures are in the state then.
 bool LayerSearch::accepts(const Scope& scope, RuleMatcher& matcher, AnchorState& state,
@@ -169,7 +171,7 @@ void Search::each_reference(runtime::ReferenceVisitor& visitor) const {
   scene_->each_reference(visitor);
   visitor(logic_);
   visitor(backup_);
-  if (level_.level()) visitor(level_.level()->scopes);
+  visitor(level_.level()->scopes);
 }
 
 void Search::drop_references() noexcept { level_.drop_level(); }

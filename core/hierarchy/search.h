@@ -45,7 +45,7 @@ class LayerSearch {
  public:
   explicit LayerSearch(scene::QueryPort& scene);
 
-  /// Afterwards there is no level, and no question but `load`.
+  /// Afterwards the level has no items.
   void drop_level() noexcept;
 
   /// Takes the existing ones of `roots` and the items of a level; forgets the last guess.

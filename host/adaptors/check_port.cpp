@@ -98,11 +98,13 @@ class HostChecks final : public CheckPort {
   bool is_sole(const Object& object) override {
     auto* face = static_cast<PyObject*>(object.face());
     if (face == nullptr) return object.count() == 1;
-    if (Py_REFCNT(face) != 1) return false;
+    // Another class may have been assigned to it.
+    if (Py_REFCNT(face) != 1 || Py_TYPE(face)->tp_traverse != traverse) return false;
     PyObject** const references = PyObject_GET_WEAKREFS_LISTPTR(face);
     if (references != nullptr && *references != nullptr) return false;
     PyObject** const attributes = _PyObject_GetDictPtr(face);
-    return attributes == nullptr || *attributes == nullptr || PyDict_GET_SIZE(*attributes) == 0;
+    if (attributes == nullptr || *attributes == nullptr) return true;
+    return PyDict_GET_SIZE(*attributes) == 0 && Py_REFCNT(*attributes) == 1;
   }
 
   Plan plan(const Value& control) override {

@@ -224,24 +224,32 @@ def test_every_run_gets_the_parameters_as_they_were_planned() -> None:
         "keep": lambda task: kept.append(task),
         "keep the input": lambda task: kept.append(task["limit"]),
         "refer": lambda task: kept.append(weakref.ref(task["limit"])),
+        "keep attributes": lambda task: kept.append(vars(task["limit"])),
+        "keep a choice": lambda task: kept.append(next(iter(task["side"]))),
+        "note on a choice": lambda task: setattr(next(iter(task["side"])), "note", 1),
         "change": lambda task: setattr(task["limit"], "value", 7),
         "read again": lambda task: task["limit"].value,
     }
     seen = []
 
     def check(self: Any, path: str, parameters: Any) -> None:
-        limit = parameters["limit"]
         state = (parameters.state, parameters.as_info, parameters.number)
-        seen.append((state, {**vars(parameters), **vars(limit)}))
+        parts = [parameters, parameters["limit"], *parameters["side"]]
+        seen.append((state, [dict(vars(part)) for part in parts]))
         actions[path](parameters)
 
-    limit = core.Parameters.IntRange("limit", value=1)
-    leaving = check_class("leaving", check=check, parameters=lambda: core.Parameters.Block([limit]))
+    choices = [core.Parameters.ComboBox.Item(side, side) for side in ("left", "right")]
+    inputs = [
+        core.Parameters.IntRange("limit", value=1),
+        core.Parameters.ComboBox("side", choices),
+    ]
+    leaving = check_class("leaving", check=check, parameters=lambda: core.Parameters.Block(inputs))
     scene = Scene([leaving], workspace=config(leaving=[]))
     scene.settings.check.mode = Mode.Selection
     scene.host.selection = list(actions)
     scene.validator.start()
-    assert seen == [(({"limit": {"value": 1}}, False, 0), {})] * len(actions)
+    assert seen == [seen[0]] * len(actions)
+    assert (seen[0][0][0]["limit"], seen[0][1]) == ({"value": 1}, [{}] * 4)
     parameters = {task.path: task.results[0]._param for task in list(scene.validator.queue)[1:]}
     found = {
         path: (task["limit"].value, task.as_info, task.number) for path, task in parameters.items()
