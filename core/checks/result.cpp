@@ -1,6 +1,5 @@
 #include "core/checks/result.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "core/facade/constants.h"
@@ -73,13 +72,17 @@ Ref<ParameterTask> RunContext::lend(const ParameterTask& parameters) {
   return lent;
 }
 
-bool RunContext::take_back(const Ref<ParameterTask>& lent) {
-  const bool is_as_lent =
-      lent->is_frozen() && !lent->has_load_errors() && !lent->original()->may_change_unnoticed;
-  if (!is_as_lent || !checks_->is_sole(*lent)) return false;
+bool RunContext::is_untouched(const ParameterTask& parameters) const {
+  const bool is_as_given = parameters.is_frozen() && !parameters.has_load_errors() &&
+                           !parameters.original()->may_change_unnoticed;
+  if (!is_as_given || !checks_->is_sole(parameters)) return false;
   SoleParts parts(*checks_);
-  parts(lent->own());
-  if (!parts.are_sole()) return false;
+  parts(parameters.own());
+  return parts.are_sole();
+}
+
+bool RunContext::take_back(const Ref<ParameterTask>& lent) {
+  if (!is_untouched(*lent)) return false;
   // Sets of inputs that were replaced are never asked for again.
   if (spares_.size() >= kMaximumSpares) spares_.clear();
   spares_.insert_or_assign(lent->original().get(), lent);
@@ -138,6 +141,15 @@ void Result::run_and_record(const Ref<ParameterTask>& parameters) {
   });
 }
 
+void Result::check() {
+  run_and_record(parameters_);
+  if (!context_->is_untouched(*parameters_)) return;
+  // A copy has no inputs of its own yet, and so takes less room.
+  Ref<ParameterTask> copy = parameters_->clone();
+  copy->number = parameters_->number;
+  parameters_ = std::move(copy);
+}
+
 void Result::fix_result() {
   if (is_made_) {
     foundation::guarded_foreign([&] {
@@ -146,7 +158,7 @@ void Result::fix_result() {
       });
     });
   }
-  run_and_record(parameters_);
+  check();
 }
 
 Value Result::select_result() {

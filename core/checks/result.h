@@ -36,9 +36,10 @@ class RunContext final : public runtime::Object {
 
   /// A copy of `parameters` for one run: one that ran before, with the inputs it made its own.
   [[nodiscard]] Ref<ParameterTask> lend(const ParameterTask& parameters);
-  /// Keeps a lent copy for the next run. False when it may differ from what was lent or somebody
-  /// holds a part of it.
+  /// Keeps a lent copy for the next run; false when it is not untouched.
   [[nodiscard]] bool take_back(const Ref<ParameterTask>& lent);
+  /// Whether the values are the frozen ones and only the caller holds the parameters or a part.
+  [[nodiscard]] bool is_untouched(const ParameterTask& parameters) const;
 
  private:
   std::unique_ptr<CheckPort> checks_;
@@ -62,7 +63,7 @@ class Result final : public runtime::Object {
   void drop_references() noexcept override;
 
   /// Runs the check again, with the result's own parameters, and records the run.
-  void check() { run_and_record(parameters_); }
+  void check();
   /// Lets the check repair what it found, with the selection kept, and runs it again.
   void fix_result();
   /// What the check answers; an empty value when it fails.
