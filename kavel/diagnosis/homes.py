@@ -11,7 +11,8 @@ from kavel.diagnosis.levels import Level, Matching
 
 _LEVELS = 1000  # places that are looked at
 _QUESTIONS = 20_000  # how often an object is tried on an item
-_NO_NAME = "\ue000"  # what takes an object of this name takes any
+# What takes an object of one of these names takes (nearly) any.
+_NO_NAMES = ("\ue000", "zqx", "Zqx_9")
 
 
 @dataclass(frozen=True)
@@ -61,8 +62,11 @@ class Homes:
         return None
 
     def _is_choosy(self, home: Home, location: Any) -> bool:
-        nameless = type(location)(_NO_NAME, location.path, location.type, location.children)
-        return not self._fitting.fits(home.level, home.item, nameless)
+        others = (
+            type(location)(name, location.path, location.type, location.children)
+            for name in _NO_NAMES
+        )
+        return not any(self._fitting.fits(home.level, home.item, other) for other in others)
 
     def _homes(self) -> Iterator[Home]:
         stack = [top for top in reversed(self._tops) if top.exact]

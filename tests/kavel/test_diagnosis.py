@@ -287,13 +287,18 @@ def test_an_object_that_was_dragged_out(
     rules = [
         rule("prop"),
         rule("box"),
-        rule("any", ""),  # what takes everything is nobody's home
+        rule("any", ""),  # what takes everything is nobody's home,
+        rule("word", r"\w+$"),  # and neither is what takes nearly everything
         rule("chest", "chest_<id:[a-z]+>$"),
         rule("lid", "chest_<id>_lid", ["mesh"]),
         rule("lock"),
         rule("body", "chest_gold_body", ["mesh"]),
     ]
-    below: dict[str, Any] = {"box": {"any": {}}, "chest": {"lid": {}, "lock": {}}, "body": {}}
+    below: dict[str, Any] = {
+        "box": {"any": {}, "word": {}},
+        "chest": {"lid": {}, "lock": {}},
+        "body": {},
+    }
     shape = {"prop": below}
     inside = [node("box"), node("chest_gold", *left), mesh("chest_gold_body"), mesh(lid)]
     departures = told(scan(gltf(node("prop", *inside)), project(rules, shape)))
