@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <utility>
 
 #include "core/foundation/errors.h"
 
@@ -22,42 +21,41 @@ const Snapshot::Object Snapshot::kUnknown{};
 std::size_t Snapshot::slot_of(std::string_view path, std::uint32_t hash) const noexcept {
   const std::size_t mask = index_.size() - 1;
   std::size_t slot = hash & mask;
-  while (index_[slot].id != kNoId &&
-         (index_[slot].hash != hash || this->path(index_[slot].id) != path)) {
+  while (index_[slot] != kNoId &&
+         (objects_[index_[slot]].hash != hash || this->path(index_[slot]) != path)) {
     slot = (slot + 1) & mask;
   }
   return slot;
 }
 
 Id Snapshot::find(std::string_view path) const noexcept {
-  return index_.empty() ? kNoId : index_[slot_of(path, hash_of(path))].id;
+  return index_.empty() ? kNoId : index_[slot_of(path, hash_of(path))];
 }
 
 Id Snapshot::intern(std::string_view path) {
   // At three quarters the runs of taken slots are still short.
   if ((objects_.size() + 1) * 4 > index_.size() * 3) grow_index();
   const std::uint32_t hash = hash_of(path);
-  Slot& slot = index_[slot_of(path, hash)];
-  if (slot.id != kNoId) return slot.id;
+  const std::size_t slot = slot_of(path, hash);
+  if (index_[slot] != kNoId) return index_[slot];
   const auto id = static_cast<Id>(objects_.size());
   const std::uint64_t begin = arena_.size();
   arena_.append(path);
-  objects_.push_back(
-      {.path_begin = begin, .path_size = static_cast<std::uint32_t>(arena_.size() - begin)});
-  slot = {.hash = hash, .id = id};
+  objects_.push_back({.path_begin = begin,
+                      .path_size = static_cast<std::uint32_t>(arena_.size() - begin),
+                      .hash = hash});
+  index_[slot] = id;
   return id;
 }
 
 void Snapshot::grow_index() {
-  std::vector<Slot> grown(std::max(kSmallestIndex, index_.size() * 2));
-  const std::size_t mask = grown.size() - 1;
-  for (const Slot& known : index_) {
-    if (known.id == kNoId) continue;
-    std::size_t slot = known.hash & mask;
-    while (grown[slot].id != kNoId) slot = (slot + 1) & mask;
-    grown[slot] = known;
+  index_.assign(std::max(kSmallestIndex, index_.size() * 2), kNoId);
+  const std::size_t mask = index_.size() - 1;
+  for (Id id = 0; id < objects_.size(); ++id) {
+    std::size_t slot = objects_[id].hash & mask;
+    while (index_[slot] != kNoId) slot = (slot + 1) & mask;
+    index_[slot] = id;
   }
-  index_ = std::move(grown);
 }
 
 std::uint16_t Snapshot::type_number(std::string_view type) {
@@ -107,7 +105,7 @@ void Snapshot::clear() noexcept {
   arena_ = std::string();
   objects_ = std::vector<Object>();
   children_ = std::vector<Id>();
-  index_ = std::vector<Slot>();
+  index_ = std::vector<Id>();
 }
 
 void Snapshot::compact() {
@@ -118,7 +116,7 @@ void Snapshot::compact() {
 
 std::size_t Snapshot::bytes() const noexcept {
   return arena_.capacity() + objects_.capacity() * sizeof(Object) +
-         children_.capacity() * sizeof(Id) + index_.capacity() * sizeof(Slot);
+         (children_.capacity() + index_.capacity()) * sizeof(Id);
 }
 
 }  // namespace kavel::scene

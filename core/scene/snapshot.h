@@ -75,6 +75,8 @@ class Snapshot {
     std::uint64_t children_begin = 0;
     std::uint32_t children_count = 0;
     Id parent = kNoId;
+    /// Of the path: spares most comparisons of long paths, and reading them when the index grows.
+    std::uint32_t hash = 0;
     std::uint16_t type = 0;
     State state = State::mentioned;
     bool stored = false;
@@ -93,13 +95,8 @@ class Snapshot {
   std::string arena_;
   std::vector<Object> objects_;
   std::vector<Id> children_;
-  /// A place in the index; the hash spares most comparisons of long paths, and growing all.
-  struct Slot {
-    std::uint32_t hash = 0;
-    Id id = kNoId;
-  };
   /// Open addressing over the paths; its size is a power of two.
-  std::vector<Slot> index_;
+  std::vector<Id> index_;
   std::vector<std::string> types_{std::string()};
   std::uint32_t generation_ = 0;
 
