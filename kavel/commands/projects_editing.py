@@ -6,6 +6,8 @@ import argparse
 from collections.abc import Callable
 from typing import TYPE_CHECKING, Any
 
+from rich.console import Console
+
 from kavel.document.structure import TARGETS
 from kavel.home import kavel_home
 from kavel.native import require_core
@@ -21,6 +23,28 @@ _LISTED = 5  # things that a copy still has, by name
 
 def add_actions(actions: Any) -> None:
     _add_making(actions)
+    save = _add(
+        actions,
+        "save",
+        run_save,
+        "store the content of a project file as a new record of a project",
+        "Store the current record of a project file, edited by hand perhaps, as a new record of "
+        "the project, which it means from now on. All records stay in the history.",
+    )
+    save.add_argument("project", metavar="NAME")
+    save.add_argument(
+        "--from",
+        dest="source",
+        metavar="FILE|NAME",
+        required=True,
+        help="the project whose current record is stored; the project's own file, too",
+    )
+    save.add_argument(
+        "--comment",
+        metavar="TEXT",
+        default="",
+        help="what the history says of the record; that of --from when not given",
+    )
     rename = _add(actions, "rename", run_rename, "give a project another name")
     rename.add_argument("project", metavar="NAME")
     rename.add_argument("name", metavar="NEW-NAME")
@@ -113,6 +137,23 @@ def _create(arguments: argparse.Namespace, source: Head | None, comment: str = "
     return 0
 
 
+def run_save(arguments: argparse.Namespace) -> int:
+    require_core()
+    from kavel.editing.actions import save
+    from kavel.logs import LogHandler
+
+    home, errors = kavel_home(arguments.home), make_console(stderr=True)
+    project = find_own_head(arguments.project, home)
+    source = find_head(arguments.source, home)
+    checked = read_project(source.path)
+    print_problems(errors, checked.path, checked.checked.problems)
+    with LogHandler(errors) as log:
+        log.project_told(checked)
+        edit, entry = save(project, source, arguments.comment, log, _waiting(errors, project))
+    _tell(edit, f'saved record {entry.number} of "{project.name}", the current one')
+    return 0
+
+
 def run_rename(arguments: argparse.Namespace) -> int:
     require_core()
     from kavel.editing.actions import rename
@@ -154,12 +195,12 @@ def _edit(action: Callable[[Callable[[], object]], Any], project: Head) -> Any:
     from kavel.logs import LogHandler
 
     errors = make_console(stderr=True)
-
-    def tell() -> None:
-        errors.print(f"waiting for other editors of {printable(project.path)}")
-
     with LogHandler(errors):
-        return action(tell)
+        return action(_waiting(errors, project))
+
+
+def _waiting(errors: Console, project: Head) -> Callable[[], object]:
+    return lambda: errors.print(f"waiting for other editors of {printable(project.path)}")
 
 
 def _tell(edit: Edit, what: str) -> None:

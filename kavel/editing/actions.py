@@ -1,4 +1,4 @@
-"""Making, renaming, deleting and restoring the user's projects."""
+"""Making, saving, renaming, deleting and restoring the user's projects."""
 
 from __future__ import annotations
 
@@ -59,6 +59,32 @@ def create(
         reason = "; ".join(log.take_errors())
         raise ProjectError(f"{path}: cannot be written" + (f": {reason}" if reason else ""))
     return path
+
+
+def save(
+    project: Head, source: Head, comment: str, log: LogHandler, on_wait: OnWait
+) -> tuple[Edit, Entry]:
+    """Store the current record of `source` as a new record of the project, by this user, and make
+    it the current one. Without a comment it keeps the one it has.
+
+    Errors: ProjectError when `source` has no record or is none for the core, or a record of this
+    second is there already; those of `editing`.
+    """
+    given = read_document(source.path).history.get_record()
+    if given.is_promise:
+        raise ProjectError(f"{source.path}: the project has no record to save")
+    with editing(project, on_wait) as edit:
+        document = edit.document
+        known = {entry.timestamp for entry in read_entries(document.history)}
+        record = document.get_record_promise()
+        record._apply(given.data)
+        record.author, record.comment = _user(), comment or str(given.comment)
+        record.save()
+        current = find_entry(read_entries(document.history), "current")
+        if current.timestamp in known:
+            reasons = log.take_errors() or ["a record of this second is there already; try again"]
+            raise ProjectError(f"{project.path}: not saved: {'; '.join(reasons)}")
+    return edit, current
 
 
 def rename(home: str, project: Head, name: str, on_wait: OnWait) -> Edit:

@@ -115,6 +115,29 @@ def test_a_project_of_another_has_its_current_record(action: str, run: Run, home
     assert {**all_bytes(home), **before} == all_bytes(home)
 
 
+def test_saving_adds_the_content_of_a_file_as_the_current_record(
+    run: Run, home: str, write: Writer, monkeypatch: pytest.MonkeyPatch
+) -> None:
+    monkeypatch.setattr("getpass.getuser", lambda: "bob")
+    edited = write("edited.json", project([rule("mine")], name="Other"))
+    status, out, err = run("save", "Hero", "--from", str(edited), "--comment", "by hand")
+    assert (status, err) == (0, "") and 'saved record 4 of "Hero", the current one' in out
+    document = content(home)
+    assert list(document["records"])[:3] == list(RECORDS)
+    record = document["records"][str(document["selected_record"])]
+    assert (record["author"], record["comment"]) == ("bob", "by hand")
+    assert [entry["name"] for entry in record["rules"]] == ["mine"]
+    assert document["name"] == "Hero" and document["edit_timestamp"] > time.time() - 60
+    # In the same second there is no room for another one, and later the own file will do.
+    before = all_bytes(home)
+    monkeypatch.setattr("time.time", lambda: float(document["selected_record"]))
+    status, _, err = run("save", "Hero", "--from", "Hero")
+    assert status == 2 and "not saved" in err and all_bytes(home) == before
+    monkeypatch.setattr("time.time", lambda: document["selected_record"] + 10.0)
+    assert run("save", "Hero", "--from", "Hero")[0] == 0
+    assert len(content(home)["records"]) == len(RECORDS) + 2
+
+
 def test_rename(run: Run, home: str) -> None:
     status, out, err = run("rename", "Hero", " Heroine ")
     assert (status, err) == (0, "") and 'renamed "Hero" to "Heroine"' in out
