@@ -19,7 +19,7 @@ from kavel.projects import ProjectFile
 from kavel.recording import RecordedApi
 from kavel.registry import CheckSetup, embedded_checks
 from kavel.report import MATCHED, OPENED, UNMATCHED, Hierarchy, Joint, SceneObject, SceneResult
-from kavel.workplace import COPY, Workplace
+from kavel.workplace import Workplace, copy_name
 
 _VERSION = re.compile(r"\.v\d+\Z")
 _ALIKE = 0.8  # how much a path must resemble another one to be taken for it
@@ -237,11 +237,11 @@ class Session:
     def _load(self) -> None:
         if self.project is None:
             return
-        projects = self.api.project
-        if not projects.is_exists(COPY):
+        projects, file = self.api.project, copy_name(self.project)
+        if not projects.is_exists(file):
             reasons = "; ".join(self.log.take_errors())
             raise ProjectError(f"{self.project.path}: the core does not read it: {reasons}")
-        projects.load(COPY)
+        projects.load(file)
 
     def _register_reasons(self) -> None:
         for name in _REASONS:

@@ -15,7 +15,11 @@ from kavel.environment import StandaloneEnvironment
 from kavel.home import target_directory
 from kavel.projects import ProjectFile
 
-COPY = "project.json"
+
+def copy_name(project: ProjectFile) -> str:
+    """What the copy of a project's file is called, so that usage records name the project."""
+    name = os.path.basename(project.path)
+    return name if name.endswith(".json") else f"{name}.json"
 
 
 class Workplace:
@@ -39,7 +43,7 @@ class Workplace:
             if project is not None:
                 projects = os.path.join(target_directory(self._folder, project.target), "projects")
                 os.makedirs(projects)
-                shutil.copyfile(project.path, os.path.join(projects, COPY))
+                shutil.copyfile(project.path, os.path.join(projects, copy_name(project)))
             self.environment = StandaloneEnvironment(self._folder, target, statistics_file)
             if settings is not None:
                 core._File.Json.write(self.environment.get_settings_file(), settings)

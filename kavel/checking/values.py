@@ -62,7 +62,9 @@ def matches_any(name: str, expressions: Iterable[str]) -> bool:
     return any(_compiled(text, "pattern").fullmatch(name) for text in expressions)
 
 
-def combo(attr: str, items: Mapping[str, str], selected: str, label: str, help_text: str) -> Any:
+def combo(
+    attr: str, items: Mapping[str, str], selected: str, label: str = "", help_text: str = ""
+) -> Any:
     """A ComboBox of `items`, texts by attribute, with one selected."""
     kinds = core.Parameters
     entries = [kinds.ComboBox.Item(key, text, key == selected) for key, text in items.items()]

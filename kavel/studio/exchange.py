@@ -8,7 +8,7 @@ from __future__ import annotations
 import contextlib
 import json
 from collections.abc import Iterable, Mapping
-from dataclasses import dataclass, field
+from dataclasses import dataclass, field, replace
 from typing import Any
 
 from kavel.errors import KavelError
@@ -23,12 +23,14 @@ _KEPT_HEADER = "Kavel-Kept"
 @dataclass(frozen=True)
 class Entry:
     """A project that something became of; `kept` is the number of an edit on the server, `records`
-    whether the project lacks records of it."""
+    whether the project lacks records of it, `same_time` whether the one that it lost against says
+    the same time of editing, as one does that was edited by hand."""
 
     name: str
     filename: str
     kept: int | None = None
     records: bool = True
+    same_time: bool = False
 
     def data(self) -> dict[str, Any]:
         kept = {} if self.kept is None else {"edit": self.kept}
@@ -118,9 +120,14 @@ class Exchange:
         if not self._synchronized:
             reasons = "; ".join(errors) or "it is not what a studio server answers"
             raise KavelError(f"the answer was refused, nothing was changed: {reasons}")
-        outcome = _compare(before, collection, _answered(answer))
+        answered = _answered(answer)
+        outcome = _compare(before, collection, answered)
         outcome.errors = errors
         _add_kept(outcome, answer)
+        outcome.lost = [
+            replace(entry, same_time=_same_time(before, answered, entry.filename))
+            for entry in outcome.lost
+        ]
         return outcome
 
     def statistics(self) -> StatisticsOutcome:
@@ -176,6 +183,10 @@ def _answered(answer: Answer) -> dict[str, float]:
     with contextlib.suppress(RequestError):
         parse_object(b'{"all":' + answer.body + b"}", "all", take)
     return found
+
+
+def _same_time(before: Mapping[str, _State], answered: Mapping[str, float], filename: str) -> bool:
+    return filename in before and before[filename].edited == answered.get(filename)
 
 
 def _compare(

@@ -23,6 +23,7 @@ _LABELS = {
     "kept_local": "kept, newer here",
 }
 _LOST = "your edit of {} lost: a newer one of another seat took its place without it (edit {})"
+_SAME_TIME = "your {} differs from the server's, which says the same time of editing (edit {})"
 _BEATEN = "your edit of {} won: it took the place of another seat's, without it (edit {})"
 
 
@@ -42,7 +43,10 @@ def print_projects(console: Console, outcome: ProjectsOutcome, address: Address)
     )
     for key, label in _LABELS.items():
         _print_entries(console, label, getattr(outcome, key))
-    _print_kept(console, outcome.lost, outcome.lost_count, _LOST)
+    unmarked = [entry for entry in outcome.lost if entry.same_time]
+    lost = [entry for entry in outcome.lost if not entry.same_time]
+    _print_kept(console, unmarked, len(unmarked), _SAME_TIME)
+    _print_kept(console, lost, outcome.lost_count - len(unmarked), _LOST)
     _print_kept(console, outcome.beaten, outcome.beaten_count, _BEATEN)
     _print_advice(console, outcome, address)
     if outcome.errors:
@@ -53,8 +57,14 @@ def print_projects(console: Console, outcome: ProjectsOutcome, address: Address)
 
 def _print_advice(console: Console, outcome: ProjectsOutcome, address: Address) -> None:
     """How to get back what lost: by its records, where the project lacks any."""
-    kept = [*outcome.lost, *outcome.beaten]
-    if not outcome.lost_count and not outcome.beaten_count:
+    unmarked = [entry for entry in outcome.lost if entry.same_time]
+    if unmarked:
+        console.print(
+            "  Edited by hand? To make an edit of it that the server takes:\n"
+            f"  kavel projects save {unmarked[0].filename} --from {unmarked[0].filename}"
+        )
+    kept = [entry for entry in [*outcome.lost, *outcome.beaten] if not entry.same_time]
+    if outcome.lost_count + outcome.beaten_count == len(unmarked):
         return
     plain = [str(entry.kept) for entry in kept if not entry.records]
     if len(plain) < len(kept) or not kept:

@@ -5,6 +5,7 @@ from __future__ import annotations
 import contextlib
 import json
 import os
+import shlex
 import signal
 import socket
 import subprocess
@@ -158,6 +159,26 @@ def test_one_seat_was_offline(tmp_path: Path, fresh_server: Server) -> None:
     assert "your edit of Hero (hero.json) won" in ann.sync()
     bob.sync(status=1)
     assert bob.brief("hero.json") == again
+
+
+def test_an_edit_by_hand_that_kept_its_time(tmp_path: Path, fresh_server: Server) -> None:
+    ann, bob = seats(tmp_path, fresh_server)
+    ann.write("hero.json", 1000, 1)
+    ann.sync()
+    bob.sync()
+    edited = ann.read("hero.json")
+    edited["records"]["1"]["comment"] = "by hand"
+    ann.put(edited)
+    told = ann.sync(status=1)
+    assert "your Hero (hero.json) differs from the server's" in told and "lost" not in told
+    (command,) = [line for line in told.splitlines() if line.startswith("  kavel ")]
+    assert ann.run(*shlex.split(command)[1:])[0] == 0
+    assert "your edit of Hero (hero.json) won" in ann.sync()
+    bob.sync(status=1)  # what it had is kept aside: the record of that second was another one
+    assert [record["comment"] for record in bob.read("hero.json")["records"].values()] == [
+        "by hand",
+        "by hand",
+    ]
 
 
 def test_what_a_newer_build_wrote(tmp_path: Path, fresh_server: Server) -> None:
