@@ -10,6 +10,9 @@ namespace {
 
 using foundation::contains;
 
+/// Expressions with inserted texts that are kept for the next use.
+constexpr std::size_t kMaximumInserted = 4096;
+
 /// Splits leading global flags such as "(?i)(?s)" off: they must stay at an expression's start.
 std::pair<std::string_view, std::string_view> split_flags(std::string_view expression) {
   std::size_t behind = 0;
@@ -112,6 +115,18 @@ std::shared_ptr<Vocabulary::Prepared> Vocabulary::prepare(const std::string& exp
     if (contains(expression, (*keys_)[key].definition)) made->defined.push_back(key);
   }
   return prepared_.emplace(std::move(cache_key), std::move(made)).first->second;
+}
+
+std::shared_ptr<Vocabulary::Prepared> Vocabulary::prepare_inserted(const std::string& expression) {
+  const std::size_t known = prepared_.size();
+  auto prepared = prepare(expression);
+  if (prepared_.size() > known && ++inserted_ >= kMaximumInserted) {
+    // All of them: what is still in use is held where it is used, or made anew.
+    prepared_.clear();
+    compiled_.clear();
+    inserted_ = 0;
+  }
+  return prepared;
 }
 
 std::shared_ptr<const std::vector<Vocabulary::Definition>> Vocabulary::definitions(
@@ -278,7 +293,7 @@ bool RuleMatcher::match_bound(std::string_view name, std::string_view path) {
 bool RuleMatcher::match_inserted(std::string_view name, std::string_view path) {
   const std::string inserted = replace_anchors(*state_, expression_, path);
   keep(name, path);
-  return match_prepared(vocabulary_->prepare(inserted), {}, name_, path_);
+  return match_prepared(vocabulary_->prepare_inserted(inserted), {}, name_, path_);
 }
 
 bool RuleMatcher::match_prepared(const PreparedPointer& prepared, CapturedTexts texts,

@@ -67,6 +67,9 @@ class Vocabulary {
   /// value error for a definition that stands in it twice.
   [[nodiscard]] std::shared_ptr<Prepared> prepare(const std::string& expression,
                                                   const std::vector<std::string>& usages = {});
+  /// The same for an expression in which captured texts were inserted. There is one for each
+  /// captured text, so only some are kept.
+  [[nodiscard]] std::shared_ptr<Prepared> prepare_inserted(const std::string& expression);
   /// What a definition captured of a name.
   struct Cut {
     std::uint32_t key;
@@ -93,6 +96,8 @@ class Vocabulary {
   std::shared_ptr<const AnchorState::Keys> keys_;
   std::unordered_map<std::string, std::shared_ptr<Prepared>> prepared_;
   std::unordered_map<std::string, NameExpression::Plain> compiled_;
+  /// How many of them had captured texts inserted.
+  std::size_t inserted_ = 0;
 };
 
 class Anchor final : public runtime::Object {
