@@ -13,10 +13,10 @@ from kavel.columns import column_widths, fits, print_columns
 from kavel.commands import projects_editing, projects_history
 from kavel.commands.comparing import compare, print_misfits_of
 from kavel.commands.options import add_check_folders
-from kavel.document import ERROR
+from kavel.document import ERROR, Pattern
 from kavel.document.structure import VERSION
 from kavel.home import kavel_home, target_directory
-from kavel.outline import outline
+from kavel.outline import asked_checks, outline
 from kavel.printing import print_problems
 from kavel.projects import ProjectFile, find_project, read_project, user_projects
 from kavel.terminal import count, make_console, printable
@@ -85,12 +85,29 @@ def run_show(arguments: argparse.Namespace) -> int:
     if description:
         output.print(printable(description))
     if checked.pattern is not None:
-        lines = [
-            (("  " * (depth + 1)) + printable(name), printable(regex), printable(types), limits)
-            for depth, name, regex, types, limits in outline(checked.pattern)
-        ]
-        print_columns(output, lines)
+        _print_outline(output, checked.pattern)
+        for names, rows in asked_checks(checked.pattern):
+            output.print(f"checks on {printable(', '.join(names))}:")
+            cells = [(printable(check), printable(parameters)) for check, parameters in rows]
+            print_columns(output, cells, "  ")
     return 0 if checked.usable else 2
+
+
+def _print_outline(output: Console, pattern: Pattern) -> None:
+    """A line for each item; where they are too long, expressions stand on lines of their own."""
+    lines = [
+        (("  " * (depth + 1)) + printable(name), printable(regex), printable(types), limits)
+        for depth, name, regex, types, limits in outline(pattern)
+    ]
+    if fits(output, lines):
+        print_columns(output, lines)
+        return
+    heads = [(name, types, limits) for name, _, types, limits in lines]
+    widths = column_widths(output, heads)
+    for (name, regex, _, _), head in zip(lines, heads):
+        print_columns(output, [head], widths=widths)
+        if regex:
+            output.print(f"{' ' * (len(name) - len(name.lstrip()) + 4)}{regex}")
 
 
 def _state(project: ProjectFile) -> str:

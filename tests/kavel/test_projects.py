@@ -132,6 +132,26 @@ def test_show(write: Writer, capsys: pytest.CaptureFixture[str]) -> None:
     assert err == ""
 
 
+def test_show_tells_the_checks_and_keeps_names_whole(
+    write: Writer, capsys: pytest.CaptureFixture[str], monkeypatch: pytest.MonkeyPatch
+) -> None:
+    monkeypatch.setenv("COLUMNS", "60")
+    sets = [{"as_info": True, "state": {"most": {"value": 4}}}, {"state": {}}]
+    asked = {"mesh.count": {"enabled": True, "parameters": sets}, "off": {"enabled": False}}
+    expression = "a_rather_long_expression_(of|many)_words_" * 2 + "$"
+    rules = [rule("a_very_long_name", expression, checklist=asked), rule("b", checklist=asked)]
+    path = write("p.json", project(rules, {"a_very_long_name": {"b": {}}}))
+    assert main(["projects", "show", path]) == 0
+    lines = capsys.readouterr().out.splitlines()
+    assert lines[1].split() == ["a_very_long_name", "any", "type", "1"]
+    assert expression in "".join(line.strip() for line in lines)
+    assert lines[-3:] == [
+        "checks on a_very_long_name, b:",
+        "  mesh.count  as information, most 4",
+        "  mesh.count",
+    ]
+
+
 def test_show_of_an_unusable_project(write: Writer, capsys: pytest.CaptureFixture[str]) -> None:
     path = write("p.json", project([rule("a", "(")]))
     assert main(["projects", "show", path]) == 2
