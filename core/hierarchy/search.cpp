@@ -47,8 +47,8 @@ std::vector<std::size_t> rule_slots(const std::vector<Ref<Scope>>& scopes) {
 
 /// A level without items.
 const std::shared_ptr<const Level>& no_level() {
-  static const auto level = std::make_shared<const Level>(std::vector<Ref<Scope>>());
-  return level;
+  static const auto kLevel = std::make_shared<const Level>(std::vector<Ref<Scope>>());
+  return kLevel;
 }
 
 }  // namespace
